@@ -1,0 +1,178 @@
+/* fxaac: fixed-point MPEG-2/4 AAC Low Complexity decoder.
+ *
+ * The caller owns all memory: an AacDecoder instance and a DecoderWorkArea,
+ * bound together by AACPlusDecoderInit and kept in place for the instance's
+ * lifetime. The library allocates nothing and keeps no global state while
+ * decoding. One instance serves one thread at a time.
+ *
+ *   AacDecoder dec;  DecoderWorkArea work;
+ *   AACPlusDecoderInit(&dec, &work);
+ *   int32_t skip = AACPlusHeaderDecode(config, &dec, stream);  // < 0: refused
+ *
+ * All records below are plain C structs whose sizes are fixed on 32-bit and
+ * 64-bit targets alike (see the static assertions at the end).
+ */
+#ifndef FXAAC_FXAAC_H
+#define FXAAC_FXAAC_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <fxaac/fxaac_export.h>
+
+FXAAC_EXTERN_C_BEGIN
+
+/* Spectral lines per channel and frame, and the largest channel count. */
+#define FXAAC_FRAME_LENGTH 1024
+#define FXAAC_MAX_CHANNELS 2
+/* Bytes of caller memory: the work area, and the room an instance must fit. */
+#define FXAAC_WORK_AREA_BYTES 12288
+#define FXAAC_INSTANCE_MAX_BYTES 8444
+/* Byte offset and size of the per-frame channel element record in the work area. */
+#define FXAAC_ELEMENT_OFFSET 8192
+#define FXAAC_ELEMENT_BYTES 4096
+
+/* Status codes. Transport and configuration problems are negative, problems
+ * inside a raw data block are positive; 0 is success. */
+enum FxaacStatus {
+    FXAAC_OK = 0,
+    FXAAC_ERR_NO_SYNC = -5,            /* ADTS: no sync word where one was expected */
+    FXAAC_ERR_CONFIG_COUPLING = -6,    /* configuration's program lists coupling channels */
+    FXAAC_ERR_RESILIENCE_TOOL = -9,    /* an error-resilience tool is requested */
+    FXAAC_ERR_FRAME_960 = -10,         /* 960-line frames are requested */
+    FXAAC_ERR_OBJECT_TYPE = -12,       /* object type or profile not decodable (only AAC LC) */
+    FXAAC_ERR_SAMPLE_RATE_INDEX = -13, /* sampling frequency index 12 to 15 */
+    FXAAC_ERR_CHANNELS = -14,          /* unsupported channel configuration or misplaced element */
+    FXAAC_ERR_EP_CONFIG = -15,         /* error protection configuration other than 0 */
+    FXAAC_ERR_PULSE_SHORT = 1,         /* pulse data in a channel with eight short windows */
+    FXAAC_ERR_BOOK_12 = 2,             /* reserved section codebook 12 */
+    FXAAC_ERR_SCALE_FACTOR = 3,        /* a scale factor below 0 */
+    FXAAC_ERR_LD_WINDOW = 7,           /* low-delay object with a window other than one long */
+    FXAAC_ERR_GAIN_CONTROL = 8,        /* gain control data present */
+    FXAAC_ERR_GROUPING_RATE = 10,      /* sampling frequency index above 11 at window grouping */
+    FXAAC_ERR_COUPLING_ELEMENT = 16    /* coupling channel element in the block */
+};
+
+/* One parsed ADTS frame header (ISO/IEC 13818-7 / 14496-3 adts_frame). */
+typedef struct AdtsHeader {
+    uint16_t syncword;          /* last 12-bit value examined by the sync search */
+    uint8_t id;
+    uint8_t layer;
+    int8_t protection_absent;   /* 0: CRC words follow */
+    int8_t object_type;         /* profile field + 1: 2 is AAC LC */
+    uint8_t sampling_frequency_index;
+    uint8_t private_bit;
+    uint8_t channel_configuration;
+    uint8_t original_copy;
+    uint8_t home;
+    uint8_t copyright_identification_bit;
+    uint8_t copyright_identification_start;
+    uint16_t frame_length;      /* bytes skipped before the sync word + aac_frame_length; never 0 */
+    uint16_t adts_buffer_fullness;
+    int8_t number_of_raw_data_blocks_in_frame; /* as transmitted: 0 means one block */
+    uint32_t crc_check;         /* last CRC word read (never verified) */
+} AdtsHeader;
+
+struct ChannelElement;
+
+/* The decoder instance: all state kept from one call to the next. */
+typedef struct AacDecoder {
+    int32_t overlap[FXAAC_MAX_CHANNELS][FXAAC_FRAME_LENGTH]; /* filterbank overlap per channel */
+    AdtsHeader adts;            /* header of the ADTS frame being decoded */
+    int32_t isAdts;             /* 1: an ADTS header precedes each ADTS frame */
+    int16_t rawBlocksLeft;      /* raw data blocks left in the current ADTS frame */
+    int32_t hasConfig;          /* 1: ADIF or AudioSpecificConfig stream */
+    int32_t sfIndex;            /* sampling_frequency_index, 0 to 11 */
+    int32_t objectType;         /* profile (ADTS, ADIF, LC = 1) or audio object type */
+    int32_t frameCount;         /* frame calls that ended without error */
+    int32_t sceTagSeen;         /* 1 once the first single channel element was met */
+    int32_t firstSceTag;        /* element_instance_tag of that element */
+    uint8_t sectionResilience;  /* aacSectionDataResilienceFlag */
+    uint8_t scalefactorResilience; /* aacScalefactorDataResilienceFlag */
+    uint8_t spectralResilience; /* aacSpectralDataResilienceFlag */
+    uint16_t frameLength;       /* spectral lines per channel and frame: 1024 */
+    int32_t prevWindowShape[FXAAC_MAX_CHANNELS]; /* window_shape of each channel's previous frame */
+    int16_t defaultObjectType;  /* copied into objectType by header decoding */
+    int32_t sampleRate;         /* Hz */
+    int32_t pcmFormat;          /* 2: 24-bit samples in 32-bit words; else 16-bit */
+    int32_t channels;           /* channel count announced by the header */
+    const int16_t *longWindow[2];  /* rising window halves, by window_shape (0 sine, 1 KBD) */
+    const int16_t *shortWindow[2];
+    struct ChannelElement *elementRecord; /* per-frame element record in the work area */
+    int32_t *workBase;          /* start of the work area */
+    int32_t *scratchA;          /* synthesis scratch; workBase between frames */
+    int32_t *scratchB;          /* second synthesis scratch */
+    int32_t pnsSeed;            /* noise substitution generator state */
+} AacDecoder;
+
+/* Caller work memory bound to an instance (12288 bytes). */
+typedef struct DecoderWorkArea {
+    /* [0]: channel 1's quantised spectrum, then short-window scratch;
+     * [1]: channel 0's spectrum (its quantised values in the upper half until
+     * dequantisation; the section arrays of the parse in its first 720 bytes). */
+    int32_t spectra[2][FXAAC_FRAME_LENGTH];
+    /* The per-frame channel element record, cleared at every frame call. */
+    union {
+        uint32_t words[FXAAC_ELEMENT_BYTES / 4];
+        void *align;
+    } element;
+} DecoderWorkArea;
+
+/* Stream configuration given to header decoding (ten 32-bit words). Header
+ * decoding reads only the first three; the test driver keeps its per-call
+ * results in the others. */
+typedef struct DecoderConfig {
+    int32_t hdrPrsnt;       /* 0: raw data blocks only, with no header */
+    int32_t fs;             /* sampling rate in Hz when hdrPrsnt is 0 */
+    int32_t chn;            /* channel count when hdrPrsnt is 0 */
+    int32_t pcmWidth;       /* bytes per output sample minus one */
+    int32_t sbrMode;        /* SBR output flag as last reported */
+    int32_t wavOut;         /* 1: output file gets a WAV header */
+    int32_t sbrDownsampled; /* rate rule of the WAV header in SBR mode */
+    int32_t usedBytes;      /* bytes consumed by the last call */
+    int32_t errCode;        /* error code of the last call */
+    int32_t outSamples;     /* samples of the last frame, all channels */
+} DecoderConfig;
+
+/* Result of one frame call. */
+typedef struct FrameStatus {
+    int32_t bytesConsumed;  /* input bytes used by the call */
+    int32_t errorCode;      /* 0 or an FxaacStatus code */
+    int32_t outputSamples;  /* samples written, all channels together; 0 on failure */
+    int32_t reserved[2];    /* cleared at every call */
+} FrameStatus;
+
+/* Clears the instance, sets its defaults (1024-line frames, 22050 Hz, two
+ * channels, 16-bit output), binds the work area and the window tables. */
+FXAAC_API void AACPlusDecoderInit(AacDecoder *instance, DecoderWorkArea *work);
+
+/* Recognises the input kind (ADIF, ADTS, AudioSpecificConfig optionally behind
+ * the "HEAAC" marker, or no header when config.hdrPrsnt is 0), fills the
+ * stream parameters of the instance, and returns the number of header bytes
+ * to skip (0 or more) or a negative FxaacStatus code. At least 3 readable
+ * bytes must follow the header's last byte. */
+FXAAC_API int32_t AACPlusHeaderDecode(DecoderConfig config, AacDecoder *instance,
+                                      const uint8_t *input);
+
+/* Sampling frequency index for a rate in Hz, by the nominal-rate ranges of
+ * ISO/IEC 14496-3 (rates outside every range map to 11, the 8000 Hz class). */
+FXAAC_API int32_t sample_rate_index(int32_t rate);
+
+FXAAC_EXTERN_C_END
+
+#ifdef __cplusplus
+#define FXAAC_STATIC_ASSERT(c, m) static_assert(c, m)
+#else
+#define FXAAC_STATIC_ASSERT(c, m) _Static_assert(c, m)
+#endif
+FXAAC_STATIC_ASSERT(sizeof(AdtsHeader) == 24, "AdtsHeader layout");
+FXAAC_STATIC_ASSERT(sizeof(DecoderConfig) == 40, "DecoderConfig is ten 32-bit words");
+FXAAC_STATIC_ASSERT(sizeof(FrameStatus) == 20, "FrameStatus is five 32-bit words");
+FXAAC_STATIC_ASSERT(sizeof(DecoderWorkArea) == FXAAC_WORK_AREA_BYTES, "work area is 12288 bytes");
+FXAAC_STATIC_ASSERT(offsetof(DecoderWorkArea, element) == FXAAC_ELEMENT_OFFSET &&
+                        sizeof(((DecoderWorkArea *)0)->element) == FXAAC_ELEMENT_BYTES,
+                    "the element record takes the last 4096 bytes of the work area");
+FXAAC_STATIC_ASSERT(sizeof(AacDecoder) <= FXAAC_INSTANCE_MAX_BYTES,
+                    "an instance must fit the 8444 bytes callers reserve");
+
+#endif /* FXAAC_FXAAC_H */

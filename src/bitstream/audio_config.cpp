@@ -1,0 +1,132 @@
+#include "bitstream/audio_config.h"
+
+#include <fxaac/fxaac.h>
+
+#include "bitstream/adts.h"
+
+namespace fxaac {
+
+const uint32_t sample_rates[17] = {
+    96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050,
+    16000, 12000, 11025, 8000,  0,     0,     0,     0,     0,
+};
+
+namespace {
+constexpr uint32_t kObjectTypeLc = 2;
+constexpr uint32_t kObjectTypeErLc = 17;
+// Object types above this one use the error-resilient syntax.
+constexpr uint32_t kLastNonResilientType = 16;
+}  // namespace
+
+int32_t parse_audio_specific_config(BitReader *reader, AudioConfig *out)
+{
+    aac_byte_align(reader);
+    // No escapes: an object type of 31 or an index of 15 is taken as it stands
+    // and refused below, so no explicit frequency is ever read.
+    uint32_t objectType = read_bits(reader, 5);
+    uint32_t sfIndex = read_bits(reader, 4);
+    uint32_t channelConfig = read_bits(reader, 4);
+    out->sampleRate = sample_rates[sfIndex];
+    out->channelConfig = channelConfig;
+    out->sfIndex = sfIndex;
+    out->objectType = objectType;
+
+    if (can_decode_objType(static_cast<int32_t>(objectType)) != 0)
+        return FXAAC_ERR_OBJECT_TYPE;
+    if (out->sampleRate == 0)
+        return FXAAC_ERR_SAMPLE_RATE_INDEX;
+    if (channelConfig > 2)
+        return FXAAC_ERR_CHANNELS;
+
+    int8_t ga = GASpecificConfig(reader, &out->channelConfig, objectType, &out->sectionResilience,
+                                 &out->scalefactorResilience, &out->spectralResilience,
+                                 &out->frameLengthFlag);
+    if (objectType == kObjectTypeErLc) {
+        uint32_t epConfig = read_bits(reader, 2);  // read whatever GASpecificConfig said
+        if (ga < 0)
+            return ga;
+        if (epConfig != 0)
+            return FXAAC_ERR_EP_CONFIG;
+    } else if (ga < 0) {
+        return ga;
+    }
+    aac_byte_align(reader);
+    return aac_get_processed_bits(reader) >> 3;
+}
+
+}  // namespace fxaac
+
+using namespace fxaac;
+
+int32_t AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampleRate,
+                                uint32_t *channelConfig, uint32_t *sfIndex, uint32_t *objectType,
+                                uint8_t *sectionResilience, uint8_t *scalefactorResilience,
+                                uint8_t *spectralResilience, uint8_t *frameLengthFlag)
+{
+    BitReader reader;
+    aac_initbits(&reader, buffer);
+    AudioConfig cfg = {0, 0, 0, 0, *sectionResilience, *scalefactorResilience,
+                       *spectralResilience, *frameLengthFlag};
+    int32_t result = parse_audio_specific_config(&reader, &cfg);
+    *sampleRate = cfg.sampleRate;
+    *channelConfig = cfg.channelConfig;
+    *sfIndex = cfg.sfIndex;
+    *objectType = cfg.objectType;
+    *sectionResilience = cfg.sectionResilience;
+    *scalefactorResilience = cfg.scalefactorResilience;
+    *spectralResilience = cfg.spectralResilience;
+    *frameLengthFlag = cfg.frameLengthFlag;
+    return result;
+}
+
+int8_t GASpecificConfig(BitReader *reader, uint32_t *channelConfig, uint32_t objectType,
+                        uint8_t *sectionResilience, uint8_t *scalefactorResilience,
+                        uint8_t *spectralResilience, uint8_t *frameLengthFlag)
+{
+    *frameLengthFlag = static_cast<uint8_t>(read_bits(reader, 1));
+    if (read_bits(reader, 1))  // dependsOnCoreCoder
+        skip_bits(reader, 14); // coreCoderDelay
+    uint32_t extensionFlag = read_bits(reader, 1);
+
+    if (*channelConfig == 0) {
+        ProgramConfig pce = {};
+        program_config_element(&pce, reader);  // its profile check is not ours to make
+        *channelConfig = pce.channel_count;
+        if (pce.num_valid_cc_elements != 0)
+            return FXAAC_ERR_CONFIG_COUPLING;
+    }
+    // layerNr, numOfSubFrame and layer_length belong to object types that
+    // are refused before this point, so they are never present here.
+    if (extensionFlag && objectType > kLastNonResilientType) {
+        *sectionResilience = static_cast<uint8_t>(read_bits(reader, 1));
+        *scalefactorResilience = static_cast<uint8_t>(read_bits(reader, 1));
+        *spectralResilience = static_cast<uint8_t>(read_bits(reader, 1));
+        skip_bits(reader, 1);  // extensionFlag3
+    }
+    return 0;
+}
+
+int32_t get_adif_header(AdifHeader *adif, BitReader *reader)
+{
+    skip_bits(reader, 32);  // adif_id "ADIF", matched by the caller
+    adif->copyright_id_present = static_cast<uint8_t>(read_bits(reader, 1));
+    if (adif->copyright_id_present) {
+        for (int i = 0; i < 9; i++)
+            adif->copyright_id[i] = static_cast<uint8_t>(read_bits(reader, 8));
+        adif->copyright_id[9] = 0;
+    }
+    adif->original_copy = static_cast<uint8_t>(read_bits(reader, 1));
+    adif->home = static_cast<uint8_t>(read_bits(reader, 1));
+    adif->bitstream_type = static_cast<int8_t>(read_bits(reader, 1));
+    adif->bitrate = read_bits(reader, 23);
+    adif->num_program_config_elements = static_cast<int8_t>(read_bits(reader, 4));
+
+    int32_t result = 0;
+    for (int i = 0; i <= adif->num_program_config_elements; i++) {
+        adif->adif_buffer_fullness = adif->bitstream_type == 0 ? read_bits(reader, 20) : 0;
+        result = program_config_element(&adif->pce, reader);
+        if (result != 0)
+            break;
+    }
+    return result;
+}

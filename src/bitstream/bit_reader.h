@@ -1,0 +1,105 @@
+// Bit reader: a cursor over a byte buffer that reads fields most significant
+// bit first (bslbf/uimsbf of ISO/IEC 14496-3 and ISO/IEC 13818-7).
+//
+// Invariant: bitsConsumed % 8 == bitPos. Every reader starts on a byte
+// boundary and every read, skip and alignment updates the three fields
+// together; byte alignment is computed from the count.
+//
+// A reader is unbounded (end == nullptr) or bounded. An unbounded reader
+// trusts its caller to supply 3 readable bytes past the last byte a parse can
+// reach (a field read looks at a 4-byte window). A bounded reader never loads
+// a byte at or past `end`: bytes beyond it read as zero, and the caller tells
+// an overrun from the bit count (bits_available).
+#ifndef FXAAC_BITSTREAM_BIT_READER_H
+#define FXAAC_BITSTREAM_BIT_READER_H
+
+#include <cstdint>
+#include <cstring>
+
+#include <fxaac/fxaac_export.h>
+
+struct BitReader {
+    const uint8_t *ptr;    // byte holding the next unread bit
+    uint32_t bitPos;       // bits of *ptr already consumed, 0 to 7
+    int32_t bitsConsumed;  // bits read or skipped since aac_initbits
+    const uint8_t *end;    // one past the caller's data; nullptr: unbounded
+};
+
+FXAAC_EXTERN_C_BEGIN
+// Starts an unbounded reader at buffer.
+FXAAC_API void aac_initbits(BitReader *reader, const uint8_t *buffer);
+// Bits consumed since the start.
+FXAAC_API int32_t aac_get_processed_bits(const BitReader *reader);
+// Skips to the next byte boundary; returns the bits skipped (0 to 7).
+FXAAC_API int32_t aac_byte_align(BitReader *reader);
+FXAAC_EXTERN_C_END
+
+namespace fxaac {
+
+// Starts a reader that never loads bytes at or past buffer + size.
+inline void init_bounded(BitReader *r, const uint8_t *buffer, int32_t size)
+{
+    aac_initbits(r, buffer);
+    r->end = buffer + (size > 0 ? size : 0);
+}
+
+// The four bytes at the reader's pointer, big-endian, p[0] in bits 31..24.
+// A bounded reader substitutes zero for bytes outside its data.
+inline uint32_t load_window(const BitReader *r)
+{
+    const uint8_t *p = r->ptr;
+    if (r->end == nullptr || (r->end > p && r->end - p >= 4)) {
+        uint32_t w;
+        std::memcpy(&w, p, 4);
+        return __builtin_bswap32(w);
+    }
+    uint32_t w = 0;
+    for (int i = 0; i < 4; i++) {
+        uint32_t byte = (p + i < r->end) ? p[i] : 0;
+        w |= byte << (24 - 8 * i);
+    }
+    return w;
+}
+
+// Advances by n bits (any n >= 0); the pointer moves by whole bytes.
+inline void skip_bits(BitReader *r, uint32_t n)
+{
+    uint32_t pos = r->bitPos + n;
+    r->ptr += pos >> 3;
+    r->bitPos = pos & 7;
+    r->bitsConsumed += static_cast<int32_t>(n);
+}
+
+// Skips whole bytes: the bit position is unchanged.
+inline void skip_bytes(BitReader *r, uint32_t bytes)
+{
+    r->ptr += bytes;
+    r->bitsConsumed += static_cast<int32_t>(8 * bytes);
+}
+
+// The next n bits (1 to 25) as an unsigned value, without advancing.
+inline uint32_t peek_bits(const BitReader *r, uint32_t n)
+{
+    return (load_window(r) << r->bitPos) >> (32 - n);
+}
+
+// Reads n bits (1 to 25) and advances.
+inline uint32_t read_bits(BitReader *r, uint32_t n)
+{
+    uint32_t v = peek_bits(r, n);
+    skip_bits(r, n);
+    return v;
+}
+
+inline uint32_t read_bit(BitReader *r) { return read_bits(r, 1); }
+
+// Bits left before the end of a bounded reader's data; negative after an
+// overrun. Meaningless for unbounded readers.
+inline int64_t bits_available(const BitReader *r, const uint8_t *start)
+{
+    return 8 * static_cast<int64_t>(r->end - start) - r->bitsConsumed;
+}
+
+}  // namespace fxaac
+
+#endif  // FXAAC_BITSTREAM_BIT_READER_H

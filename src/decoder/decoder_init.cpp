@@ -1,0 +1,32 @@
+#include <cstring>
+
+#include <fxaac/fxaac.h>
+
+#include "filterbank/filter_bank_init.h"
+
+namespace {
+// Defaults until a header says otherwise.
+constexpr int32_t kDefaultSampleRate = 22050;
+constexpr int32_t kDefaultChannels = 2;
+constexpr int32_t kPcm16 = 1;
+// The noise generator starts from a fixed non-zero state so that noise
+// substitution is reproducible from the first frame.
+constexpr int32_t kNoiseSeed = 1;
+}  // namespace
+
+void AACPlusDecoderInit(AacDecoder *instance, DecoderWorkArea *work)
+{
+    std::memset(instance, 0, sizeof *instance);
+    instance->pcmFormat = kPcm16;
+    instance->frameLength = FXAAC_FRAME_LENGTH;
+    instance->sampleRate = kDefaultSampleRate;
+    instance->channels = kDefaultChannels;
+
+    instance->workBase = work->spectra[0];
+    instance->scratchA = work->spectra[0];
+    instance->scratchB = work->spectra[1];  // channel 0's spectrum region
+    instance->elementRecord = reinterpret_cast<ChannelElement *>(&work->element);
+
+    filter_bank_init(instance);
+    instance->pnsSeed = kNoiseSeed;
+}
