@@ -1,0 +1,81 @@
+// Vector routines. Plain (pairs) and unrolled forms share one kernel per
+// operation; only the step differs, and each kernel handles count rounded
+// down to a multiple of its step, with no per-element branches.
+#include "fixedpoint/vector_ops.h"
+
+#include <cstring>
+
+#include "fixedpoint/basic_ops.h"
+
+namespace {
+
+constexpr int kPair = 2;
+constexpr int kUnroll = 8;
+constexpr int kUnrollZero = 16;
+
+// n rounded down to a multiple of step; 0 for n < step.
+constexpr int whole_steps(int n, int step) { return n < step ? 0 : n - n % step; }
+
+// y[i] = m(x[i], w[dir * i]) (+ y[i] when Accumulate), i < whole_steps(n).
+template <int Step, int Dir, bool Accumulate>
+void mult_kernel(const int32_t* x, const int16_t* w, int32_t* y, int n) {
+  const int count = whole_steps(n, Step);
+  for (int i = 0; i < count; i += Step) {
+    for (int j = 0; j < Step; ++j) {
+      const int32_t p = fxaac::mul_32x16(w[Dir * (i + j)], x[i + j]);
+      y[i + j] = Accumulate ? fxaac::add_wrap(y[i + j], p) : p;
+    }
+  }
+}
+
+template <int Step>
+void qadd_kernel(const int32_t* x, const int32_t* y, int32_t* z, int n) {
+  const int count = whole_steps(n, Step);
+  for (int i = 0; i < count; i += Step) {
+    for (int j = 0; j < Step; ++j) z[i + j] = fxaac::add_sat(x[i + j], y[i + j]);
+  }
+}
+
+template <typename T>
+void copy_cells(const T* src, T* dst, int n) {
+  if (n > 0) std::memmove(dst, src, static_cast<size_t>(n) * sizeof(T));
+}
+
+void zero_up(int32_t* first, int n) {
+  if (n > 0) std::memset(first, 0, static_cast<size_t>(n) * sizeof(int32_t));
+}
+
+// Clears whole_steps(n, step) words ending at last.
+void zero_down(int32_t* last, int n, int step) {
+  const int count = whole_steps(n, step);
+  if (count > 0) zero_up(last - (count - 1), count);
+}
+
+}  // namespace
+
+void vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kPair, 1, false>(x, w, y, n); }
+void vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kPair, -1, false>(x, w, y, n); }
+void vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kPair, 1, true>(x, w, y, n); }
+void vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kPair, -1, true>(x, w, y, n); }
+void my_vqadd(const int32_t* x, const int32_t* y, int32_t* z, int n) { qadd_kernel<kPair>(x, y, z, n); }
+void my_vcopy(const int32_t* src, int32_t* dst, int n) { copy_cells(src, dst, n); }
+void my_vzero(int32_t* p, int n) { zero_down(p, n, 1); }
+void memcopy16_16(const int16_t* src, int16_t* dst, int n) { copy_cells(src, dst, n); }
+void memcopy16_16_y_m(const int16_t* src, int16_t* dst, int n) { copy_cells(src, dst, n); }
+void memcopy16_16_m_y(const int16_t* src, int16_t* dst, int n) { copy_cells(src, dst, n); }
+void memcopy32_32(const int32_t* src, int32_t* dst, int n) { copy_cells(src, dst, n); }
+void setzero32(int32_t* p, int n) { zero_up(p, n); }
+
+int16_t findMin(const int16_t* x, int n) {
+  int16_t m = x[0];
+  for (int i = 1; i < n; ++i) m = x[i] < m ? x[i] : m;
+  return m;
+}
+
+void my_vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kUnroll, 1, false>(x, w, y, n); }
+void my_vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kUnroll, -1, false>(x, w, y, n); }
+void my_vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kUnroll, 1, true>(x, w, y, n); }
+void my_vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kUnroll, -1, true>(x, w, y, n); }
+void vadd(const int32_t* x, const int32_t* y, int32_t* z, int n) { qadd_kernel<kUnroll>(x, y, z, n); }
+void vcopy(const int32_t* src, int32_t* dst, int n) { copy_cells(src, dst, whole_steps(n, kUnroll)); }
+void vzero(int32_t* p, int n) { zero_down(p, n, kUnrollZero); }
