@@ -50,7 +50,13 @@ enum FxaacStatus {
     FXAAC_ERR_LD_WINDOW = 7,           /* low-delay object with a window other than one long */
     FXAAC_ERR_GAIN_CONTROL = 8,        /* gain control data present */
     FXAAC_ERR_GROUPING_RATE = 10,      /* sampling frequency index above 11 at window grouping */
-    FXAAC_ERR_COUPLING_ELEMENT = 16    /* coupling channel element in the block */
+    FXAAC_ERR_COUPLING_ELEMENT = 16,   /* coupling channel element in the block */
+    FXAAC_ERR_MAX_SFB = 20,            /* max_sfb above the bands of the window length */
+    FXAAC_ERR_SECTION = 21,            /* a section ends past max_sfb, or too many sections */
+    FXAAC_ERR_ESCAPE = 22,             /* codebook 11 escape above 8191 */
+    FXAAC_ERR_PULSE_POSITION = 23,     /* pulse outside the band table or the frame */
+    FXAAC_ERR_DRC_EXCLUDE = 24,        /* DRC exclude list longer than its storage */
+    FXAAC_ERR_TNS_ORDER = 25           /* TNS filter order above 12 coefficient slots */
 };
 
 /* One parsed ADTS frame header (ISO/IEC 13818-7 / 14496-3 adts_frame). */
@@ -73,7 +79,73 @@ typedef struct AdtsHeader {
     uint32_t crc_check;         /* last CRC word read (never verified) */
 } AdtsHeader;
 
-struct ChannelElement;
+/* Per-frame parse result of the channel elements of one raw data block. It
+ * lives in the work area, is cleared at every frame call and doubles as
+ * synthesis scratch once the block is parsed. Arrays indexed by window group
+ * g and band (or section) b use the index g * max_sfb + b. */
+#define FXAAC_MAX_GROUP_BANDS 128
+#define FXAAC_MAX_SECTIONS 120
+#define FXAAC_TNS_MAX_FILTERS 4
+#define FXAAC_TNS_COEF_SLOTS 12 /* coefficients per filter: the largest LC order */
+
+/* pulse_data of one channel (ISO/IEC 14496-3 4.4.2.7). */
+typedef struct PulseInfo {
+    int8_t number_pulse;      /* pulses minus one */
+    uint8_t pulse_start_sfb;
+    uint8_t pulse_offset[4];
+    uint8_t pulse_amp[4];
+} PulseInfo;
+
+/* tns_data of one channel, raw field values, by window w and filter f. */
+typedef struct TnsInfo {
+    uint8_t n_filt[8];
+    uint8_t coef_res[8];
+    uint8_t length[8][FXAAC_TNS_MAX_FILTERS];
+    uint8_t order[8][FXAAC_TNS_MAX_FILTERS];
+    uint8_t direction[8][FXAAC_TNS_MAX_FILTERS];
+    uint8_t coef_compress[8][FXAAC_TNS_MAX_FILTERS];
+    uint8_t coef[8][FXAAC_TNS_MAX_FILTERS * FXAAC_TNS_COEF_SLOTS]; /* [w][12 * f + i] */
+} TnsInfo;
+
+/* One channel's parsed individual_channel_stream. The fields from max_sfb to
+ * predictor_data_present that ics_info writes form its ICS info. */
+typedef struct ChannelStream {
+    int8_t max_sfb;
+    int8_t num_swb;
+    int8_t num_window_groups;
+    int8_t num_windows;
+    int8_t window_sequence;          /* 0 long, 1 long start, 2 eight short, 3 long stop */
+    int8_t window_group_length[8];
+    uint8_t window_shape;            /* 0 sine, 1 KBD */
+    int8_t scale_factor_grouping;
+    uint8_t *sect_cb;                /* FXAAC_MAX_SECTIONS entries in the work area */
+    uint8_t *sect_start;
+    uint8_t *sect_end;
+    int8_t sfb_cb[FXAAC_MAX_GROUP_BANDS];          /* codebook per group and band */
+    int16_t sect_sfb_offset[FXAAC_MAX_GROUP_BANDS]; /* band offsets within each group */
+    int16_t scale_factors[FXAAC_MAX_GROUP_BANDS];  /* scale factor, noise energy or IS position */
+    uint8_t ms_used[FXAAC_MAX_GROUP_BANDS];
+    int16_t swb_offset[52];                        /* band offsets of one window */
+    uint16_t num_sec[8];
+    uint16_t global_gain;
+    int16_t ms_mask_present;
+    uint8_t pulse_data_present;
+    uint8_t tns_data_present;
+    uint8_t gain_control_data_present;
+    uint8_t predictor_data_present;
+    const uint32_t *noise_band_table; /* noise normalisation per band */
+    PulseInfo pulse;
+    TnsInfo tns;
+} ChannelStream;
+
+typedef struct ChannelElement {
+    ChannelStream stream[2];   /* first and second channel of the element(s) */
+    uint16_t element_id;       /* 0 SCE, 1 CPE, 3 LFE */
+    uint16_t first_channel;    /* output channel of stream[0] */
+    uint16_t second_channel;   /* output channel of stream[1]: first_channel + 1 */
+    uint16_t element_instance_tag;
+    uint32_t common_window;
+} ChannelElement;
 
 /* The decoder instance: all state kept from one call to the next. */
 typedef struct AacDecoder {
@@ -98,7 +170,7 @@ typedef struct AacDecoder {
     int32_t channels;           /* channel count announced by the header */
     const int16_t *longWindow[2];  /* rising window halves, by window_shape (0 sine, 1 KBD) */
     const int16_t *shortWindow[2];
-    struct ChannelElement *elementRecord; /* per-frame element record in the work area */
+    ChannelElement *elementRecord; /* per-frame element record in the work area */
     int32_t *workBase;          /* start of the work area */
     int32_t *scratchA;          /* synthesis scratch; workBase between frames */
     int32_t *scratchB;          /* second synthesis scratch */
@@ -113,8 +185,8 @@ typedef struct DecoderWorkArea {
     int32_t spectra[2][FXAAC_FRAME_LENGTH];
     /* The per-frame channel element record, cleared at every frame call. */
     union {
-        uint32_t words[FXAAC_ELEMENT_BYTES / 4];
-        void *align;
+        ChannelElement record;
+        uint8_t bytes[FXAAC_ELEMENT_BYTES];
     } element;
 } DecoderWorkArea;
 
@@ -166,6 +238,9 @@ FXAAC_EXTERN_C_END
 #define FXAAC_STATIC_ASSERT(c, m) _Static_assert(c, m)
 #endif
 FXAAC_STATIC_ASSERT(sizeof(AdtsHeader) == 24, "AdtsHeader layout");
+FXAAC_STATIC_ASSERT(sizeof(PulseInfo) == 10 && sizeof(TnsInfo) == 528, "side data records");
+FXAAC_STATIC_ASSERT(sizeof(ChannelElement) <= FXAAC_ELEMENT_BYTES,
+                    "the element record fits its 4096 bytes of the work area");
 FXAAC_STATIC_ASSERT(sizeof(DecoderConfig) == 40, "DecoderConfig is ten 32-bit words");
 FXAAC_STATIC_ASSERT(sizeof(FrameStatus) == 20, "FrameStatus is five 32-bit words");
 FXAAC_STATIC_ASSERT(sizeof(DecoderWorkArea) == FXAAC_WORK_AREA_BYTES, "work area is 12288 bytes");

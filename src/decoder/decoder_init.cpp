@@ -25,7 +25,7 @@ void AACPlusDecoderInit(AacDecoder *instance, DecoderWorkArea *work)
     instance->workBase = work->spectra[0];
     instance->scratchA = work->spectra[0];
     instance->scratchB = work->spectra[1];  // channel 0's spectrum region
-    instance->elementRecord = reinterpret_cast<ChannelElement *>(&work->element);
+    instance->elementRecord = &work->element.record;
 
     filter_bank_init(instance);
     instance->pnsSeed = kNoiseSeed;

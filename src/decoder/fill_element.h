@@ -1,0 +1,13 @@
+// Fill elements (ISO/IEC 14496-3 fill_element): their payloads, SBR data
+// included, are skipped unread.
+#ifndef FXAAC_DECODER_FILL_ELEMENT_H
+#define FXAAC_DECODER_FILL_ELEMENT_H
+
+#include "bitstream/bit_reader.h"
+
+FXAAC_EXTERN_C_BEGIN
+// Advances the reader, standing after the element id, past the element.
+FXAAC_API void VorNexAACPlus_GetSbrBitStream(BitReader *reader);
+FXAAC_EXTERN_C_END
+
+#endif  // FXAAC_DECODER_FILL_ELEMENT_H
