@@ -1,0 +1,87 @@
+#include "tools/pns.h"
+
+#include "fixedpoint/basic_ops.h"
+#include "syntax/section_data.h"
+#include "tools/dequant_tables.h"
+
+using namespace fxaac;
+
+namespace {
+
+// Linear congruential generator of Numerical Recipes: full period 2^32.
+constexpr uint32_t kNoiseMultiplier = 1664525u;
+constexpr uint32_t kNoiseIncrement = 1013904223u;
+// Noise energies are in quarter steps with 2^(120/4) at the unit shift.
+constexpr int32_t kUnitEnergyShift = 30;
+
+// The ANSI C generator for random1: a separate, resettable sequence.
+constexpr uint32_t kRandMultiplier = 1103515245u;
+constexpr uint32_t kRandIncrement = 12345u;
+
+struct ResettableRandom {
+    uint32_t start;
+    uint32_t state;
+    int32_t period;
+    int32_t calls;
+};
+// Process-wide state of random1; decoding never touches it.
+ResettableRandom g_random1 = {1, 1, 0, 0};
+
+inline int32_t next_noise(uint32_t *state)
+{
+    *state = *state * kNoiseMultiplier + kNoiseIncrement;
+    return static_cast<int32_t>(*state);
+}
+
+void fill_noise_band(int32_t *lines, int width, int32_t energy, uint32_t norm, uint32_t *state)
+{
+    for (int i = 0; i < width; i++)
+        lines[i] = next_noise(state);
+    // gain ~ norm * 2^((energy & 3)/4), so that energy >> 2 is left for a shift.
+    const int32_t gain = mul_32x16_x2(dec_scale_table[energy & 3], static_cast<int32_t>(norm)) >> 16;
+    const int32_t shift = kUnitEnergyShift - (energy >> 2);
+    for (int i = 0; i < width; i++)
+        lines[i] = shift_dir(mul_32x16_x2(gain, lines[i]), shift);
+}
+
+}  // namespace
+
+void pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *seed)
+{
+    uint32_t state = static_cast<uint32_t>(*seed);
+    const int maxSfb = stream->max_sfb;
+    int window = 0;
+    for (int g = 0; g < stream->num_window_groups; g++) {
+        for (int w = 0; w < stream->window_group_length[g]; w++, window++) {
+            for (int sfb = 0; sfb < maxSfb; sfb++) {
+                const int x = g * maxSfb + sfb;
+                if (stream->sfb_cb[x] != kNoiseHcb)
+                    continue;
+                const int width = stream->swb_offset[sfb + 1] - stream->swb_offset[sfb];
+                if (width <= 0)
+                    continue;
+                fill_noise_band(spectrum + 128 * window + stream->swb_offset[sfb], width,
+                                stream->scale_factors[x], stream->noise_band_table[sfb], &state);
+            }
+        }
+    }
+    *seed = static_cast<int32_t>(state);
+}
+
+void random1init(int32_t seed, int32_t period)
+{
+    g_random1.start = static_cast<uint32_t>(seed) + 1u;
+    g_random1.state = g_random1.start;
+    g_random1.period = period;
+    g_random1.calls = 0;
+}
+
+int32_t random1(void)
+{
+    if (g_random1.period != 0 && ++g_random1.calls >= g_random1.period) {
+        g_random1.calls = 0;
+        g_random1.state = g_random1.start;
+    }
+    g_random1.state = g_random1.state * kRandMultiplier + kRandIncrement;
+    return static_cast<int32_t>(g_random1.state & 0x7FFFFFFFu);
+}

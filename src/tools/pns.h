@@ -1,0 +1,20 @@
+// Perceptual noise substitution (ISO/IEC 14496-3 4.6.13): bands coded with
+// the noise codebook are filled with pseudo-random values scaled to their
+// noise energy.
+#ifndef FXAAC_TOOLS_PNS_H
+#define FXAAC_TOOLS_PNS_H
+
+#include <fxaac/fxaac.h>
+
+FXAAC_EXTERN_C_BEGIN
+// Fills the channel's noise bands; seed is the instance's generator state,
+// which runs on across bands, channels and frames.
+FXAAC_API void pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *seed);
+// A second, independent generator (not used by decoding): starts at seed + 1
+// and restarts every `period` calls when period is non-zero.
+FXAAC_API void random1init(int32_t seed, int32_t period);
+// Next value of that generator, 0 to 2^31 - 1.
+FXAAC_API int32_t random1(void);
+FXAAC_EXTERN_C_END
+
+#endif  // FXAAC_TOOLS_PNS_H

@@ -1,0 +1,90 @@
+#include "tools/stereo.h"
+
+#include "fixedpoint/basic_ops.h"
+#include "syntax/section_data.h"
+#include "tools/dequant_tables.h"
+
+using namespace fxaac;
+
+namespace {
+
+constexpr int kMsAllBands = 2;
+constexpr int kMsPerBand = 1;
+// Intensity positions count from 60 here: e = 60 - position splits into the
+// Q14 mantissa 2^((e & 3)/4) and the shift 14 - (e >> 2), so that the result
+// is v * 2^(-position/4) after the doubling multiply.
+constexpr int32_t kPositionOffset = 60;
+constexpr int32_t kMantissaShift = 14;
+
+bool is_intensity(int cb) { return cb == kIntensityHcb || cb == kIntensityHcb2; }
+
+// v * m * 2^-shift, with v normalised first so that the 16-bit mantissa keeps
+// full precision; the final shift undoes the normalisation as well.
+inline int32_t intensity_line(int32_t v, int32_t m, int32_t shift)
+{
+    int32_t n = norm_s32(v);
+    int32_t t = mul_32x16_x2(m, shl_wrap(v, n));
+    int32_t s = n + shift;
+    return s >= 0 ? shr(t, s) : shl_wrap(t, -s);
+}
+
+}  // namespace
+
+void ms_decode(const ChannelStream *first, const ChannelStream *second, int32_t *spectrumFirst,
+               int32_t *spectrumSecond)
+{
+    if (first->ms_mask_present <= 0)
+        return;
+    const int maxSfb = first->max_sfb;
+    int window = 0;
+    for (int g = 0; g < first->num_window_groups; g++) {
+        for (int w = 0; w < first->window_group_length[g]; w++, window++) {
+            for (int sfb = 0; sfb < maxSfb; sfb++) {
+                const int x = g * maxSfb + sfb;
+                if (first->ms_mask_present != kMsAllBands && !first->ms_used[x])
+                    continue;
+                if (is_intensity(second->sfb_cb[x]) || first->sfb_cb[x] == kNoiseHcb)
+                    continue;
+                const int start = 128 * window + first->swb_offset[sfb];
+                const int width = second->swb_offset[sfb + 1] - second->swb_offset[sfb];
+                for (int i = start; i < start + width; i++) {
+                    int32_t l = spectrumFirst[i], r = spectrumSecond[i];
+                    spectrumFirst[i] = add_sat(l, r);
+                    spectrumSecond[i] = sub_sat(l, r);
+                }
+            }
+        }
+    }
+}
+
+void is_decode(const ChannelStream *first, const ChannelStream *second,
+               const int32_t *spectrumFirst, int32_t *spectrumSecond)
+{
+    const int maxSfb = second->max_sfb;
+    int window = 0;
+    for (int g = 0; g < second->num_window_groups; g++) {
+        for (int w = 0; w < second->window_group_length[g]; w++, window++) {
+            for (int sfb = 0; sfb < maxSfb; sfb++) {
+                const int x = g * maxSfb + sfb;
+                if (!is_intensity(second->sfb_cb[x]))
+                    continue;
+                int32_t sign = second->sfb_cb[x] == kIntensityHcb ? 1 : -1;
+                // With per-band M/S flags, a flagged intensity band is inverted.
+                if (first->ms_mask_present == kMsPerBand)
+                    sign *= 1 - 2 * first->ms_used[g * first->max_sfb + sfb];
+                const int start = 128 * window + second->swb_offset[sfb];
+                const int end = 128 * window + second->swb_offset[sfb + 1];
+                const int32_t e = kPositionOffset - second->scale_factors[x];
+                if (e < 0) {
+                    for (int i = start; i < end; i++)
+                        spectrumSecond[i] = 0;
+                    continue;
+                }
+                const int32_t m = sign * dec_scale_table[e & 3];
+                const int32_t shift = kMantissaShift - (e >> 2);
+                for (int i = start; i < end; i++)
+                    spectrumSecond[i] = intensity_line(spectrumFirst[i], m, shift);
+            }
+        }
+    }
+}
