@@ -1,0 +1,114 @@
+// PCM and SBR output of the synthesis samples. The two-channel kernels and
+// their one-sample-per-step forms share one conversion per format; only the
+// step differs.
+#include "filterbank/pcm_output.h"
+
+#include "fixedpoint/basic_ops.h"
+
+namespace {
+
+using fxaac::add_wrap;
+using fxaac::shl_sat;
+using fxaac::shr;
+
+// A 16-bit LSB is 2^9 at the synthesis scale (full scale 2^24); a 24-bit
+// LSB is 2^1. The offsets are half an LSB, so the shifts round to nearest.
+constexpr int kShift16 = 9;
+constexpr int32_t kHalf16 = 1 << (kShift16 - 1);
+constexpr int kShift24 = 1;
+constexpr int32_t kHalf24 = 1;
+// Moves the 2^24 full scale to 2^31: a saturating left shift by 7 then
+// saturates exactly where the 16-bit (or 24-bit) clip would apply.
+constexpr int kFullScaleShift = 7;
+
+constexpr int32_t clamp(int32_t v, int32_t lo, int32_t hi) { return v < lo ? lo : (v > hi ? hi : v); }
+
+// One conversion per format. Cell is the output element type.
+struct Pcm16 {
+  using Cell = int16_t;
+  static int16_t convert(int32_t x) {
+    return static_cast<int16_t>(clamp(add_wrap(x, kHalf16) >> kShift16, INT16_MIN, INT16_MAX));
+  }
+};
+
+struct Pcm16NoShift {
+  using Cell = int16_t;
+  static int16_t convert(int32_t x) { return static_cast<int16_t>(clamp(x, INT16_MIN, INT16_MAX)); }
+};
+
+struct Pcm24 {
+  using Cell = int32_t;
+  static constexpr int32_t kMax = (1 << 23) - 1;
+  static int32_t convert(int32_t x) { return clamp(add_wrap(x, kHalf24) >> kShift24, -kMax - 1, kMax); }
+};
+
+// out[2i] = convert(in[i]) for i below n rounded down to a multiple of Step;
+// the odd elements belong to the other channel and are not touched.
+template <class Format, int Step>
+void interleave(const int32_t *in, typename Format::Cell *out, int32_t n) {
+  const int32_t count = n - n % Step;
+  for (int32_t i = 0; i < count; i += Step) {
+    for (int j = 0; j < Step; ++j) out[2 * (i + j)] = Format::convert(in[i + j]);
+  }
+}
+
+constexpr int kPair = 2;
+
+// One-channel paths: saturating shift to full scale at 2^31, then keep the
+// top 16 (or 24) bits. Same results as the clipping conversions above.
+int16_t mono16(int32_t x) {
+  return static_cast<int16_t>(shr(shl_sat(add_wrap(x, kHalf16), kFullScaleShift), 16));
+}
+
+int32_t mono24(int32_t x) { return shr(shl_sat(add_wrap(x, kHalf24), kFullScaleShift), 8); }
+
+using Stereo16Kernel = void (*)(const int32_t *, int16_t *, int32_t);
+
+void *to_pcm(const int32_t *samples, void *out, int32_t channels, int16_t format, int32_t swap,
+             int32_t count, int32_t channel, Stereo16Kernel stereo16) {
+  const auto slot = static_cast<int16_t>(swap == 1 ? 1 - channel : channel);
+  if (format == 2) {
+    int32_t *words = static_cast<int32_t *>(out) + slot;
+    if (channels == 2) {
+      out24bit(samples, words, count);
+    } else {
+      for (int32_t i = 0; i < count; ++i) words[i] = mono24(samples[i]);
+    }
+  } else {
+    int16_t *cells = static_cast<int16_t *>(out) + slot;
+    if (channels == 2) {
+      stereo16(samples, cells, count);
+    } else {
+      for (int32_t i = 0; i < count; ++i) cells[i] = mono16(samples[i]);
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+void out16bit(const int32_t *in, int16_t *out, int32_t n) { interleave<Pcm16, kPair>(in, out, n); }
+void out24bit(const int32_t *in, int32_t *out, int32_t n) { interleave<Pcm24, kPair>(in, out, n); }
+void out16bit_noshift(const int32_t *in, int16_t *out, int32_t n) {
+  interleave<Pcm16NoShift, kPair>(in, out, n);
+}
+
+void out16bit_c(const int32_t *in, int16_t *out, int32_t n) { interleave<Pcm16, 1>(in, out, n); }
+void out24bit_c(const int32_t *in, int32_t *out, int32_t n) { interleave<Pcm24, 1>(in, out, n); }
+void out16bit_noshift_c(const int32_t *in, int16_t *out, int32_t n) {
+  interleave<Pcm16NoShift, 1>(in, out, n);
+}
+
+void *myOutputToPCM(const int32_t *samples, void *out, int32_t channels, int16_t format,
+                    int32_t swap, int32_t count, int32_t channel) {
+  return to_pcm(samples, out, channels, format, swap, count, channel, out16bit);
+}
+
+void *myOutputToPCM_noshift(const int32_t *samples, void *out, int32_t channels, int16_t format,
+                            int32_t swap, int32_t count, int32_t channel) {
+  return to_pcm(samples, out, channels, format, swap, count, channel, out16bit_noshift);
+}
+
+void myPCMtoSBR(int32_t *out, const int32_t *samples, int32_t /*channels*/, int32_t count) {
+  for (int32_t i = 0; i < count; ++i) out[i] = shl_sat(add_wrap(samples[i], kHalf16), kFullScaleShift);
+}
