@@ -226,6 +226,19 @@ FXAAC_API void AACPlusDecoderInit(AacDecoder *instance, DecoderWorkArea *work);
 FXAAC_API int32_t AACPlusHeaderDecode(DecoderConfig config, AacDecoder *instance,
                                       const uint8_t *input);
 
+/* Decodes one raw data block (and, for ADTS, the header of a new ADTS frame)
+ * from input into output: 1024 samples per channel, interleaved, 16-bit, or
+ * 24-bit in 32-bit words when pcmFormat is 2 (output: at least 4096 bytes,
+ * 8192 for 24-bit; it also serves as scratch during the call). status tells
+ * the bytes consumed, the error code and the samples written. *sbrFlag
+ * non-zero sends 32-bit samples to an internal hand-off buffer instead of
+ * output. Returns 1 when the block was decoded; on failure -1 for ADIF and
+ * AudioSpecificConfig streams, 1 for the others (errorCode != 0 with
+ * outputSamples 0 tells failure). At least 3 readable bytes must follow the
+ * block's data. */
+FXAAC_API int32_t AACPlusDecode(AacDecoder *instance, const uint8_t *input, void *output,
+                                FrameStatus *status, const int32_t *sbrFlag);
+
 /* Sampling frequency index for a rate in Hz, by the nominal-rate ranges of
  * ISO/IEC 14496-3 (rates outside every range map to 11, the 8000 Hz class). */
 FXAAC_API int32_t sample_rate_index(int32_t rate);
