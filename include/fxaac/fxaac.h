@@ -56,7 +56,10 @@ enum FxaacStatus {
     FXAAC_ERR_ESCAPE = 22,             /* codebook 11 escape above 8191 */
     FXAAC_ERR_PULSE_POSITION = 23,     /* pulse outside the band table or the frame */
     FXAAC_ERR_DRC_EXCLUDE = 24,        /* DRC exclude list longer than its storage */
-    FXAAC_ERR_TNS_ORDER = 25           /* TNS filter order above 12 coefficient slots */
+    FXAAC_ERR_TNS_ORDER = 25,          /* TNS filter order above 12 coefficient slots */
+    FXAAC_ERR_FRAME_OVERRUN = 26,      /* a raw data block runs past the end of its ADTS frame */
+    FXAAC_ERR_ADTS_LENGTH = 27,        /* ADTS frame length impossible: false sync or damaged header */
+    FXAAC_ERR_NEED_MORE_INPUT = -20    /* bounded call: the frame needs more bytes; nothing consumed */
 };
 
 /* One parsed ADTS frame header (ISO/IEC 13818-7 / 14496-3 adts_frame). */
@@ -226,8 +229,10 @@ FXAAC_API void AACPlusDecoderInit(AacDecoder *instance, DecoderWorkArea *work);
 FXAAC_API int32_t AACPlusHeaderDecode(DecoderConfig config, AacDecoder *instance,
                                       const uint8_t *input);
 
-/* Decodes one raw data block (and, for ADTS, the header of a new ADTS frame)
- * from input into output: 1024 samples per channel, interleaved, 16-bit, or
+/* Decodes one raw data block (and, for ADTS, the header of a new ADTS frame).
+ * It trusts its input: reads are not bounded, so a damaged stream can lead it
+ * past the caller's data; use AACPlusDecodeBuffer for untrusted input.
+ * Output: 1024 samples per channel, interleaved, 16-bit, or
  * 24-bit in 32-bit words when pcmFormat is 2 (output: at least 4096 bytes,
  * 8192 for 24-bit; it also serves as scratch during the call). status tells
  * the bytes consumed, the error code and the samples written. *sbrFlag
@@ -238,6 +243,19 @@ FXAAC_API int32_t AACPlusHeaderDecode(DecoderConfig config, AacDecoder *instance
  * block's data. */
 FXAAC_API int32_t AACPlusDecode(AacDecoder *instance, const uint8_t *input, void *output,
                                 FrameStatus *status, const int32_t *sbrFlag);
+
+/* AACPlusDecode for data of known length: never reads at or beyond
+ * input + inputBytes, so no padding is needed. When the frame is incomplete
+ * it fails with FXAAC_ERR_NEED_MORE_INPUT, bytesConsumed 0 and the instance
+ * unchanged: append data and call again. An ADTS frame of one raw data
+ * block is decoded only once it is wholly present; when no sync word is found the
+ * bytes searched are consumed (FXAAC_ERR_NO_SYNC), a frame whose length
+ * field is impossible is skipped past its sync word (FXAAC_ERR_ADTS_LENGTH),
+ * and a block that runs past its frame fails (FXAAC_ERR_FRAME_OVERRUN) with
+ * the frame consumed. On valid streams the results equal AACPlusDecode's. */
+FXAAC_API int32_t AACPlusDecodeBuffer(AacDecoder *instance, const uint8_t *input,
+                                      int32_t inputBytes, void *output, FrameStatus *status,
+                                      const int32_t *sbrFlag);
 
 /* Sampling frequency index for a rate in Hz, by the nominal-rate ranges of
  * ISO/IEC 14496-3 (rates outside every range map to 11, the 8000 Hz class). */

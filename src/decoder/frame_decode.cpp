@@ -49,6 +49,7 @@ struct Block {
     int32_t *spectrum[2];
     int32_t windowSequence[2] = {0, 0};
     int32_t windowShape[2] = {0, 0};
+    const char *message = nullptr;  // printed when the block fails for good
 };
 
 // Frame-call buffers inside the work area and the caller's output.
@@ -118,7 +119,7 @@ int32_t parse_elements(AacDecoder *dec, BitReader *r, FrameStatus *st, Block *b)
         case kSce:
         case kLfe:
             if (b->channels == 2) {
-                std::puts("Error in SCE");
+                b->message = "Error in SCE";
                 return st->errorCode = FXAAC_ERR_CHANNELS;
             }
             b->twoSingles = b->channels == 1;
@@ -127,7 +128,7 @@ int32_t parse_elements(AacDecoder *dec, BitReader *r, FrameStatus *st, Block *b)
             break;
         case kCpe:
             if (elements > 0) {
-                std::puts("Error in CPE");
+                b->message = "Error in CPE";
                 return st->errorCode = FXAAC_ERR_CHANNELS;
             }
             st->errorCode = parse_pair(dec, r, b);
@@ -222,49 +223,189 @@ void synthesize(AacDecoder *dec, Block *b, void *output, int32_t *sbrTime, int32
     }
 }
 
-int32_t fail(AacDecoder *dec, const BitReader *r, FrameStatus *st)
+// limit: the bytes a bounded call was given (the count never exceeds them),
+// or -1.
+int32_t fail(AacDecoder *dec, const BitReader *r, FrameStatus *st, int32_t limit = -1)
 {
     dec->rawBlocksLeft = 0;  // the next call of an ADTS stream looks for a new header
     st->outputSamples = 0;
     st->bytesConsumed = dec->isAdts ? static_cast<int16_t>(dec->adts.frame_length)
                                     : aac_get_processed_bits(r) >> 3;
+    if (limit >= 0 && st->bytesConsumed > limit)
+        st->bytesConsumed = limit;
     return dec->hasConfig ? -1 : 1;
 }
 
-}  // namespace
-
-int32_t AACPlusDecode(AacDecoder *instance, const uint8_t *input, void *output,
-                      FrameStatus *status, const int32_t *sbrFlag)
+// Fails with an explicit byte count (bounded calls never report more bytes
+// than they were given).
+int32_t fail_consuming(AacDecoder *dec, FrameStatus *st, int32_t code, int32_t bytes)
 {
-    AacDecoder *dec = instance;
+    dec->rawBlocksLeft = 0;
+    st->errorCode = code;
+    st->outputSamples = 0;
+    st->bytesConsumed = bytes;
+    return dec->hasConfig ? -1 : 1;
+}
+
+// The instance fields that parsing changes. A bounded call that runs out of
+// data puts them back, so that the caller can append data and call again.
+struct ParseState {
+    AdtsHeader adts;
+    int16_t rawBlocksLeft;
+    int32_t sceTagSeen;
+    int32_t firstSceTag;
+    int32_t *scratchB;
+};
+
+ParseState save_parse_state(const AacDecoder *dec)
+{
+    return {dec->adts, dec->rawBlocksLeft, dec->sceTagSeen, dec->firstSceTag, dec->scratchB};
+}
+
+int32_t need_more_input(AacDecoder *dec, const ParseState &saved, FrameStatus *st)
+{
+    dec->adts = saved.adts;
+    dec->rawBlocksLeft = saved.rawBlocksLeft;
+    dec->sceTagSeen = saved.sceTagSeen;
+    dec->firstSceTag = saved.firstSceTag;
+    dec->scratchB = saved.scratchB;
+    st->errorCode = FXAAC_ERR_NEED_MORE_INPUT;
+    st->outputSamples = 0;
+    st->bytesConsumed = 0;
+    return dec->hasConfig ? -1 : 1;
+}
+
+// The caller's data: a bounded call knows its length (bytes >= 0).
+struct Input {
+    const uint8_t *start;
+    int32_t bytes;  // -1: unbounded
+    bool bounded() const { return bytes >= 0; }
+    bool overrun(const BitReader &r, int32_t limitBytes) const
+    {
+        return aac_get_processed_bits(&r) > 8 * static_cast<int64_t>(limitBytes);
+    }
+};
+
+// A bounded ADTS frame must be plausible and wholly present before its block
+// is parsed. ISO/IEC 13818-7 bounds a raw data block by 6144 bits per
+// channel; a length of more than twice that (room for over-stuffed fill
+// data), or one shorter than the header, marks a false sync word or a
+// damaged header.
+constexpr int32_t kMaxBlockBytesPerChannel = 2 * 6144 / 8;
+constexpr int32_t kMaxAdtsChannels = 8;
+
+bool plausible_adts_length(const AdtsHeader &h, int32_t skipped)
+{
+    int32_t length = static_cast<int32_t>(h.frame_length) - skipped;
+    int32_t channels = h.channel_configuration == 0 || h.channel_configuration == 7
+                           ? kMaxAdtsChannels
+                           : h.channel_configuration;
+    int32_t blocks = h.number_of_raw_data_blocks_in_frame + 1;
+    int32_t header = 7 + (h.protection_absent ? 0 : 2 * blocks);
+    return length >= header && length <= header + blocks * channels * kMaxBlockBytesPerChannel;
+}
+
+// Reads the header of a new ADTS frame. Returns 1 to go on with the block,
+// or 0 when the call has already ended (its result in *result).
+int adts_frame_start(AacDecoder *dec, BitReader *r, const Input &in, const ParseState &saved,
+                     FrameStatus *st, int32_t *result)
+{
+    st->errorCode = find_sync_word(&dec->adts, r);
+    if (st->errorCode != 0) {
+        if (!in.bounded()) {
+            *result = fail(dec, r, st);
+            return 0;
+        }
+        // The search stopped at the end of the data or after 8192 positions:
+        // the positions examined are consumed; with none, wait for data.
+        int32_t skipped = static_cast<int32_t>(r->ptr - in.start);
+        *result = skipped == 0 ? need_more_input(dec, saved, st)
+                               : fail_consuming(dec, st, FXAAC_ERR_NO_SYNC, skipped);
+        return 0;
+    }
+    int32_t skipped = dec->adts.frame_length;
+    st->errorCode = adts_frame(&dec->adts, r);
+    if (in.bounded()) {
+        if (in.overrun(*r, in.bytes)) {
+            *result = need_more_input(dec, saved, st);
+            return 0;
+        }
+        if (!plausible_adts_length(dec->adts, skipped)) {
+            *result = fail_consuming(dec, st, FXAAC_ERR_ADTS_LENGTH, skipped + 1);
+            return 0;
+        }
+        // A frame of one block is decoded only once it is all there; the
+        // blocks of a longer frame are checked one by one as they come.
+        if (dec->adts.number_of_raw_data_blocks_in_frame == 0 &&
+            in.bytes < dec->adts.frame_length) {
+            *result = need_more_input(dec, saved, st);
+            return 0;
+        }
+    }
+    if (st->errorCode != 0) {
+        *result = fail(dec, r, st, in.bytes);
+        return 0;
+    }
+    dec->rawBlocksLeft = static_cast<int16_t>(dec->adts.number_of_raw_data_blocks_in_frame + 1);
+    return 1;
+}
+
+int32_t decode_frame(AacDecoder *dec, const Input &in, void *output, FrameStatus *status,
+                     const int32_t *sbrFlag)
+{
+    const ParseState saved = save_parse_state(dec);
     Block b;
     place_buffers(dec, output, &b);
     std::memset(status, 0, sizeof *status);
     BitReader r;
-    aac_initbits(&r, input);
+    if (in.bounded())
+        init_bounded(&r, in.start, in.bytes);
+    else
+        aac_initbits(&r, in.start);
 
+    // A whole single-block ADTS frame is present: the block must end in it.
+    int32_t frameLimit = in.bytes;
     if (dec->isAdts && dec->rawBlocksLeft == 0) {
-        if ((status->errorCode = find_sync_word(&dec->adts, &r)) != 0 ||
-            (status->errorCode = adts_frame(&dec->adts, &r)) != 0)
-            return fail(dec, &r, status);
-        dec->rawBlocksLeft = static_cast<int16_t>(dec->adts.number_of_raw_data_blocks_in_frame + 1);
+        int32_t result;
+        if (!adts_frame_start(dec, &r, in, saved, status, &result))
+            return result;
+        if (dec->adts.number_of_raw_data_blocks_in_frame == 0)
+            frameLimit = dec->adts.frame_length;
     }
 
     int32_t failure = dec->objectType > kLastNonResilientType
                           ? parse_resilient_block(dec, &r, status, &b)
                           : parse_elements(dec, &r, status, &b);
-    if (failure != 0)
-        return fail(dec, &r, status);
-
-    if (dec->isAdts) {
+    if (failure == 0 && dec->isAdts) {
         if (dec->adts.number_of_raw_data_blocks_in_frame != 0 && dec->adts.protection_absent == 0)
             dec->adts.crc_check = read_bits(&r, kCrcBits);  // kept, not verified
         dec->rawBlocksLeft--;
     }
-    aac_byte_align(&r);
+    if (failure == 0)
+        aac_byte_align(&r);
+    if (in.bounded() && in.overrun(r, frameLimit)) {
+        if (frameLimit == in.bytes)  // the data end here: the block may go on
+            return need_more_input(dec, saved, status);
+        // The block runs past its own ADTS frame: damaged.
+        return fail_consuming(dec, status, failure != 0 ? status->errorCode : FXAAC_ERR_FRAME_OVERRUN,
+                              frameLimit);
+    }
+    if (failure != 0 && b.message)
+        std::puts(b.message);
+    if (failure != 0) {
+        // A bounded call that did not read this ADTS frame's header cannot
+        // know where the frame ends: it consumes what it read and resumes
+        // with a sync search.
+        if (in.bounded() && dec->isAdts && frameLimit == in.bytes) {
+            int32_t read = (aac_get_processed_bits(&r) + 7) >> 3;
+            return fail_consuming(dec, status, status->errorCode,
+                                  read < 1 ? 1 : (read > in.bytes ? in.bytes : read));
+        }
+        return fail(dec, &r, status, in.bytes);
+    }
+
     status->bytesConsumed = aac_get_processed_bits(&r) >> 3;
     status->outputSamples = b.channels * (dec->objectType == kObjectTypeLd ? N / 2 : N);
-
     if (b.channels > 0) {
         if (b.channels == 2) {
             int16_t *moved = reinterpret_cast<int16_t *>(output) + N;
@@ -280,4 +421,19 @@ int32_t AACPlusDecode(AacDecoder *instance, const uint8_t *input, void *output,
     }
     dec->frameCount++;
     return 1;
+}
+
+}  // namespace
+
+int32_t AACPlusDecode(AacDecoder *instance, const uint8_t *input, void *output,
+                      FrameStatus *status, const int32_t *sbrFlag)
+{
+    return decode_frame(instance, Input{input, -1}, output, status, sbrFlag);
+}
+
+int32_t AACPlusDecodeBuffer(AacDecoder *instance, const uint8_t *input, int32_t inputBytes,
+                            void *output, FrameStatus *status, const int32_t *sbrFlag)
+{
+    return decode_frame(instance, Input{input, inputBytes < 0 ? 0 : inputBytes}, output, status,
+                        sbrFlag);
 }

@@ -48,6 +48,7 @@ struct DriverObject {
     uint8_t *pMem;
     DecoderWorkArea *pWork;
     FrameStatus status;
+    int32_t validBytes;  // real data at the start of the input window
 };
 
 // Decode duration of each frame, in microseconds.
@@ -133,7 +134,11 @@ int32_t AACPlusDecodeMain(DriverObject *object, DecoderConfig *config, uint8_t *
                           uint8_t *output)
 {
     const int32_t sbrFlag = 0;  // the driver always asks for PCM
-    AACPlusDecode(object->pInst, input, output, &object->status, &sbrFlag);
+    // The bounded call never reads the window's stale tail; a frame that is
+    // cut off by the end of the file ends the run like any frame without
+    // samples.
+    AACPlusDecodeBuffer(object->pInst, input, object->validBytes, output, &object->status,
+                        &sbrFlag);
     config->outSamples = object->status.outputSamples;
     config->usedBytes = object->status.bytesConsumed;
     config->errCode = object->status.errorCode;
@@ -237,6 +242,7 @@ int32_t AACPlus_decoder(DecoderConfig config, FILE *inFile, FILE *outFile)
     for (;;) {
         if (ReadInputData(&valid, &consumed, pubInpBuffer, inFile) == -1)
             break;
+        pObjAacDec.validBytes = valid;
         const uint32_t t0 = now_usec();
         const int32_t result = AACPlusDecodeMain(&pObjAacDec, &config, pubInpBuffer, pvOutBuffer);
         const uint32_t t1 = now_usec();
