@@ -12,7 +12,6 @@ const uint32_t sample_rates[17] = {
 };
 
 namespace {
-constexpr uint32_t kObjectTypeLc = 2;
 constexpr uint32_t kObjectTypeErLc = 17;
 // Object types above this one use the error-resilient syntax.
 constexpr uint32_t kLastNonResilientType = 16;

@@ -10,6 +10,7 @@
 // those of p reversed (the last stages write the bins in natural order).
 #include "filterbank/fft.h"
 
+#include "dsp/kernels.h"
 #include "filterbank/transform_tables.h"
 #include "fixedpoint/basic_ops.h"
 
@@ -104,8 +105,8 @@ using GroupFn = void (*)(const int32_t *, int32_t *, int32_t);
 // Step t reads from (N/2) (t div N/16) + 4 (t mod N/16) (group A) and N/4
 // positions further on (group B: the first digit one higher, so its bins are
 // one above group A's). digRevTable[t] / 8 is group A's first bin.
-void last_stage(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N,
-                GroupFn group) {
+template <GroupFn group>
+void last_stage(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
   const int32_t per_half = N / 16;
   for (int32_t t = 0; t < N / 8; ++t) {
     const int32_t position = N / 2 * (t / per_half) + 4 * (t % per_half);
@@ -116,11 +117,10 @@ void last_stage(int32_t *out, const int32_t *x, const int32_t *digRevTable, int3
 }
 
 }  // namespace
-}  // namespace fxaac
 
-using namespace fxaac;
+// The portable kernels (src/dsp/kernels.h).
 
-void radix4Bfly_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n) {
+void radix4_stage_c(const int32_t *w, int32_t *x, int32_t N, int32_t n) {
   const int32_t quarter = n / 4;
   for (int32_t block = 0; block < N; block += n) {
     for (int32_t m = 0; m < quarter; ++m) {
@@ -132,7 +132,7 @@ void radix4Bfly_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n) {
 
 // Blocks of 8 have two butterflies; lanes 0, 1 serve m = 0, 1 of one block
 // and lanes 2, 3 those of the next.
-void radix4Bfly_neon_w8(const int32_t *w8, int32_t *x, int32_t N, int32_t n) {
+void radix4_stage8_c(const int32_t *w8, int32_t *x, int32_t N, int32_t n) {
   const int32_t quarter = n / 4;
   for (int32_t block = 0; block < N; block += 2 * n) {
     for (int lane = 0; lane < kFftLanes; ++lane) {
@@ -142,20 +142,42 @@ void radix4Bfly_neon_w8(const int32_t *w8, int32_t *x, int32_t N, int32_t n) {
   }
 }
 
+void post_radix2_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N) {
+  last_stage<radix2_group>(out, x, digRev, N);
+}
+
+void post_radix4_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N) {
+  last_stage<radix4_group>(out, x, digRev, N);
+}
+
+}  // namespace fxaac
+
+using namespace fxaac;
+
+// The exported stages run the selected kernels; postradix2 and postradix4
+// are the scalar forms.
+void radix4Bfly_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n) {
+  radix4_stage(w, x, N, n);
+}
+
+void radix4Bfly_neon_w8(const int32_t *w8, int32_t *x, int32_t N, int32_t n) {
+  radix4_stage8(w8, x, N, n);
+}
+
 void postRadixCompute2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
-  last_stage(out, x, digRevTable, N, radix2_group);
+  post_radix2(out, x, digRevTable, N);
 }
 
 void postRadixCompute4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
-  last_stage(out, x, digRevTable, N, radix4_group);
+  post_radix4(out, x, digRevTable, N);
 }
 
 void postradix2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
-  last_stage(out, x, digRevTable, N, radix2_group);
+  post_radix2_c(out, x, digRevTable, N);
 }
 
 void postradix4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
-  last_stage(out, x, digRevTable, N, radix4_group);
+  post_radix4_c(out, x, digRevTable, N);
 }
 
 // 512 = 4^4 * 2: radix-4 stages n = 512, 128, 32 (each stage's twiddles
@@ -165,20 +187,20 @@ void iDSP_fft32x32_512(const int32_t *w, const int32_t *w8, int32_t n, int32_t *
                        int32_t *out) {
   int32_t block = n;
   for (; block > 8; block /= 4) {
-    radix4Bfly_neon(w, in, n, block);
+    radix4_stage(w, in, n, block);
     w += 6 * block / 4;
   }
-  radix4Bfly_neon_w8(w8, in, n, block);
-  postRadixCompute2(out, in, digRevTable2, n);
+  radix4_stage8(w8, in, n, block);
+  post_radix2(out, in, digRevTable2, n);
 }
 
 // 64 = 4^3: radix-4 stages n = 64 and 16, then the radix-4 last stage.
 void iDSP_fft32x32_64(const int32_t *w, int32_t n, int32_t *in, int32_t *out) {
   for (int32_t block = n; block > 4; block /= 4) {
-    radix4Bfly_neon(w, in, n, block);
+    radix4_stage(w, in, n, block);
     w += 6 * block / 4;
   }
-  postRadixCompute4(out, in, digRevTable4, n);
+  post_radix4(out, in, digRevTable4, n);
 }
 
 void my_FFT(int32_t *in, int32_t *out, int32_t n) {

@@ -15,6 +15,7 @@
 //   short window k: rise 448 + 128k .. 575 + 128k, fall the next 128
 #include "filterbank/filter_bank.h"
 
+#include "dsp/kernels.h"
 #include "filterbank/imdct.h"
 #include "filterbank/pcm_output.h"
 #include "fixedpoint/vector_ops.h"
@@ -71,7 +72,7 @@ void halve(const int32_t *x, int32_t *y, int32_t n) {
 // First half of the stop window, in place: zero, rising short half, flat.
 void stop_rise(const int16_t *short_rise, int32_t *time) {
   my_vzero(time + kFlat - 1, kFlat);
-  vmult1(time + kFlat, short_rise, time + kFlat, kShortHalf);
+  window_rise(time + kFlat, short_rise, time + kFlat, kShortHalf);
   halve(time + kFlat + kShortHalf, time + kFlat + kShortHalf, kFlat);
 }
 
@@ -81,7 +82,7 @@ void start_fall(const int16_t *short_rise, int32_t *time, int32_t *overlap) {
   int32_t *second = time + kFrame;
   halve(second, second, kFlat);
   my_vcopy(second, overlap, kFlat);
-  vmult2(second + kFlat, short_rise + kShortHalf - 1, overlap + kFlat, kShortHalf);
+  window_fall(second + kFlat, short_rise + kShortHalf - 1, overlap + kFlat, kShortHalf);
   my_vzero(overlap + kFrame - 1, kFrame - kFlat - kShortHalf);
 }
 
@@ -93,15 +94,15 @@ void long_sequence(AacDecoder *instance, int32_t sequence, int shape, int previo
   if (sequence == kLongStop) {
     stop_rise(instance->shortWindow[previous], time);
   } else {
-    vmult1(time, instance->longWindow[previous], time, kFrame);
+    window_rise(time, instance->longWindow[previous], time, kFrame);
   }
-  my_vqadd(time, overlap, overlap, kFrame);
+  add_saturate(time, overlap, overlap, kFrame);
   // overlap holds the finished samples: hand them over before it is reused.
   hand_over(out, overlap);
   if (sequence == kLongStart) {
     start_fall(instance->shortWindow[shape], time, overlap);
   } else {
-    vmult2(time + kFrame, instance->longWindow[shape] + kFrame - 1, overlap, kFrame);
+    window_fall(time + kFrame, instance->longWindow[shape] + kFrame - 1, overlap, kFrame);
   }
 }
 
@@ -129,8 +130,8 @@ void eight_short(AacDecoder *instance, int shape, int previous, const int32_t *s
   for (int32_t k = 0; k < kShortWindows; ++k) {
     int32_t *const window = time + kFlat + k * kShortHalf;
     IMDCT(instance, overlap + k * kShortHalf, u, kShortSize);
-    vmadd(u, k == 0 ? instance->shortWindow[previous] : rise, window, kShortHalf);
-    vmult2_short(u + kShortHalf, rise + kShortHalf - 1, window + kShortHalf, kShortHalf);
+    window_rise_add(u, k == 0 ? instance->shortWindow[previous] : rise, window, kShortHalf);
+    window_fall_add(u + kShortHalf, rise + kShortHalf - 1, window + kShortHalf, kShortHalf);
   }
   // Windows 3 to 7 reach past the frame: 1024..1599, zeros after.
   my_vcopy(time + kFrame, overlap, kFrame);

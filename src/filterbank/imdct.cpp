@@ -11,6 +11,7 @@
 // Gain: 2^g / 2 / 2 / 2^(s-12) is 1 for long and 8 for short windows.
 #include "filterbank/imdct.h"
 
+#include "dsp/kernels.h"
 #include "filterbank/fft.h"
 #include "filterbank/transform_tables.h"
 #include "fixedpoint/basic_ops.h"
@@ -58,8 +59,8 @@ void pre_rotate(int32_t a, int32_t b, int16_t cs, int16_t sn, int32_t *out) {
 // back: k reads in[2k] and in[N/2-1-2k]; the mirror reads in[N/2-2-2k] and
 // in[2k+1].
 template <bool Saturate>
-void pre_twiddle(const int32_t *front, const int32_t *back, int32_t *out, Twiddles w,
-                 int32_t count) {
+void pre_twiddle_loop(const int32_t *front, const int32_t *back, int32_t *out, Twiddles w,
+                      int32_t count) {
   const int32_t last = 2 * count - 1;
   for (int32_t k = 0; k < count; ++k) {
     const int32_t mirror = last - k;
@@ -97,7 +98,7 @@ PostPair post_rotate(const int32_t *z, int16_t cs, int16_t sn, Shift sh) {
 // four output quarters outward from their shared boundaries M and 3M: the
 // first half odd-symmetric about M, the second half even-symmetric about 3M.
 template <typename Shift>
-void post_twiddle(int32_t *out, const int32_t *z, Twiddles w, int32_t N, Shift sh) {
+void post_twiddle_loop(int32_t *out, const int32_t *z, Twiddles w, int32_t N, Shift sh) {
   const int32_t M = N / 4;
   for (int32_t i = 0; i < M / 2; ++i) {
     const int32_t j = M - 1 - i;
@@ -130,38 +131,61 @@ void shift_block(int32_t *x, int32_t shift, int32_t n) {
 }
 
 }  // namespace
+
+// The portable kernels (src/dsp/kernels.h).
+
+int32_t block_magnitude_c(const int32_t *x, int32_t n) { return fold_magnitudes<true>(x, n); }
+
+void block_shift_c(int32_t *x, int32_t shift, int32_t n) { shift_block(x, shift, n); }
+
+void pre_twiddle_c(const int32_t *front, const int32_t *back, int32_t *out, const int16_t *cosine,
+                   const int16_t *sine, int32_t count) {
+  pre_twiddle_loop<true>(front, back, out, {cosine, sine}, count);
+}
+
+void post_twiddle_c(int32_t *out, const int32_t *in, const int16_t *cosine, const int16_t *sine,
+                    int32_t N, int32_t shift) {
+  if (shift >= 0) {
+    post_twiddle_loop(out, in, {cosine, sine}, N, ShiftRight{shift});
+  } else {
+    post_twiddle_loop(out, in, {cosine, sine}, N, ShiftLeftSat{-shift});
+  }
+}
+
 }  // namespace fxaac
 
 using namespace fxaac;
 
-int32_t maxArray(const int32_t *x, int32_t n) { return fold_magnitudes<true>(x, n); }
+// The exported kernels run the selected versions; the other forms are
+// portable.
+int32_t maxArray(const int32_t *x, int32_t n) { return block_magnitude(x, n); }
 int32_t max_Array_c(const int32_t *x, int32_t n) { return fold_magnitudes<false>(x, n); }
-void normalize30(int32_t *x, int32_t shift, int32_t n) { shift_block(x, shift, n); }
-void Normalize30_c(int32_t *x, int32_t shift, int32_t n) { shift_block(x, shift, n); }
+void normalize30(int32_t *x, int32_t shift, int32_t n) { block_shift(x, shift, n); }
+void Normalize30_c(int32_t *x, int32_t shift, int32_t n) { block_shift_c(x, shift, n); }
 
 void preTwiddleCompute_c_neon(const int32_t *front, const int32_t *back, int32_t *out,
                               const int16_t *cosine, const int16_t *sine, int32_t count) {
-  pre_twiddle<true>(front, back, out, {cosine, sine}, count);
+  pre_twiddle(front, back, out, cosine, sine, count);
 }
 
 void preTwiddleCompute_c(const int32_t *front, const int32_t *back, int32_t *out,
                          const int16_t *cosine, const int16_t *sine, int32_t count) {
-  pre_twiddle<false>(front, back, out, {cosine, sine}, count);
+  pre_twiddle_loop<false>(front, back, out, {cosine, sine}, count);
 }
 
 void preTwiddleCompute(const int32_t *front, const int32_t *back, int32_t *out,
                        const int16_t *cosine, const int16_t *sine, int32_t count) {
-  pre_twiddle<false>(front, back, out, {cosine, sine}, count);
+  pre_twiddle_loop<false>(front, back, out, {cosine, sine}, count);
 }
 
 void postTwiddleCompute1_c(int32_t *out, const int32_t *in, const int16_t *cosine,
                            const int16_t *sine, int32_t N, int32_t shift) {
-  post_twiddle(out, in, {cosine, sine}, N, ShiftRight{shift});
+  post_twiddle_loop(out, in, {cosine, sine}, N, ShiftRight{shift});
 }
 
 void postTwiddleCompute2_c(int32_t *out, const int32_t *in, const int16_t *cosine,
                            const int16_t *sine, int32_t N, int32_t shift) {
-  post_twiddle(out, in, {cosine, sine}, N, ShiftLeftSat{-shift});
+  post_twiddle_loop(out, in, {cosine, sine}, N, ShiftLeftSat{-shift});
 }
 
 void postTwiddleCompute1(int32_t *out, const int32_t *in, const int16_t *cosine,
@@ -176,29 +200,26 @@ void postTwiddleCompute2(int32_t *out, const int32_t *in, const int16_t *cosine,
 
 void postTwiddleCompute12_c_neon(int32_t *out, const int32_t *in, const int16_t *cosine,
                                  const int16_t *sine, int32_t N, int32_t shift) {
-  if (shift >= 0) {
-    postTwiddleCompute1_c(out, in, cosine, sine, N, shift);
-  } else {
-    postTwiddleCompute2_c(out, in, cosine, sine, N, shift);
-  }
+  post_twiddle(out, in, cosine, sine, N, shift);
 }
 
 void ipreTwiddle(AacDecoder *instance, const int32_t *in, int32_t N) {
   const Twiddles w = twiddles_for(N);
-  preTwiddleCompute_c_neon(in, &in[N / 2 - 1], instance->scratchA, w.cosine, w.sine, N / 8);
+  pre_twiddle(in, &in[N / 2 - 1], instance->scratchA, w.cosine, w.sine, N / 8);
 }
 
 void ipostTwiddle(AacDecoder *instance, int32_t *out, int32_t N, int32_t shift) {
   const Twiddles w = twiddles_for(N);
-  postTwiddleCompute12_c_neon(out, instance->scratchB, w.cosine, w.sine, N, shift);
+  post_twiddle(out, instance->scratchB, w.cosine, w.sine, N, shift);
 }
 
 void IMDCT(AacDecoder *instance, int32_t *in, int32_t *out, int32_t N) {
+  const Twiddles w = twiddles_for(N);
   // s: 0..31, 31 for an all-zero block (every shift then acts on zeros).
-  const int16_t s = static_cast<int16_t>(norm_s32(maxArray(in, N)));
+  const int16_t s = static_cast<int16_t>(norm_s32(block_magnitude(in, N)));
   const int16_t g = static_cast<int16_t>(s - (N == kLongLength ? kLongPreShift : kShortPreShift));
-  ipreTwiddle(instance, in, N);
-  normalize30(instance->scratchA, -g, N / 2);
+  pre_twiddle(in, &in[N / 2 - 1], instance->scratchA, w.cosine, w.sine, N / 8);
+  block_shift(instance->scratchA, -g, N / 2);
   my_FFT(instance->scratchA, instance->scratchB, N / 4);
-  ipostTwiddle(instance, out, N, s - kPostShift);
+  post_twiddle(out, instance->scratchB, w.cosine, w.sine, N, s - kPostShift);
 }

@@ -1,8 +1,10 @@
 // PCM and SBR output of the synthesis samples. The two-channel kernels and
 // their one-sample-per-step forms share one conversion per format; only the
-// step differs.
+// step differs. The two-channel 16-bit and 24-bit conversions are kernels
+// (src/dsp/kernels.h) whose portable versions are here.
 #include "filterbank/pcm_output.h"
 
+#include "dsp/kernels.h"
 #include "fixedpoint/basic_ops.h"
 
 namespace {
@@ -62,22 +64,26 @@ int16_t mono16(int32_t x) {
 
 int32_t mono24(int32_t x) { return shr(shl_sat(add_wrap(x, kHalf24), kFullScaleShift), 8); }
 
-using Stereo16Kernel = void (*)(const int32_t *, int16_t *, int32_t);
-
+// NoShift: two-channel 16-bit output clipped without the rounding shift.
+template <bool NoShift>
 void *to_pcm(const int32_t *samples, void *out, int32_t channels, int16_t format, int32_t swap,
-             int32_t count, int32_t channel, Stereo16Kernel stereo16) {
+             int32_t count, int32_t channel) {
   const auto slot = static_cast<int16_t>(swap == 1 ? 1 - channel : channel);
   if (format == 2) {
     int32_t *words = static_cast<int32_t *>(out) + slot;
     if (channels == 2) {
-      out24bit(samples, words, count);
+      fxaac::pcm24_interleave(samples, words, count);
     } else {
       for (int32_t i = 0; i < count; ++i) words[i] = mono24(samples[i]);
     }
   } else {
     int16_t *cells = static_cast<int16_t *>(out) + slot;
     if (channels == 2) {
-      stereo16(samples, cells, count);
+      if constexpr (NoShift) {
+        interleave<Pcm16NoShift, kPair>(samples, cells, count);
+      } else {
+        fxaac::pcm16_interleave(samples, cells, count);
+      }
     } else {
       for (int32_t i = 0; i < count; ++i) cells[i] = mono16(samples[i]);
     }
@@ -87,8 +93,22 @@ void *to_pcm(const int32_t *samples, void *out, int32_t channels, int16_t format
 
 }  // namespace
 
-void out16bit(const int32_t *in, int16_t *out, int32_t n) { interleave<Pcm16, kPair>(in, out, n); }
-void out24bit(const int32_t *in, int32_t *out, int32_t n) { interleave<Pcm24, kPair>(in, out, n); }
+namespace fxaac {
+
+// The portable kernels (src/dsp/kernels.h).
+void pcm16_interleave_c(const int32_t *in, int16_t *out, int32_t n) {
+  interleave<Pcm16, kPair>(in, out, n);
+}
+void pcm24_interleave_c(const int32_t *in, int32_t *out, int32_t n) {
+  interleave<Pcm24, kPair>(in, out, n);
+}
+
+}  // namespace fxaac
+
+// The two-channel kernels run the selected versions; the _c forms below
+// convert one sample per step.
+void out16bit(const int32_t *in, int16_t *out, int32_t n) { fxaac::pcm16_interleave(in, out, n); }
+void out24bit(const int32_t *in, int32_t *out, int32_t n) { fxaac::pcm24_interleave(in, out, n); }
 void out16bit_noshift(const int32_t *in, int16_t *out, int32_t n) {
   interleave<Pcm16NoShift, kPair>(in, out, n);
 }
@@ -101,12 +121,12 @@ void out16bit_noshift_c(const int32_t *in, int16_t *out, int32_t n) {
 
 void *myOutputToPCM(const int32_t *samples, void *out, int32_t channels, int16_t format,
                     int32_t swap, int32_t count, int32_t channel) {
-  return to_pcm(samples, out, channels, format, swap, count, channel, out16bit);
+  return to_pcm<false>(samples, out, channels, format, swap, count, channel);
 }
 
 void *myOutputToPCM_noshift(const int32_t *samples, void *out, int32_t channels, int16_t format,
                             int32_t swap, int32_t count, int32_t channel) {
-  return to_pcm(samples, out, channels, format, swap, count, channel, out16bit_noshift);
+  return to_pcm<true>(samples, out, channels, format, swap, count, channel);
 }
 
 void myPCMtoSBR(int32_t *out, const int32_t *samples, int32_t /*channels*/, int32_t count) {

@@ -1,10 +1,12 @@
-// Vector routines. Plain (pairs) and unrolled forms share one kernel per
-// operation; only the step differs, and each kernel handles count rounded
-// down to a multiple of its step, with no per-element branches.
+// Vector routines. The window products and the saturating add are kernels
+// (src/dsp/kernels.h): their portable versions are here, and the plain
+// (pairs) and unrolled forms run the selected versions, the unrolled forms
+// on count rounded down to a multiple of their step.
 #include "fixedpoint/vector_ops.h"
 
 #include <cstring>
 
+#include "dsp/kernels.h"
 #include "fixedpoint/basic_ops.h"
 
 namespace {
@@ -53,11 +55,24 @@ void zero_down(int32_t* last, int n, int step) {
 
 }  // namespace
 
-void vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kPair, 1, false>(x, w, y, n); }
-void vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kPair, -1, false>(x, w, y, n); }
-void vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kPair, 1, true>(x, w, y, n); }
-void vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kPair, -1, true>(x, w, y, n); }
-void my_vqadd(const int32_t* x, const int32_t* y, int32_t* z, int n) { qadd_kernel<kPair>(x, y, z, n); }
+namespace fxaac {
+
+// The portable kernels (src/dsp/kernels.h).
+void window_rise_c(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kPair, 1, false>(x, w, y, n); }
+void window_fall_c(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kPair, -1, false>(x, w, y, n); }
+void window_rise_add_c(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kPair, 1, true>(x, w, y, n); }
+void window_fall_add_c(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kPair, -1, true>(x, w, y, n); }
+void add_saturate_c(const int32_t* x, const int32_t* y, int32_t* z, int n) { qadd_kernel<kPair>(x, y, z, n); }
+
+}  // namespace fxaac
+
+// The exported routines run the selected kernels; the unrolled set is the
+// same kernels on whole steps of eight.
+void vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_rise(x, w, y, n); }
+void vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_fall(x, w, y, n); }
+void vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_rise_add(x, w, y, n); }
+void vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_fall_add(x, w, y, n); }
+void my_vqadd(const int32_t* x, const int32_t* y, int32_t* z, int n) { fxaac::add_saturate(x, y, z, n); }
 void my_vcopy(const int32_t* src, int32_t* dst, int n) { copy_cells(src, dst, n); }
 void my_vzero(int32_t* p, int n) { zero_down(p, n, 1); }
 void memcopy16_16(const int16_t* src, int16_t* dst, int n) { copy_cells(src, dst, n); }
@@ -72,10 +87,10 @@ int16_t findMin(const int16_t* x, int n) {
   return m;
 }
 
-void my_vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kUnroll, 1, false>(x, w, y, n); }
-void my_vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kUnroll, -1, false>(x, w, y, n); }
-void my_vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kUnroll, 1, true>(x, w, y, n); }
-void my_vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n) { mult_kernel<kUnroll, -1, true>(x, w, y, n); }
-void vadd(const int32_t* x, const int32_t* y, int32_t* z, int n) { qadd_kernel<kUnroll>(x, y, z, n); }
+void my_vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_rise(x, w, y, whole_steps(n, kUnroll)); }
+void my_vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_fall(x, w, y, whole_steps(n, kUnroll)); }
+void my_vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_rise_add(x, w, y, whole_steps(n, kUnroll)); }
+void my_vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_fall_add(x, w, y, whole_steps(n, kUnroll)); }
+void vadd(const int32_t* x, const int32_t* y, int32_t* z, int n) { fxaac::add_saturate(x, y, z, whole_steps(n, kUnroll)); }
 void vcopy(const int32_t* src, int32_t* dst, int n) { copy_cells(src, dst, whole_steps(n, kUnroll)); }
 void vzero(int32_t* p, int n) { zero_down(p, n, kUnrollZero); }
