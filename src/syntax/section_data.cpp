@@ -3,6 +3,7 @@
 #include "fixedpoint/basic_ops.h"
 #include "syntax/huffman_tables.h"
 #include "syntax/ics_info.h"
+#include "syntax/local_bits.h"
 
 using namespace fxaac;
 
@@ -18,11 +19,13 @@ constexpr int kNoiseStartBits = 9;
 constexpr int32_t kNoiseStartOffset = 256;
 // Noise energies count from global_gain - 90 (ISO/IEC 14496-3 4.6.2.3.3).
 constexpr int32_t kNoiseGainOffset = 90;
-}  // namespace
 
-int32_t decode_scale_factor_difference(BitReader *reader)
+// Decodes one scalefactor codeword at the top of the window (at most 19
+// bits): the difference, -60 to +60.
+template <class Bits>
+inline int32_t scale_difference(Bits &bits)
 {
-    uint32_t window = peek_bits(reader, kScaleWindowBits);
+    const uint32_t window = bits.window() >> (32 - kScaleWindowBits);
     // Leading ones of the window select the shortest length worth trying.
     int n = static_cast<int>(clz32(window ^ 0xFFFFFu)) - (32 - kScaleWindowBits);
     uint32_t w = scale_book_int[n];
@@ -41,8 +44,64 @@ int32_t decode_scale_factor_difference(BitReader *reader)
             v = window >> (kScaleWindowBits - len);
         }
     }
-    skip_bits(reader, len);
+    bits.skip(len);
     return bookscl[p + (bookscl[p].codeword - v)].index - kDifferenceOffset;
+}
+
+// Most bits of one band: a 19-bit codeword (the first noise band's raw value
+// has 9).
+constexpr int32_t kMaxBandBits = 19;
+
+template <class Bits>
+int32_t read_scale_factors(ChannelStream *stream, Bits &bits)
+{
+    int32_t sf = static_cast<int16_t>(stream->global_gain);
+    int32_t noise = sf - kNoiseGainOffset;
+    int32_t is = 0;
+    bool firstNoise = true;
+    const int maxSfb = stream->max_sfb;
+    const int bands = stream->num_window_groups * maxSfb;
+
+    for (int x = 0; x < bands; x++) {  // group by group, band by band
+        switch (stream->sfb_cb[x]) {
+        case kZeroHcb:
+            stream->scale_factors[x] = 0;
+            break;
+        case kReservedHcb:
+            return FXAAC_ERR_BOOK_12;
+        case kNoiseHcb:
+            if (firstNoise) {
+                noise += static_cast<int32_t>(bits.window() >> (32 - kNoiseStartBits)) -
+                         kNoiseStartOffset;
+                bits.skip(kNoiseStartBits);
+                firstNoise = false;
+            } else {
+                noise += scale_difference(bits);
+            }
+            stream->scale_factors[x] = static_cast<int16_t>(noise);
+            break;
+        case kIntensityHcb2:
+        case kIntensityHcb:
+            is += scale_difference(bits);
+            stream->scale_factors[x] = static_cast<int16_t>(is);
+            break;
+        default:
+            sf += scale_difference(bits);
+            if (sf < 0)
+                return FXAAC_ERR_SCALE_FACTOR;
+            stream->scale_factors[x] = static_cast<int16_t>(sf);
+            break;
+        }
+    }
+    return FXAAC_OK;
+}
+
+}  // namespace
+
+int32_t decode_scale_factor_difference(BitReader *reader)
+{
+    ReaderBits bits{reader};
+    return scale_difference(bits);
 }
 
 }  // namespace fxaac
@@ -90,44 +149,15 @@ int32_t section_data(ChannelStream *stream, BitReader *reader)
 
 int32_t scale_factor_data(ChannelStream *stream, BitReader *reader)
 {
-    int32_t sf = static_cast<int16_t>(stream->global_gain);
-    int32_t noise = sf - kNoiseGainOffset;
-    int32_t is = 0;
-    bool firstNoise = true;
-    const int maxSfb = stream->max_sfb;
-
-    for (int g = 0; g < stream->num_window_groups; g++) {
-        for (int b = 0; b < maxSfb; b++) {
-            const int x = g * maxSfb + b;
-            switch (stream->sfb_cb[x]) {
-            case kZeroHcb:
-                stream->scale_factors[x] = 0;
-                break;
-            case kReservedHcb:
-                return FXAAC_ERR_BOOK_12;
-            case kNoiseHcb:
-                if (firstNoise) {
-                    noise += static_cast<int32_t>(read_bits(reader, kNoiseStartBits)) -
-                             kNoiseStartOffset;
-                    firstNoise = false;
-                } else {
-                    noise += decode_scale_factor_difference(reader);
-                }
-                stream->scale_factors[x] = static_cast<int16_t>(noise);
-                break;
-            case kIntensityHcb2:
-            case kIntensityHcb:
-                is += decode_scale_factor_difference(reader);
-                stream->scale_factors[x] = static_cast<int16_t>(is);
-                break;
-            default:
-                sf += decode_scale_factor_difference(reader);
-                if (sf < 0)
-                    return FXAAC_ERR_SCALE_FACTOR;
-                stream->scale_factors[x] = static_cast<int16_t>(sf);
-                break;
-            }
-        }
+    // All bands from local bits when the data surely holds them, else
+    // through the reader.
+    const int32_t bands = stream->num_window_groups * stream->max_sfb;
+    if (local_steps(reader, bands, kMaxBandBits) == bands) {
+        LocalBits bits(reader);
+        const int32_t status = read_scale_factors(stream, bits);
+        local_commit(reader, bits);
+        return status;
     }
-    return FXAAC_OK;
+    ReaderBits bits{reader};
+    return read_scale_factors(stream, bits);
 }

@@ -5,76 +5,215 @@
 #include "fixedpoint/basic_ops.h"
 #include "syntax/huffman_tables.h"
 #include "syntax/ics_info.h"
+#include "syntax/local_bits.h"
 #include "syntax/section_data.h"
 
 using namespace fxaac;
 
 namespace {
 
-constexpr int kWindowBits = 16;
 constexpr int kEscapeValue = 16;
-constexpr int kEscapePrefixBits = 9;
 constexpr int kMaxEscapePrefix = 8;  // ones before the 0: 2^(8+4) + 12 bits = 8191 at most
 
-// Finds the codeword at the reader in codebook cb: its length and its entry in
-// the codebook's value table. window is the 16-bit look-ahead.
-inline int find_codeword(int cb, uint32_t window, uint32_t *length)
+// Most bits one codeword can take, sign bits and escape sequences included:
+// 16 + 4 sign bits for codebooks 1 to 10; 16 + 2 sign bits + two escapes of
+// 8 ones, a zero and 12 bits for codebook 11. Every step of a decode (a
+// codeword with its sign bits, or one escape sequence) takes at most 21
+// bits, so each is one window of LocalBits or ReaderBits.
+constexpr int kMaxCodewordBits = 20;
+constexpr int kMaxEscapeCodewordBits = 16 + 2 + 2 * (kMaxEscapePrefix + 1 + 4 + kMaxEscapePrefix);
+
+// The index rows of one codebook.
+struct BookRows {
+    const CodeBookStart *start;
+    const uint16_t *limit;
+    const int16_t *first;
+
+    explicit BookRows(int cb)
+        : start(code_book_start[cb]), limit(book_length[cb]), first(book_length_start[cb])
+    {
+    }
+};
+
+// Finds the codeword at the top of the window: its entry in the value table
+// and its length. The leading ones of the 16-bit look-ahead (the stop bit
+// caps the count at 16) give the first length worth trying.
+inline int find_codeword(const BookRows &book, uint32_t window, uint32_t *length)
 {
-    int ones = clz32(window ^ 0xFFFFu) - (32 - kWindowBits);
-    CodeBookStart start = code_book_start[cb][ones];
-    uint32_t len = static_cast<uint32_t>(start.length);
-    uint32_t limit = start.limit;
-    uint32_t v = window >> (kWindowBits - len);
+    const uint32_t x = window >> 16;
+    const int ones = __builtin_clz(~window | 0x8000u);
+    const CodeBookStart s = book.start[ones];
+    uint32_t len = static_cast<uint32_t>(s.length);
+    uint32_t limit = s.limit;
+    uint32_t v = x >> (16 - len);
     while (limit < v) {
         len++;
-        limit = book_length[cb][len];
-        v = window >> (kWindowBits - len);
+        limit = book.limit[len];
+        v = x >> (16 - len);
     }
     *length = len;
-    return book_length_start[cb][len] + static_cast<int>(limit - v);
+    return book.first[len] + static_cast<int>(limit - v);
 }
 
-// Sign bits follow the codeword, one per non-zero value, first value first.
-inline void apply_signs(BitReader *r, int16_t *v, int n)
+// Give magnitude m the sign bit at the top of *bits and move past that bit
+// when m is not zero; a zero stays zero whatever the bit, and takes none.
+// Two forms with the same results: without a branch for the quadruple
+// codebooks, whose magnitudes (0 to 2) are often zero, so that a branch
+// would often be mispredicted; with one for the pair codebooks, whose
+// magnitudes are mostly non-zero, where the branch is well predicted and
+// keeps the next codeword's position off the value table lookup.
+inline int16_t sign_without_branch(int m, uint32_t *bits, uint32_t *used)
 {
-    for (int i = 0; i < n; i++)
-        if (v[i] != 0 && read_bits(r, 1))
-            v[i] = static_cast<int16_t>(-v[i]);
+    const int neg = static_cast<int32_t>(*bits) >> 31;  // 0 or -1
+    const uint32_t nonzero = m != 0;
+    *bits <<= nonzero;
+    *used += nonzero;
+    return static_cast<int16_t>((m ^ neg) - neg);
 }
 
-// Escape sequence: N ones, a zero, then an (N + 4)-bit word w; magnitude
-// 2^(N + 4) + w. Returns -1 for N above 8, outside the standard's range.
-inline int read_escape(BitReader *r)
+inline int16_t sign_with_branch(int m, uint32_t *bits, uint32_t *used)
 {
-    uint32_t prefix = peek_bits(r, kEscapePrefixBits);
-    int n = clz32(prefix ^ 0x1FFu) - (32 - kEscapePrefixBits);
+    if (m == 0)
+        return 0;
+    const int neg = static_cast<int32_t>(*bits) >> 31;
+    *bits <<= 1;
+    *used += 1;
+    return static_cast<int16_t>((m ^ neg) - neg);
+}
+
+// The value kinds of the codebooks.
+enum class Kind { SignedQuad, UnsignedQuad, SignedPair, UnsignedPair, Escape };
+
+constexpr Kind kind_of(int cb)
+{
+    return cb <= 2 ? Kind::SignedQuad
+         : cb <= 4 ? Kind::UnsignedQuad
+         : cb <= 6 ? Kind::SignedPair
+         : cb <= 10 ? Kind::UnsignedPair
+                    : Kind::Escape;
+}
+
+// Escape sequence at the top of w: N ones, a zero, then an (N + 4)-bit word;
+// magnitude 2^(N + 4) + word, 2N + 5 bits. Returns -1, taking no bit, for N
+// above 8, outside the standard's range.
+template <class Bits>
+inline int read_escape(Bits &bits)
+{
+    const uint32_t w = bits.window();
+    // Leading ones; the stop bit after nine of them caps the count at 9.
+    const int n = __builtin_clz(~w | (1u << (31 - (kMaxEscapePrefix + 1))));
     if (n > kMaxEscapePrefix)
         return -1;
-    skip_bits(r, static_cast<uint32_t>(n + 1));
-    return (1 << (n + 4)) + static_cast<int>(read_bits(r, static_cast<uint32_t>(n + 4)));
+    const uint32_t word = (w << (n + 1)) >> (32 - (n + 4));
+    bits.skip(static_cast<uint32_t>(2 * n + 5));
+    return (1 << (n + 4)) + static_cast<int>(word);
 }
 
-int decode_escape_pair(BitReader *r, uint32_t window, int16_t *out)
+// Decodes one codeword into out[0 .. 3] or out[0 .. 1]: one window for the
+// codeword and its sign bits, one more per escape. Returns 0, or -1 for an
+// escape beyond 8191 (the bits before that escape are consumed, and a first
+// value already resolved is written).
+template <Kind K, class Bits>
+inline int decode_one(Bits &bits, const BookRows &book, const uint8_t *values, int16_t *out)
 {
+    const uint32_t w = bits.window();
     uint32_t len;
-    Book11Entry e = book11[find_codeword(kEscHcb, window, &len)];
-    int mag[2] = {e.first, e.second};
-    // The sign bits come from the window already in hand.
+    const int entry = find_codeword(book, w, &len);
+    uint32_t signs = w << len;
     uint32_t used = len;
-    bool negative[2] = {false, false};
-    for (int i = 0; i < 2; i++) {
-        if (mag[i] != 0) {
-            negative[i] = (window >> (kWindowBits - 1 - used)) & 1;
-            used++;
+    if constexpr (K == Kind::Escape) {
+        const Book11Entry e = book11[entry];
+        const int16_t first = sign_with_branch(e.first, &signs, &used);
+        const int16_t second = sign_with_branch(e.second, &signs, &used);
+        bits.skip(used);
+        int16_t v[2] = {first, second};
+        for (int i = 0; i < 2; i++) {
+            if (v[i] == kEscapeValue || v[i] == -kEscapeValue) {
+                const int m = read_escape(bits);
+                if (m < 0)
+                    return -1;
+                v[i] = static_cast<int16_t>(v[i] < 0 ? -m : m);
+            }
+            out[i] = v[i];
         }
+        return 0;
+    } else {
+        const uint32_t e = values[entry];
+        if constexpr (K == Kind::SignedQuad) {
+            // Four 2-bit fields, first value in bits 7..6: value 2 - field.
+            for (int k = 0; k < 4; k++)
+                out[k] = static_cast<int16_t>(2 - ((e >> (6 - 2 * k)) & 3));
+        } else if constexpr (K == Kind::UnsignedQuad) {
+            for (int k = 0; k < 4; k++)
+                out[k] = sign_without_branch(2 - static_cast<int>((e >> (6 - 2 * k)) & 3), &signs,
+                                             &used);
+        } else if constexpr (K == Kind::SignedPair) {
+            // Two 4-bit two's-complement nibbles.
+            out[0] = static_cast<int16_t>(static_cast<int8_t>(e) >> 4);
+            out[1] = static_cast<int16_t>(static_cast<int8_t>(e << 4) >> 4);
+        } else {
+            out[0] = sign_with_branch(static_cast<int>(e >> 4), &signs, &used);
+            out[1] = sign_with_branch(static_cast<int>(e & 0xF), &signs, &used);
+        }
+        bits.skip(used);
+        return 0;
     }
-    skip_bits(r, used);
-    for (int i = 0; i < 2; i++) {
-        if (mag[i] == kEscapeValue && (mag[i] = read_escape(r)) < 0)
+}
+
+constexpr int values_per_codeword(Kind k)
+{
+    return k == Kind::SignedQuad || k == Kind::UnsignedQuad ? 4 : 2;
+}
+
+// Decodes `codewords` codewords of one codebook to out. Runs that fit the
+// data go through local bits, one reader update per run; codewords near the
+// end of a bounded reader's data go through the reader.
+template <Kind K>
+int decode_codewords(BitReader *r, int cb, int16_t *out, int32_t codewords)
+{
+    constexpr int kDim = values_per_codeword(K);
+    constexpr int kMaxBits = K == Kind::Escape ? kMaxEscapeCodewordBits : kMaxCodewordBits;
+    const BookRows book(cb);
+    const uint8_t *values = book_table_optimized[cb < kEscHcb ? cb : 0];
+    while (codewords > 0) {
+        const int32_t run = local_steps(r, codewords, kMaxBits);
+        if (run == 0) {
+            ReaderBits bits{r};
+            if (decode_one<K>(bits, book, values, out) < 0)
+                return -1;
+            out += kDim;
+            codewords--;
+            continue;
+        }
+        LocalBits bits(r);
+        int status = 0;
+        for (int32_t i = 0; i < run; i++, out += kDim) {
+            if ((status = decode_one<K>(bits, book, values, out)) < 0)
+                break;
+        }
+        local_commit(r, bits);
+        if (status < 0)
             return -1;
-        out[i] = static_cast<int16_t>(negative[i] ? -mag[i] : mag[i]);
+        codewords -= run;
     }
-    return 2;
+    return 0;
+}
+
+// The codewords covering `width` values (rounded up to whole codewords).
+int decode_section(BitReader *r, int cb, int16_t *out, int width)
+{
+    switch (kind_of(cb)) {
+    case Kind::SignedQuad:
+        return decode_codewords<Kind::SignedQuad>(r, cb, out, (width + 3) >> 2);
+    case Kind::UnsignedQuad:
+        return decode_codewords<Kind::UnsignedQuad>(r, cb, out, (width + 3) >> 2);
+    case Kind::SignedPair:
+        return decode_codewords<Kind::SignedPair>(r, cb, out, (width + 1) >> 1);
+    case Kind::UnsignedPair:
+        return decode_codewords<Kind::UnsignedPair>(r, cb, out, (width + 1) >> 1);
+    default:
+        return decode_codewords<Kind::Escape>(r, cb, out, (width + 1) >> 1);
+    }
 }
 
 }  // namespace
@@ -83,36 +222,30 @@ namespace fxaac {
 
 int decode_spectral_codeword(BitReader *r, int cb, int16_t *out)
 {
-    uint32_t window = peek_bits(r, kWindowBits);
-    if (cb == kEscHcb)
-        return decode_escape_pair(r, window, out);
-
-    uint32_t len;
-    uint8_t e = book_table_optimized[cb][find_codeword(cb, window, &len)];
-    skip_bits(r, len);
-    switch (cb) {
-    case 1:
-    case 2:
-    case 3:
-    case 4:
-        // Four 2-bit fields, first value in bits 7..6: value (or magnitude) 2 - field.
-        for (int k = 0; k < 4; k++)
-            out[k] = static_cast<int16_t>(2 - ((e >> (6 - 2 * k)) & 3));
-        if (cb >= 3)
-            apply_signs(r, out, 4);
-        return 4;
-    case 5:
-    case 6:
-        // Two 4-bit two's-complement nibbles.
-        out[0] = static_cast<int16_t>(static_cast<int8_t>(e) >> 4);
-        out[1] = static_cast<int16_t>(static_cast<int8_t>(e << 4) >> 4);
-        return 2;
-    default:  // 7 to 10: two magnitudes, then their signs
-        out[0] = static_cast<int16_t>(e >> 4);
-        out[1] = static_cast<int16_t>(e & 0xF);
-        apply_signs(r, out, 2);
-        return 2;
+    const BookRows book(cb);
+    const uint8_t *values = book_table_optimized[cb < kEscHcb ? cb : 0];
+    ReaderBits bits{r};
+    int status;
+    switch (kind_of(cb)) {
+    case Kind::SignedQuad:
+        status = decode_one<Kind::SignedQuad>(bits, book, values, out);
+        break;
+    case Kind::UnsignedQuad:
+        status = decode_one<Kind::UnsignedQuad>(bits, book, values, out);
+        break;
+    case Kind::SignedPair:
+        status = decode_one<Kind::SignedPair>(bits, book, values, out);
+        break;
+    case Kind::UnsignedPair:
+        status = decode_one<Kind::UnsignedPair>(bits, book, values, out);
+        break;
+    default:
+        status = decode_one<Kind::Escape>(bits, book, values, out);
+        break;
     }
+    if (status < 0)
+        return -1;
+    return cb <= 4 ? 4 : 2;
 }
 
 }  // namespace fxaac
@@ -135,14 +268,11 @@ int32_t spectral_data(const ChannelStream *stream, BitReader *reader, int16_t *q
                 pos += width;  // left at 0: noise and intensity bands are filled later
                 continue;
             }
-            for (int done = 0; done < width;) {
-                int n = decode_spectral_codeword(reader, cb, &quantised[pos + done]);
-                if (n < 0)
-                    return FXAAC_ERR_ESCAPE;
-                done += n;
-            }
-            if (width > 0)
-                pos += width;
+            if (width <= 0)
+                continue;
+            if (decode_section(reader, cb, &quantised[pos], width) < 0)
+                return FXAAC_ERR_ESCAPE;
+            pos += width;
         }
         windowsBefore += stream->window_group_length[g];
     }

@@ -117,13 +117,49 @@ void tns_ar_filter_fixed(int32_t *line, int32_t size, int32_t step, const int16_
     // Q(shift), 2 * ((hist * lpc[j]) >> 16) is A[j] y[n - j]: no per-product
     // shift. The history grows downward, so nothing is ever moved.
     int32_t *hist = scratch + size;
-    for (int32_t n = 0; n < size; n++) {
-        int32_t y = *line;
-        const int32_t taps = std::min(n, order);
-        for (int32_t j = taps; j >= 1; j--)
-            y = sub_wrap(y, mul_32x16_x2(lpc[j], hist[j - 1]));
-        *line = y;
-        *--hist = shift_dir(y, shift - 15);
+    // The history scaling is a left shift by up for every shift the decoder
+    // passes; other orders and shifts take the general loop.
+    const int32_t up = 15 - shift;
+    if (order > kTnsMaxOrder || up < 0 || up > 31) {
+        for (int32_t n = 0; n < size; n++) {
+            int32_t y = *line;
+            const int32_t taps = std::min(n, order);
+            for (int32_t j = taps; j >= 1; j--)
+                y = sub_wrap(y, mul_32x16_x2(lpc[j], hist[j - 1]));
+            *line = y;
+            *--hist = shift_dir(y, shift - 15);
+            line += step;
+        }
+        return;
+    }
+
+    // The coefficients in the upper half of a word: the 32 x 16 product
+    // truncated to bits 16..47 is then the upper word of a 32 x 32 product.
+    // The sum wraps, so its terms may come in any order.
+    int32_t coef[kTnsMaxOrder];
+    for (int32_t j = 0; j < order; j++)
+        coef[j] = static_cast<int32_t>(static_cast<uint32_t>(lpc[j + 1]) << 16);
+    const auto term = [](int32_t c, int32_t h) {
+        return static_cast<uint32_t>((int64_t{h} * c) >> 32) << 1;
+    };
+
+    // The first order lines have fewer outputs before them than taps.
+    const int32_t warm = std::min(size, std::max(order, 0));
+    int32_t n = 0;
+    for (; n < warm; n++) {
+        uint32_t y = static_cast<uint32_t>(*line);
+        for (int32_t j = 0; j < n; j++)
+            y -= term(coef[j], hist[j]);
+        *line = static_cast<int32_t>(y);
+        *--hist = static_cast<int32_t>(y << up);
+        line += step;
+    }
+    for (; n < size; n++) {
+        uint32_t y = static_cast<uint32_t>(*line);
+        for (int32_t j = 0; j < order; j++)
+            y -= term(coef[j], hist[j]);
+        *line = static_cast<int32_t>(y);
+        *--hist = static_cast<int32_t>(y << up);
         line += step;
     }
 }

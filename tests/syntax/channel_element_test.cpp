@@ -252,6 +252,28 @@ TEST(ChannelElement, MalformedStreamsAreRefusedBeforeAnyWriteOutOfBounds)
     }
 }
 
+// A failing escape leaves the reader where the failure was found: after
+// the codeword and its sign bits, and after a first escape already read.
+// The frame call reports that position as the bytes consumed.
+TEST(ChannelElement, EscapeBeyondRangeStopsBeforeIt)
+{
+    const int failing[2][2] = {{-9000, 0}, {20, 9000}};
+    const int valid[2][2] = {{-16, 0}, {20, 16}};  // the same bits up to the failing escape
+    for (int c = 0; c < 2; c++) {
+        BitWriter w = long_header(1), ok = long_header(1);
+        for (BitWriter *x : {&w, &ok}) {
+            x->put(11, 4).put(1, 5);
+            put_scale_factor_difference(*x, 0);
+            x->put(0, 3);
+        }
+        put_spectral(w, 11, failing[c]);
+        put_spectral(ok, 11, valid[c]);
+        int32_t bits;
+        EXPECT_EQ(parse_ics(w.data(), kLc, 4, &bits), FXAAC_ERR_ESCAPE) << c;
+        EXPECT_EQ(static_cast<size_t>(bits), ok.bit_count() - 5) << c;  // escape 16: 0 0000
+    }
+}
+
 TEST(ChannelElement, PulsesAreAddedAwayFromZero)
 {
     BitWriter w = long_header(1);

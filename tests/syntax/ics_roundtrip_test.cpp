@@ -2,6 +2,9 @@
 // back to exactly what was written.
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <memory>
+
 #include "bitstream/bit_reader.h"
 #include "syntax/channel_element.h"
 #include "support/ics_writer.h"
@@ -116,4 +119,47 @@ TEST(IcsRoundTrip, LongSectionLengthEscape)
     expect_parsed(t.element->stream[0], e, t.buffers[0]);
     EXPECT_EQ(t.sections[0][2][0], 31);
     EXPECT_EQ(t.sections[0][1][1], 31);
+}
+
+// A bounded reader reads zeros past its end. Cut at any byte, a parse must
+// go exactly as over the same bytes followed by zeros (same status, bits,
+// values) and load nothing beyond the cut: the buffer is exactly that long.
+TEST(IcsRoundTrip, BoundedReaderCutAnywhereReadsAsZeroPadding)
+{
+    IcsDescription longOne;
+    longOne.groups.resize(1);
+    for (int cb : {11, 1, 3, 5, 7, 9, 13, 11, 2, 4, 6, 8, 10, 11})
+        longOne.groups[0].push_back({cb, 3});
+    longOne.forcedEscapes = {8191, 16, 300, 4097, 31};
+    IcsDescription shortOne;
+    shortOne.windowSequence = 2;
+    shortOne.grouping = 0x25;
+    shortOne.groups = {{{11, 5}, {3, 7}}, {{8, 12}}, {{11, 12}}, {{1, 6}, {10, 6}}, {{9, 12}}};
+    for (const IcsDescription &d : {longOne, shortOne}) {
+        BitWriter w;
+        write_ics(w, d, 7);
+        const std::vector<uint8_t> bytes = w.data();
+        for (size_t cut = 0; cut <= bytes.size(); cut++) {
+            // new[] gives a distinct pointer even for 0 bytes (a null one
+            // would make the reader unbounded).
+            const std::unique_ptr<uint8_t[]> exact(new uint8_t[cut]);
+            std::memcpy(exact.get(), bytes.data(), cut);
+            std::vector<uint8_t> padded(bytes.begin(), bytes.begin() + static_cast<long>(cut));
+            padded.resize(cut + 4096, 0);  // zeros parse on a while
+            ParseTarget a, b;
+            BitReader ra, rb;
+            fxaac::init_bounded(&ra, exact.get(), static_cast<int32_t>(cut));
+            aac_initbits(&rb, padded.data());
+            const int32_t sa = individual_channel_stream(a.element.get(), &ra, &a.element->stream[0],
+                                                         0, a.buffers[0], d.sfIndex, 1);
+            const int32_t sb = individual_channel_stream(b.element.get(), &rb, &b.element->stream[0],
+                                                         0, b.buffers[0], d.sfIndex, 1);
+            ASSERT_EQ(sa, sb) << "cut " << cut;
+            ASSERT_EQ(aac_get_processed_bits(&ra), aac_get_processed_bits(&rb)) << "cut " << cut;
+            ASSERT_EQ(a.quantised[0], b.quantised[0]) << "cut " << cut;
+            ASSERT_EQ(0, std::memcmp(a.element->stream[0].scale_factors,
+                                     b.element->stream[0].scale_factors,
+                                     sizeof a.element->stream[0].scale_factors)) << "cut " << cut;
+        }
+    }
 }

@@ -2,6 +2,7 @@
 // noise substitution.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <random>
@@ -90,6 +91,36 @@ TEST(ScaleFactors, GainStepsSilenceAndBands)
     EXPECT_EQ(spec[4], 2);
     EXPECT_EQ(spec[11], 0);
     EXPECT_EQ(spec[12], 8192);
+}
+
+// Every scale factor on values across the 32-bit range, against the gain's
+// definition: ((x * m) >> 16) >> (36 - e), or << (e - 36) wrapping, with
+// m = dec_scale_table[sf & 3] and e = sf >> 2; silence up to 23.
+TEST(ScaleFactors, EveryScaleFactorMatchesTheDefinition)
+{
+    std::vector<int32_t> values = {0, 1, -1, 2, -3, 8191, -8192, 35445, -35445, 1 << 30,
+                                   INT32_MAX, INT32_MIN, INT32_MIN + 1, 1352639526, -1352639526};
+    std::mt19937 rng(11);
+    for (int i = 0; i < 64; i++)
+        values.push_back(static_cast<int32_t>(rng()));
+    for (int sf = -4; sf <= 300; sf++) {
+        std::vector<int32_t> got = values;
+        get_scale_factor_gain(sf, got.data(), static_cast<int32_t>(got.size()),
+                              fxaac::dec_scale_table);
+        for (size_t i = 0; i < values.size(); i++) {
+            int32_t want = 0;
+            if (sf > 23) {
+                const int64_t m = fxaac::dec_scale_table[sf & 3];
+                const auto p = static_cast<int32_t>((values[i] * m) >> 16);
+                const int e = sf >> 2;
+                if (e <= 36)
+                    want = p >> std::min(36 - e, 31);
+                else if (e - 36 < 32)
+                    want = static_cast<int32_t>(static_cast<uint32_t>(p) << (e - 36));
+            }
+            ASSERT_EQ(got[i], want) << "sf " << sf << " x " << values[i];
+        }
+    }
 }
 
 TEST(ScaleFactors, ShortWindowsDeinterleave)
