@@ -1,0 +1,476 @@
+#!/usr/bin/env python3
+"""End-to-end checks of the fxaac command, in groups (each one ctest):
+
+  vectors  every test vector decoded by fxaac gives the same samples as fxaac_testdriver, to
+           a file (sizes patched) and through a pipe (sizes left at the placeholder); 24-bit
+           output agrees with the 16-bit output; fxaac info tells the vector's kind, rate,
+           channels and frame count
+  errors   messages and exit status for bad arguments and refused inputs; --help, --version;
+           the default output name
+  damaged  an ADTS stream with damaged frames, false sync words, garbage and a cut-off end is
+           decoded through, the damage counted; a raw data block stream stops at a damaged block
+  m4a      (needs ffmpeg) the ADTS vectors remuxed to MP4/M4A decode bit-identically to their
+           ADTS form, also with the movie box first, with 64-bit offsets and box sizes, behind
+           other tracks, from a pipe and in QuickTime form; unsupported tracks, truncated files
+           and damaged boxes give clear messages and never crash
+
+Usage: cli_checks.py --fxaac PATH --driver PATH --vectors DIR --version V [--emulator CMD]
+                     [--ffmpeg PATH] GROUP
+Exit status 0 when every check passes, 77 when the group cannot run here (no ffmpeg), else 1.
+"""
+
+import argparse
+import pathlib
+import random
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+from fxaac_test_common import (Box, Runner, Wav, parse_boxes, parse_info,  # noqa: E402
+                               read_manifest, write_boxes)
+
+SKIP = 77
+FRAME = 1024
+KIND_NAMES = {'adts': 'ADTS', 'adts_multi': 'ADTS', 'adif': 'ADIF', 'asc': 'AudioSpecificConfig',
+              'heaac': 'AudioSpecificConfig behind a HEAAC marker', 'raw': 'raw data blocks'}
+
+
+class Checks:
+    def __init__(self):
+        self.passed, self.failed, self.problems = 0, 0, []
+
+    def case(self, name, problems):
+        if problems:
+            self.failed += 1
+            print(f'FAIL {name}: ' + '; '.join(problems))
+        else:
+            self.passed += 1
+            print(f'ok   {name}')
+
+    def summary(self):
+        print(f'{self.passed} passed, {self.failed} failed')
+        return 0 if self.failed == 0 else 1
+
+
+def raw_args(v):
+    return ['--raw', '--rate', str(v.fs), '--channels', str(v.chn)] if v.kind == 'raw' else []
+
+
+class Context:
+    def __init__(self, args, work):
+        self.runner = Runner(args.emulator)
+        self.fxaac, self.driver = args.fxaac, args.driver
+        self.vectors = read_manifest(args.vectors)
+        self.version = args.version
+        self.ffmpeg = (args.ffmpeg if args.ffmpeg and not args.ffmpeg.endswith('-NOTFOUND')
+                       else shutil.which('ffmpeg'))
+        self.work = pathlib.Path(work)
+        self.checks = Checks()
+
+    def fx(self, *cmd, stdin=None):
+        return self.runner.run([self.fxaac] + list(cmd), stdin=stdin)
+
+    def decode_pcm(self, path, *extra, stdin=None):
+        """fxaac decode to standard output: (exit status, Wav or None, stderr)."""
+        rc, out, err = self.fx('decode', '-q', *extra, '-' if stdin is not None else path,
+                               '-o', '-', stdin=stdin)
+        try:
+            return rc, Wav(out), err
+        except ValueError:
+            return rc, None, err
+
+    def driver_pcm(self, v):
+        out = self.work / (v.name + '.driver.wav')
+        self.runner.run([self.driver, v.path, out, v.fs, v.chn, v.hdr])
+        return Wav(out.read_bytes()).pcm
+
+
+# ---- vectors ---------------------------------------------------------------------------------
+
+def check_header(w, v, bits, patched):
+    p = []
+    if (w.format, w.channels, w.rate, w.bits) != (1, v.chn, v.fs, bits):
+        p.append(f'header format {w.format}, {w.channels} ch, {w.rate} Hz, {w.bits} bits')
+    if w.block_align != v.chn * bits // 8 or w.byte_rate != w.block_align * v.fs:
+        p.append(f'block align {w.block_align}, byte rate {w.byte_rate}')
+    if patched and (w.data_size != len(w.pcm) or w.riff_size != w.file_size - 8):
+        p.append(f'sizes {w.riff_size}/{w.data_size} for a {w.file_size}-byte file')
+    if not patched and (w.data_size, w.riff_size) != (0xffffffff, 0xffffffff):
+        p.append(f'pipe output has sizes {w.riff_size}/{w.data_size}, not the placeholder')
+    return p
+
+
+def group_vectors(ctx):
+    for v in ctx.vectors:
+        p = []
+        ref = ctx.driver_pcm(v)
+        out = ctx.work / (v.name + '.wav')
+        rc, _, err = ctx.fx('decode', '-q', *raw_args(v), v.path, '-o', out)
+        if rc != 0:
+            p.append(f'decode exit {rc}: {err.strip()}')
+        else:
+            w = Wav(out.read_bytes())
+            p += check_header(w, v, 16, True)
+            if w.pcm != ref:
+                p.append(f'file output differs from the test driver ({len(w.pcm)} vs {len(ref)} bytes)')
+        rc, w, err = ctx.decode_pcm(None, *raw_args(v), stdin=v.path.read_bytes())
+        if rc != 0 or w is None:
+            p.append(f'pipe decode exit {rc}: {err.strip()}')
+        else:
+            p += check_header(w, v, 16, False)
+            if w.pcm != ref:
+                p.append('pipe output differs from the test driver')
+        rc, so, err = ctx.fx('info', '-q', *raw_args(v), v.path)
+        info = parse_info(so.decode())
+        frames = len(ref) // (2 * v.chn * FRAME)
+        want = {'input': KIND_NAMES[v.kind], 'sampling rate': f'{v.fs} Hz', 'channels': str(v.chn),
+                'frames': str(frames)}
+        got = {k: info.get(k) for k in want}
+        if rc != 0 or got != want:
+            p.append(f'info exit {rc}: {got}, expected {want}')
+        if not info.get('object type', '').startswith('AAC LC (audio object type 2)'):
+            p.append(f"info object type {info.get('object type')}")
+        # 24-bit output: same length, and within one 16-bit step of the 16-bit output.
+        out24 = ctx.work / (v.name + '.s24.wav')
+        rc, _, err = ctx.fx('decode', '-q', '--format', 's24', *raw_args(v), v.path, '-o', out24)
+        if rc != 0:
+            p.append(f'--format s24 exit {rc}: {err.strip()}')
+        else:
+            w = Wav(out24.read_bytes())
+            p += check_header(w, v, 24, True)
+            s16 = struct.unpack(f'<{len(ref) // 2}h', ref)
+            s24 = w.samples24()
+            if len(s24) != len(s16):
+                p.append(f'24-bit output has {len(s24)} samples, 16-bit {len(s16)}')
+            else:
+                worst = max((abs(a - 256 * b) for a, b in zip(s24, s16)), default=0)
+                if worst > 256:
+                    p.append(f'24-bit and 16-bit samples differ by {worst / 256:.2f} 16-bit steps')
+        ctx.checks.case(v.name, p)
+
+
+# ---- errors ----------------------------------------------------------------------------------
+
+def adts_frames(data):
+    """(offset, length) of each ADTS frame of a stream."""
+    frames, pos = [], 0
+    while pos + 7 <= len(data):
+        if data[pos] != 0xff or data[pos + 1] & 0xf0 != 0xf0:
+            raise ValueError(f'no ADTS frame at byte {pos}')
+        length = (data[pos + 3] & 3) << 11 | data[pos + 4] << 3 | data[pos + 5] >> 5
+        frames.append((pos, length))
+        pos += length
+    return frames
+
+
+def expect_error(ctx, name, cmd, needle, rc_wanted=1, stdin=None):
+    rc, out, err = ctx.fx(*cmd, stdin=stdin)
+    p = []
+    if rc != rc_wanted:
+        p.append(f'exit status {rc}, expected {rc_wanted}')
+    if needle not in err:
+        p.append(f'message {err.strip()!r} lacks {needle!r}')
+    if rc_wanted == 1 and not err.startswith('fxaac: error: '):
+        p.append(f'message does not start with "fxaac: error:": {err.strip()!r}')
+    ctx.checks.case(name, p)
+
+
+def group_errors(ctx):
+    w = ctx.work
+    adts = (pathlib.Path(ctx.vectors[0].path).parent / 'castanets_44k_s.aac').read_bytes()
+    expect_error(ctx, 'no command', [], 'no command given')
+    expect_error(ctx, 'unknown command', ['play', 'x.aac'], "unknown command 'play'")
+    expect_error(ctx, 'no input', ['decode'], 'no input file given')
+    expect_error(ctx, 'two inputs', ['decode', 'a', 'b'], 'more than one input')
+    expect_error(ctx, 'unknown option', ['decode', '--loud', 'a'], "unknown option '--loud'")
+    expect_error(ctx, 'bad format', ['decode', '--format', 's32', 'a'], "unknown sample format 's32'")
+    expect_error(ctx, 'raw without rate', ['decode', '--raw', '--channels', '2', 'a'],
+                 '--raw needs --rate and --channels')
+    expect_error(ctx, 'three channels', ['decode', '--raw', '--rate', '8000', '--channels', '3', 'a'],
+                 'channel count of 1 or 2')
+    expect_error(ctx, 'rate without raw', ['decode', '--rate', '8000', 'a'], 'apply to --raw input only')
+    expect_error(ctx, 'info with -o', ['info', 'a', '-o', 'b'], 'belongs to the decode command')
+    expect_error(ctx, 'missing input', ['decode', w / 'missing.aac', '-o', w / 'm.wav'],
+                 "cannot open '")
+    (w / 'empty.aac').write_bytes(b'')
+    expect_error(ctx, 'empty input', ['decode', w / 'empty.aac', '-o', w / 'e.wav'], 'the input is empty')
+    (w / 'garbage.bin').write_bytes(bytes(range(256)) * 64)
+    expect_error(ctx, 'unrecognised input', ['decode', w / 'garbage.bin', '-o', w / 'g.wav'],
+                 'not a recognised AAC stream')
+    ctx.checks.case('refused input leaves no output', ['g.wav was created'] if (w / 'g.wav').exists() else [])
+    # Every ADTS header made to say profile Main.
+    main = bytearray(adts)
+    for pos, _ in adts_frames(adts):
+        main[pos + 2] &= 0x3f
+    (w / 'main.aac').write_bytes(bytes(main))
+    expect_error(ctx, 'AAC Main refused', ['info', w / 'main.aac'],
+                 'audio object type 1 (AAC Main) is not supported')
+    expect_error(ctx, 'raw block stream that is not one',
+                 ['decode', '--raw', '--rate', '44100', '--channels', '2', w / 'garbage.bin', '-o', w / 'r.wav'],
+                 'cannot be resynchronised')
+
+    rc, out, _ = ctx.fx('--version')
+    ctx.checks.case('--version', [] if rc == 0 and out == f'fxaac {ctx.version}\n'.encode()
+                    else [f'exit {rc}, output {out!r}'])
+    rc, out, _ = ctx.fx('--help')
+    text = out.decode()
+    missing = [s for s in ('SYNOPSIS', 'fxaac decode IN', '--format s16|s24', '--raw', 'EXIT STATUS')
+               if s not in text]
+    ctx.checks.case('--help', [f'exit {rc}, lacks {missing}'] if rc or missing else [])
+
+    # Without -o the WAV file goes beside the input; an input named .wav is not overwritten.
+    (w / 'default.aac').write_bytes(adts)
+    rc, _, err = ctx.fx('decode', '-q', w / 'default.aac')
+    ctx.checks.case('default output name', [] if rc == 0 and (w / 'default.wav').exists()
+                    else [f'exit {rc}: {err.strip()}'])
+    (w / 'stream.wav').write_bytes(adts)
+    expect_error(ctx, 'input not overwritten', ['decode', w / 'stream.wav'], 'would overwrite the input')
+    ctx.checks.case('input kept', [] if (w / 'stream.wav').read_bytes() == adts else ['input changed'])
+
+
+# ---- damaged ---------------------------------------------------------------------------------
+
+def pcm_frames(pcm, chn):
+    step = 2 * chn * FRAME
+    return [pcm[i:i + step] for i in range(0, len(pcm), step)]
+
+
+def group_damaged(ctx):
+    base = pathlib.Path(ctx.vectors[0].path).parent
+    clean = (base / 'castanets_44k_s.aac').read_bytes()
+    frames = adts_frames(clean)
+    rc, ref, _ = ctx.decode_pcm(base / 'castanets_44k_s.aac')
+    ref = pcm_frames(ref.pcm, 2)
+
+    def header_bytes(pos):
+        return 7 if clean[pos + 1] & 1 else 9
+
+    # Frames 10 and 40 start with a coupling channel element (not decodable); frame 60 gets an
+    # impossible length field; 777 zero bytes go before frame 70; the last frame is cut in half.
+    bad = bytearray()
+    for i, (pos, length) in enumerate(frames):
+        f = bytearray(clean[pos:pos + length])
+        if i in (10, 40):
+            h = header_bytes(pos)
+            f[h] = (f[h] & 0x1f) | (2 << 5)
+        if i == 60:
+            f[3] &= 0xfc
+            f[4] = 0
+            f[5] = (f[5] & 0x1f) | (5 << 5)  # aac_frame_length 5, shorter than the header
+        if i == 70:
+            bad += bytes(777)
+        if i == len(frames) - 1:
+            f = f[:length // 2]
+        bad += f
+    (ctx.work / 'damaged.aac').write_bytes(bytes(bad))
+    expected_frames = len(frames) - 4
+    unsynced = 777 + frames[60][1]
+    for mode in ('file', 'pipe'):
+        p = []
+        if mode == 'file':
+            out = ctx.work / 'damaged.wav'
+            rc, _, err = ctx.fx('decode', ctx.work / 'damaged.aac', '-o', out)
+            w = Wav(out.read_bytes()) if out.exists() else None
+        else:
+            rc, out, err = ctx.fx('decode', '-', '-o', '-', stdin=bytes(bad))
+            w = Wav(out)
+        if rc != 2:
+            p.append(f'exit status {rc}, expected 2')
+        for needle in ('3 damaged frames skipped', f'{unsynced} bytes without ADTS frames skipped',
+                       'coupling channel element', 'the input ends inside the frame'):
+            if needle not in err:
+                p.append(f'no {needle!r} in {err.strip()!r}')
+        got = pcm_frames(w.pcm, 2) if w else []
+        if len(got) != expected_frames:
+            p.append(f'{len(got)} frames decoded, expected {expected_frames}')
+        # Frames before the first damage are untouched; one frame after each skipped frame the
+        # overlap state is the undamaged one again.
+        elif got[:10] != ref[:10] or got[11:39] != ref[12:40] or got[40:58] != ref[42:60]:
+            p.append('samples away from the damage differ from the undamaged decode')
+        ctx.checks.case(f'damaged ADTS stream ({mode})', p)
+
+    # An AudioSpecificConfig stream (raw data blocks) with a damaged 20th block: decoding stops
+    # there with a message, the blocks before it are written.
+    asc = (base / 'castanets_44k_s.asc').read_bytes()
+    payload = [clean[pos + header_bytes(pos):pos + length] for pos, length in frames]
+    start = len(asc) - sum(len(b) for b in payload)
+    at = start + sum(len(b) for b in payload[:19])
+    broken = bytearray(asc)
+    broken[at] = (broken[at] & 0x1f) | (2 << 5)
+    (ctx.work / 'damaged.asc').write_bytes(bytes(broken))
+    out = ctx.work / 'damaged_asc.wav'
+    rc, _, err = ctx.fx('decode', '-q', ctx.work / 'damaged.asc', '-o', out)
+    p = []
+    if rc != 1 or f'raw data block at byte {at}' not in err or 'cannot be resynchronised' not in err:
+        p.append(f'exit {rc}, message {err.strip()!r}')
+    got = pcm_frames(Wav(out.read_bytes()).pcm, 2) if out.exists() else []
+    if got != ref[:19]:
+        p.append(f'{len(got)} frames written, expected the first 19')
+    ctx.checks.case('damaged raw data block stream stops', p)
+
+
+# ---- m4a -------------------------------------------------------------------------------------
+
+def ffmpeg(ctx, *args):
+    r = subprocess.run([ctx.ffmpeg, '-nostdin', '-hide_banner', '-loglevel', 'error', '-y'] +
+                       [str(a) for a in args], stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    if r.returncode:
+        raise RuntimeError('ffmpeg: ' + r.stdout.decode(errors='replace').strip()[-300:])
+
+
+def to_co64_large(data):
+    """The same file with 'co64' chunk offsets and 64-bit size fields for 'mdat' and 'moov'
+    (the chunk offsets move with the longer 'mdat' header when 'mdat' comes first)."""
+    boxes = parse_boxes(data)
+    kinds = [b.kind for b in boxes]
+    shift = 8 if kinds.index(b'mdat') < kinds.index(b'moov') else 0
+    moov = boxes[kinds.index(b'moov')]
+    stbl = moov.find(b'stbl')
+    for i, c in enumerate(stbl.children):
+        if c.kind == b'stco':
+            n = struct.unpack('>I', c.payload[4:8])[0]
+            offsets = struct.unpack(f'>{n}I', c.payload[8:8 + 4 * n])
+            stbl.children[i] = Box(b'co64', c.payload[:8] + struct.pack(
+                f'>{n}Q', *[o + shift for o in offsets]))
+    if shift == 0:
+        raise ValueError('expected mdat before moov')
+    return write_boxes(boxes, large={b'mdat', b'moov'})
+
+
+def esds_asc_offset(data):
+    """Byte offset of the AudioSpecificConfig (DecoderSpecificInfo) in the file."""
+    i = data.index(b'esds')
+    j = data.index(b'\x05', i + 8 + 4 + 20)  # after the ES and decoder config descriptors
+    k = j + 1
+    while data[k] & 0x80:
+        k += 1
+    return k + 1
+
+
+def group_m4a(ctx):
+    if not ctx.ffmpeg:
+        print('ffmpeg not found: MP4 checks skipped')
+        return SKIP
+    w = ctx.work
+    adts_vectors = [v for v in ctx.vectors if v.kind == 'adts']
+    for v in adts_vectors:
+        m4a = w / (v.name + '.m4a')
+        ffmpeg(ctx, '-i', v.path, '-c', 'copy', m4a)
+        p = []
+        rc_a, a, _ = ctx.decode_pcm(v.path)
+        rc_m, m, err = ctx.decode_pcm(m4a)
+        if rc_m != 0 or m is None:
+            p.append(f'exit {rc_m}: {err.strip()}')
+        elif (m.rate, m.channels, m.pcm) != (a.rate, a.channels, a.pcm):
+            p.append(f'M4A decode differs from ADTS ({len(m.pcm)} vs {len(a.pcm)} bytes)')
+        rc, so, _ = ctx.fx('info', '-q', m4a)
+        info = parse_info(so.decode())
+        frames = str(len(a.pcm) // (2 * v.chn * FRAME)) if a else '?'
+        if (rc, info.get('input'), info.get('frames'), info.get('track')) != (
+                0, 'MP4/M4A', frames, '1 of 1 (track ID 1)'):
+            p.append(f'info exit {rc}: {info}')
+        ctx.checks.case(f'{v.name} as M4A', p)
+
+    v = next(x for x in adts_vectors if x.name == 'castanets_44k_s.aac')
+    _, ref, _ = ctx.decode_pcm(v.path)
+    m4a = w / (v.name + '.m4a')
+
+    def same_as_adts(name, path=None, stdin=None, rc_wanted=0):
+        rc, got, err = ctx.decode_pcm(path, stdin=stdin)
+        ok = rc == rc_wanted and got is not None and got.pcm == ref.pcm
+        ctx.checks.case(name, [] if ok else [f'exit {rc}: {err.strip()}'])
+
+    same_as_adts('M4A from a pipe', stdin=m4a.read_bytes())
+    fast = w / 'faststart.m4a'
+    ffmpeg(ctx, '-i', v.path, '-c', 'copy', '-movflags', '+faststart', fast)
+    same_as_adts('M4A with the movie box first', fast)
+    wide = w / 'co64.m4a'
+    wide.write_bytes(to_co64_large(m4a.read_bytes()))
+    same_as_adts('M4A with co64 offsets and 64-bit box sizes', wide)
+    mov = w / 'pcm_first.mov'
+    ffmpeg(ctx, '-f', 'lavfi', '-i', 'sine=frequency=440:duration=1', '-i', v.path,
+           '-map', '0:a', '-map', '1:a', '-c:a:0', 'pcm_s16le', '-c:a:1', 'copy', mov)
+    same_as_adts('QuickTime file, AAC as second track', mov)
+    rc, so, _ = ctx.fx('info', '-q', mov)
+    info = parse_info(so.decode())
+    ctx.checks.case('info names the skipped track',
+                    [] if info.get('track', '').startswith('2 of 2') and
+                    info.get('skipped', '').startswith('track 1:') else [f'{info}'])
+
+    alac = w / 'alac.m4a'
+    ffmpeg(ctx, '-f', 'lavfi', '-i', 'sine=frequency=440:duration=1', '-c:a', 'alac', alac)
+    expect_error(ctx, 'no AAC track', ['decode', alac, '-o', w / 'alac.wav'],
+                 "no AAC audio track (track 1: 'alac' audio, not AAC)")
+    data = bytearray(m4a.read_bytes())
+    at = esds_asc_offset(bytes(data))
+    data[at] = (data[at] & 0x07) | (1 << 3)  # audio object type 1, AAC Main
+    (w / 'main.m4a').write_bytes(bytes(data))
+    expect_error(ctx, 'AAC Main track refused', ['decode', w / 'main.m4a', '-o', w / 'main.wav'],
+                 'audio object type 1 (AAC Main) is not supported')
+
+    # Cut off: with the movie box first, the access units past the end are counted as damaged.
+    whole = fast.read_bytes()
+    (w / 'cut.m4a').write_bytes(whole[:len(whole) * 2 // 3])
+    rc, out, err = ctx.fx('decode', w / 'cut.m4a', '-o', '-')
+    got = Wav(out)
+    n = len(got.pcm) // (4 * FRAME) if got else 0
+    total = len(ref.pcm) // (4 * FRAME)
+    p = [] if rc == 2 and 0 < n < total and got.pcm == ref.pcm[:len(got.pcm)] else [f'exit {rc}, {n} frames']
+    if f'{total - n} damaged frames skipped' not in err or 'past the end of the file' not in err:
+        p.append(f'message {err.strip()!r}')
+    ctx.checks.case('truncated M4A', p)
+    (w / 'cut_moov.m4a').write_bytes(m4a.read_bytes()[:-200])
+    expect_error(ctx, 'movie box cut off', ['decode', w / 'cut_moov.m4a', '-o', w / 'x.wav'],
+                 "the 'moov' box runs past the end of the file")
+
+    # Damaged tables and boxes: a clear message, never a crash or a hang.
+    original = m4a.read_bytes()
+    stsz = original.index(b'stsz')
+    for name, offset, value, needle in [
+            ('sample count beyond the table', stsz + 12, 0x7ffffff0, "the 'stsz' box lists"),
+            ('chunk offset count beyond the table', original.index(b'stco') + 8, 0x40000000,
+             "the 'stco' box lists"),
+            ('box larger than its parent', original.index(b'stbl') - 4, 0x7fffffff, "box 'stbl' claims")]:
+        data = bytearray(original)
+        data[offset:offset + 4] = struct.pack('>I', value)
+        (w / 'bad.m4a').write_bytes(bytes(data))
+        expect_error(ctx, name, ['decode', w / 'bad.m4a', '-o', w / 'bad.wav'], needle)
+    moov = original.index(b'moov') - 4
+    rng = random.Random(14496)
+    crashes = []
+    for i in range(60):
+        data = bytearray(original)
+        for _ in range(rng.randint(1, 8)):
+            data[rng.randrange(moov, len(data))] = rng.randrange(256)
+        rc, _, err = ctx.fx('info', '-q', '-', stdin=bytes(data))
+        if rc not in (0, 1, 2) or (rc == 1 and not err.startswith('fxaac: error: ')):
+            crashes.append(f'mutation {i}: exit {rc} {err.strip()[-120:]!r}')
+    ctx.checks.case('randomly damaged movie boxes', crashes)
+
+
+GROUPS = {'vectors': group_vectors, 'errors': group_errors, 'damaged': group_damaged,
+          'm4a': group_m4a}
+
+
+def main():
+    ap = argparse.ArgumentParser(description=__doc__.split('\n')[0])
+    ap.add_argument('--fxaac', required=True)
+    ap.add_argument('--driver', required=True)
+    ap.add_argument('--vectors', required=True)
+    ap.add_argument('--version', required=True)
+    ap.add_argument('--emulator', default='')
+    ap.add_argument('--ffmpeg', default='')
+    ap.add_argument('group', choices=sorted(GROUPS))
+    args = ap.parse_args()
+    with tempfile.TemporaryDirectory(prefix='fxaac_cli_') as work:
+        ctx = Context(args, work)
+        if GROUPS[args.group](ctx) == SKIP:
+            return SKIP
+        return ctx.checks.summary()
+
+
+if __name__ == '__main__':
+    sys.exit(main())

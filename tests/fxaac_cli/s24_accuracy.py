@@ -1,0 +1,130 @@
+#!/usr/bin/env python3
+"""Accuracy of fxaac's 24-bit output against a floating-point decoder.
+
+Every ADTS vector without noise substitution (whose noise each decoder draws from its own
+generator) is decoded with `fxaac decode --format s24` and by a floating-point reference:
+ffmpeg's AAC decoder (-f f32le); faad's (-b 4) for vectors flagged is_ms2, where ffmpeg treats
+intensity stereo under ms_mask_present 2 differently (faad leaves out the first 1024 samples per
+channel). For the vector of two single channel elements (flag slots_swapped) the reference is
+its two mono sources decoded apart and interleaved in the order the decoder writes them.
+
+Differences are in units of full scale, the reference clipped to the 24-bit range first (a
+PCM output cannot go past full scale). Reported per vector against the limits of ISO/IEC
+14496-26 for 24-bit conformance: RMS below 2^-15/sqrt(12), largest difference at most 2^-14.
+
+Exit status 1 when an output's length differs from the reference's, or when a vector is not
+within the accuracy expected of this fixed-point decoder: RMS at most 1.2 16-bit steps (1.7 for
+the full-scale square waves), largest difference at most 24 steps (the bounds that the 16-bit
+conformance comparison applies); meeting the ISO/IEC 14496-26 limits is reported, not required.
+
+Usage: s24_accuracy.py --fxaac PATH --vectors DIR [--emulator CMD] [NAME ...]
+"""
+
+import argparse
+import array
+import math
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+from fxaac_test_common import Runner, Wav, read_manifest  # noqa: E402
+
+ISO_RMS = 2.0 ** -15 / math.sqrt(12)
+ISO_MAX = 2.0 ** -14
+STEP16 = 2.0 ** -15
+BOUND_RMS, BOUND_RMS_FULLSCALE, BOUND_MAX = 1.2 * STEP16, 1.7 * STEP16, 24 * STEP16
+TOP = 1.0 - 2.0 ** -23
+FAAD_SKIP = 1024
+
+
+def floats(raw):
+    a = array.array('f')
+    a.frombytes(raw[:len(raw) & ~3])
+    if sys.byteorder == 'big':
+        a.byteswap()
+    return a
+
+
+def ffmpeg_f32(path):
+    r = subprocess.run(['ffmpeg', '-nostdin', '-hide_banner', '-loglevel', 'error', '-c:a', 'aac',
+                        '-i', str(path), '-f', 'f32le', '-c:a', 'pcm_f32le', '-'],
+                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=True)
+    return floats(r.stdout)
+
+
+def faad_f32(path, work, chn):
+    out = pathlib.Path(work) / (path.name + '.faad.f32')
+    subprocess.run(['faad', '-q', '-f', '2', '-b', '4', '-o', str(out), str(path)],
+                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=True)
+    s = floats(out.read_bytes())
+    return s[0::2] if chn == 1 else s  # faad writes mono as two equal channels
+
+
+def reference(v, base, work):
+    """(reference samples, samples per channel to skip at the start of ours, source name)."""
+    if 'is_ms2' in v.flags:
+        return faad_f32(v.path, work, v.chn), FAAD_SKIP, 'faad'
+    if 'slots_swapped' in v.flags:
+        parts = [ffmpeg_f32(base / n) for n in reversed(v.reference.split('+'))]
+        n = min(len(p) for p in parts)
+        out = array.array('f', bytes(4 * n * len(parts)))
+        for c, p in enumerate(parts):
+            out[c::len(parts)] = p[:n]
+        return out, 0, 'ffmpeg (parts)'
+    return ffmpeg_f32(v.path), 0, 'ffmpeg'
+
+
+def main():
+    ap = argparse.ArgumentParser(description=__doc__.split('\n')[0])
+    ap.add_argument('--fxaac', required=True)
+    ap.add_argument('--vectors', required=True)
+    ap.add_argument('--emulator', default='')
+    ap.add_argument('names', nargs='*')
+    args = ap.parse_args()
+    runner = Runner(args.emulator)
+    base = pathlib.Path(args.vectors)
+    vectors = [v for v in read_manifest(base)
+               if v.kind == 'adts' and 'pns' not in v.flags and (not args.names or v.name in args.names)]
+    failures, within_iso = [], 0
+    print(f'ISO/IEC 14496-26 limits: RMS < {ISO_RMS:.3e}, max <= {ISO_MAX:.3e} of full scale')
+    print(f'{"vector":30s} {"reference":14s} {"RMS":>10s} {"/limit":>7s} {"max":>10s} {"/limit":>7s}  ISO')
+    with tempfile.TemporaryDirectory(prefix='fxaac_s24_') as work:
+        for v in vectors:
+            rc, out, err = runner.run([args.fxaac, 'decode', '-q', '--format', 's24', v.path, '-o', '-'])
+            if rc != 0:
+                failures.append(f'{v.name}: exit {rc}: {err.strip()}')
+                continue
+            w = Wav(out)
+            ours = w.samples24()
+            ref, skip, source = reference(v, base, work)
+            ours = ours[skip * v.chn:]
+            if len(ours) != len(ref):
+                failures.append(f'{v.name}: {len(ours)} samples, reference {len(ref)}')
+            n = min(len(ours), len(ref))
+            sq, mx = 0.0, 0.0
+            scale = 1.0 / (1 << 23)
+            for a, b in zip(ours[:n], ref[:n]):
+                d = abs(a * scale - (TOP if b > TOP else (-1.0 if b < -1.0 else b)))
+                sq += d * d
+                if d > mx:
+                    mx = d
+            rms = math.sqrt(sq / n) if n else 0.0
+            iso = rms < ISO_RMS and mx <= ISO_MAX
+            within_iso += iso
+            print(f'{v.name:30s} {source:14s} {rms:10.3e} {rms / ISO_RMS:7.2f} {mx:10.3e} '
+                  f'{mx / ISO_MAX:7.2f}  {"yes" if iso else "no"}')
+            bound = BOUND_RMS_FULLSCALE if 'fullscale' in v.flags else BOUND_RMS
+            if rms > bound or mx > BOUND_MAX:
+                failures.append(f'{v.name}: RMS {rms / STEP16:.2f} and max {mx / STEP16:.1f} '
+                                f'16-bit steps exceed {bound / STEP16:.1f} and {BOUND_MAX / STEP16:.0f}')
+    print(f'{within_iso} of {len(vectors)} vectors within the ISO/IEC 14496-26 limits')
+    for f in failures:
+        print('FAIL ' + f)
+    print(f'{len(vectors) - len(failures)} passed, {len(failures)} failed')
+    return 1 if failures else 0
+
+
+if __name__ == '__main__':
+    sys.exit(main())

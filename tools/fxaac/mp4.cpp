@@ -1,0 +1,641 @@
+#include "mp4.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace fxaac_cli {
+
+namespace {
+
+// Largest 'moov' box read into memory. Its tables grow by 4 to 12 bytes per
+// access unit, so this covers days of audio.
+constexpr uint64_t kMaxMovieBytes = 256u << 20;
+
+constexpr uint32_t fourcc(const char (&s)[5])
+{
+    return static_cast<uint32_t>(static_cast<uint8_t>(s[0])) << 24 |
+           static_cast<uint32_t>(static_cast<uint8_t>(s[1])) << 16 |
+           static_cast<uint32_t>(static_cast<uint8_t>(s[2])) << 8 |
+           static_cast<uint32_t>(static_cast<uint8_t>(s[3]));
+}
+
+uint16_t be16(const uint8_t *p) { return static_cast<uint16_t>(p[0] << 8 | p[1]); }
+
+uint32_t be32(const uint8_t *p)
+{
+    return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 |
+           static_cast<uint32_t>(p[2]) << 8 | static_cast<uint32_t>(p[3]);
+}
+
+uint64_t be64(const uint8_t *p) { return static_cast<uint64_t>(be32(p)) << 32 | be32(p + 4); }
+
+// Printable form of a box type: 'mp4a', or hexadecimal for other bytes.
+std::string type_name(uint32_t type)
+{
+    std::string s = "'";
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        const char c = static_cast<char>((type >> shift) & 0xff);
+        if (c < 0x20 || c > 0x7e) {
+            char hex[16];
+            std::snprintf(hex, sizeof hex, "0x%08x", type);
+            return hex;
+        }
+        s += c;
+    }
+    return s + "'";
+}
+
+struct Span {
+    const uint8_t *p = nullptr;
+    size_t n = 0;
+    Span tail(size_t from) const { return from <= n ? Span{p + from, n - from} : Span{}; }
+};
+
+struct Box {
+    uint32_t type = 0;
+    Span payload;
+};
+
+// Iterates the boxes that fill a span (the payload of a container box). A box
+// whose size does not fit the span stops the walk with an error.
+class BoxWalk {
+public:
+    BoxWalk(Span span, std::string *error) : rest_(span), error_(error) {}
+    bool next(Box *box)
+    {
+        if (rest_.n == 0 || !error_->empty())
+            return false;
+        if (rest_.n < 8)
+            return fail("a box header is cut off");
+        uint64_t size = be32(rest_.p);
+        box->type = be32(rest_.p + 4);
+        size_t header = 8;
+        if (size == 1) {
+            if (rest_.n < 16)
+                return fail("a 64-bit box header is cut off");
+            size = be64(rest_.p + 8);
+            header = 16;
+        } else if (size == 0) {
+            size = rest_.n;  // the box extends to the end of its container
+        }
+        if (size < header || size > rest_.n)
+            return fail("box " + type_name(box->type) + " claims " + std::to_string(size) +
+                        " bytes where " + std::to_string(rest_.n) + " remain");
+        box->payload = Span{rest_.p + header, static_cast<size_t>(size) - header};
+        rest_ = rest_.tail(static_cast<size_t>(size));
+        return true;
+    }
+
+private:
+    bool fail(const std::string &what)
+    {
+        *error_ = what;
+        return false;
+    }
+    Span rest_;
+    std::string *error_;
+};
+
+bool find_child(Span container, uint32_t type, Box *out, std::string *error)
+{
+    BoxWalk walk(container, error);
+    Box b;
+    while (walk.next(&b)) {
+        if (b.type == type) {
+            *out = b;
+            return true;
+        }
+    }
+    return false;
+}
+
+// One descriptor of the MPEG-4 systems layer (ISO/IEC 14496-1): a tag byte
+// and a length of one to four 7-bit groups.
+bool read_descriptor(Span *rest, uint8_t *tag, Span *body, std::string *error)
+{
+    if (rest->n < 2) {
+        *error = "a descriptor header is cut off";
+        return false;
+    }
+    *tag = rest->p[0];
+    size_t pos = 1;
+    uint32_t size = 0;
+    for (int i = 0;; i++) {
+        if (pos >= rest->n || i == 4) {
+            *error = "a descriptor length is cut off or longer than four bytes";
+            return false;
+        }
+        const uint8_t b = rest->p[pos++];
+        size = size << 7 | (b & 0x7f);
+        if (!(b & 0x80))
+            break;
+    }
+    if (size > rest->n - pos) {
+        *error = "a descriptor of " + std::to_string(size) + " bytes overruns its box";
+        return false;
+    }
+    *body = Span{rest->p + pos, size};
+    *rest = rest->tail(pos + size);
+    return true;
+}
+
+bool find_descriptor(Span rest, uint8_t wanted, Span *body, std::string *error)
+{
+    uint8_t tag;
+    Span b;
+    while (rest.n > 0 && read_descriptor(&rest, &tag, &b, error)) {
+        if (tag == wanted) {
+            *body = b;
+            return true;
+        }
+    }
+    return false;
+}
+
+constexpr uint8_t kEsDescriptorTag = 0x03;
+constexpr uint8_t kDecoderConfigTag = 0x04;
+constexpr uint8_t kDecoderSpecificInfoTag = 0x05;
+
+// The 'esds' box: ES_Descriptor -> DecoderConfigDescriptor ->
+// DecoderSpecificInfo.
+bool parse_esds(Span esds, Mp4Track *t, std::string *error)
+{
+    if (esds.n < 4) {
+        *error = "the 'esds' box is too short";
+        return false;
+    }
+    Span rest = esds.tail(4);  // version and flags
+    Span config;
+    if (rest.n > 0 && rest.p[0] == kEsDescriptorTag) {
+        Span es;
+        if (!find_descriptor(rest, kEsDescriptorTag, &es, error))
+            return false;
+        if (es.n < 3) {
+            *error = "the ES descriptor is too short";
+            return false;
+        }
+        const uint8_t flags = es.p[2];
+        size_t pos = 3;
+        if (flags & 0x80)  // streamDependenceFlag: dependsOn_ES_ID
+            pos += 2;
+        if (flags & 0x40) {  // URL_Flag: URLlength, URLstring
+            if (pos >= es.n) {
+                *error = "the ES descriptor's URL is cut off";
+                return false;
+            }
+            pos += 1 + es.p[pos];
+        }
+        if (flags & 0x20)  // OCRstreamFlag: OCR_ES_Id
+            pos += 2;
+        if (pos > es.n) {
+            *error = "the ES descriptor is too short for its flags";
+            return false;
+        }
+        rest = es.tail(pos);
+    }
+    if (!find_descriptor(rest, kDecoderConfigTag, &config, error)) {
+        if (error->empty())
+            *error = "the 'esds' box has no decoder configuration descriptor";
+        return false;
+    }
+    // objectTypeIndication, streamType, bufferSizeDB, maxBitrate, avgBitrate.
+    constexpr size_t kFixed = 13;
+    if (config.n < kFixed) {
+        *error = "the decoder configuration descriptor is too short";
+        return false;
+    }
+    t->objectTypeIndication = config.p[0];
+    Span info;
+    if (find_descriptor(config.tail(kFixed), kDecoderSpecificInfoTag, &info, error))
+        t->audioSpecificConfig.assign(info.p, info.p + info.n);
+    return error->empty();
+}
+
+const char *object_type_indication_name(uint8_t oti)
+{
+    switch (oti) {
+    case 0x40: return "MPEG-4 Audio";
+    case 0x66: return "MPEG-2 AAC Main";
+    case 0x67: return "MPEG-2 AAC LC";
+    case 0x68: return "MPEG-2 AAC SSR";
+    case 0x69: return "MPEG-2 Audio (layers 1 to 3)";
+    case 0x6b: return "MPEG-1 Audio (layers 1 to 3)";
+    case 0xa5: return "AC-3";
+    case 0xa6: return "E-AC-3";
+    case 0xa9: return "DTS";
+    case 0xdd: return "Vorbis";
+    default: return nullptr;
+    }
+}
+
+bool is_aac_indication(uint8_t oti)
+{
+    return oti == 0x40 || (oti >= 0x66 && oti <= 0x68);
+}
+
+// An 'mp4a' sample entry: the audio sample entry fields, then its boxes,
+// among them 'esds' (QuickTime files may wrap it in a 'wave' box).
+bool parse_mp4a(Span entry, Mp4Track *t, std::string *error)
+{
+    // SampleEntry: 6 reserved bytes, data_reference_index; AudioSampleEntry:
+    // version (QuickTime sound description version), 6 more bytes,
+    // channelcount, samplesize, 4 bytes, samplerate (16.16).
+    constexpr size_t kAudioEntryBytes = 28;
+    if (entry.n < kAudioEntryBytes) {
+        *error = "the 'mp4a' sample entry is too short";
+        return false;
+    }
+    const uint16_t version = be16(entry.p + 8);
+    t->entryChannels = be16(entry.p + 16);
+    t->entryRate = be32(entry.p + 24) >> 16;
+    // QuickTime sound description versions 1 and 2 append 16 and 36 bytes.
+    const size_t fields = version == 1 ? kAudioEntryBytes + 16
+                        : version == 2 ? kAudioEntryBytes + 36
+                                       : kAudioEntryBytes;
+    if (entry.n < fields) {
+        *error = "the 'mp4a' sample entry is too short for its version";
+        return false;
+    }
+    const Span children = entry.tail(fields);
+    Box esds, wave;
+    if (!find_child(children, fourcc("esds"), &esds, error)) {
+        if (!error->empty() || !find_child(children, fourcc("wave"), &wave, error) ||
+            !find_child(wave.payload, fourcc("esds"), &esds, error)) {
+            if (error->empty())
+                *error = "the 'mp4a' sample entry has no 'esds' box";
+            return false;
+        }
+    }
+    return parse_esds(esds.payload, t, error);
+}
+
+bool parse_full_box_count(Span box, size_t entryBytes, size_t extra, uint32_t *count,
+                          const char *name, std::string *error)
+{
+    // version and flags, extra fixed bytes, then entry_count.
+    if (box.n < 8 + extra) {
+        *error = std::string("the '") + name + "' box is too short";
+        return false;
+    }
+    *count = be32(box.p + 4 + extra);
+    if (*count > (box.n - 8 - extra) / entryBytes) {
+        *error = std::string("the '") + name + "' box lists " + std::to_string(*count) +
+                 " entries but holds room for " + std::to_string((box.n - 8 - extra) / entryBytes);
+        return false;
+    }
+    return true;
+}
+
+bool parse_stsz(Span b, Mp4Track *t, std::string *error)
+{
+    if (b.n < 12) {
+        *error = "the 'stsz' box is too short";
+        return false;
+    }
+    t->constantSampleSize = be32(b.p + 4);
+    t->sampleCount = be32(b.p + 8);
+    if (t->constantSampleSize != 0)
+        return true;
+    if (t->sampleCount > (b.n - 12) / 4) {
+        *error = "the 'stsz' box lists " + std::to_string(t->sampleCount) +
+                 " sample sizes but holds " + std::to_string((b.n - 12) / 4);
+        return false;
+    }
+    t->sampleSizes.resize(t->sampleCount);
+    for (uint32_t i = 0; i < t->sampleCount; i++)
+        t->sampleSizes[i] = be32(b.p + 12 + 4 * static_cast<size_t>(i));
+    return true;
+}
+
+// Compact sample sizes: 4, 8 or 16 bits per sample.
+bool parse_stz2(Span b, Mp4Track *t, std::string *error)
+{
+    if (b.n < 12) {
+        *error = "the 'stz2' box is too short";
+        return false;
+    }
+    const unsigned bits = b.p[7];
+    t->constantSampleSize = 0;
+    t->sampleCount = be32(b.p + 8);
+    if (bits != 4 && bits != 8 && bits != 16) {
+        *error = "the 'stz2' box has a field size of " + std::to_string(bits) + " bits";
+        return false;
+    }
+    const uint64_t need = (static_cast<uint64_t>(t->sampleCount) * bits + 7) / 8;
+    if (need > b.n - 12) {
+        *error = "the 'stz2' box is too short for its " + std::to_string(t->sampleCount) + " samples";
+        return false;
+    }
+    t->sampleSizes.resize(t->sampleCount);
+    const uint8_t *p = b.p + 12;
+    for (uint32_t i = 0; i < t->sampleCount; i++) {
+        if (bits == 16)
+            t->sampleSizes[i] = be16(p + 2 * static_cast<size_t>(i));
+        else if (bits == 8)
+            t->sampleSizes[i] = p[i];
+        else
+            t->sampleSizes[i] = (i & 1) ? p[i / 2] & 0x0f : p[i / 2] >> 4;
+    }
+    return true;
+}
+
+bool parse_stsc(Span b, Mp4Track *t, std::string *error)
+{
+    uint32_t count;
+    if (!parse_full_box_count(b, 12, 0, &count, "stsc", error))
+        return false;
+    t->chunkRuns.resize(count);
+    for (uint32_t i = 0; i < count; i++) {
+        const uint8_t *e = b.p + 8 + 12 * static_cast<size_t>(i);
+        Mp4ChunkRun &run = t->chunkRuns[i];
+        run.firstChunk = be32(e);
+        run.samplesPerChunk = be32(e + 4);
+        if (run.firstChunk == 0 || (i > 0 && run.firstChunk <= t->chunkRuns[i - 1].firstChunk)) {
+            *error = "the 'stsc' box's first-chunk numbers do not rise from 1";
+            return false;
+        }
+    }
+    return true;
+}
+
+bool parse_chunk_offsets(Span b, bool wide, Mp4Track *t, std::string *error)
+{
+    uint32_t count;
+    if (!parse_full_box_count(b, wide ? 8 : 4, 0, &count, wide ? "co64" : "stco", error))
+        return false;
+    t->chunkOffsets.resize(count);
+    for (uint32_t i = 0; i < count; i++)
+        t->chunkOffsets[i] = wide ? be64(b.p + 8 + 8 * static_cast<size_t>(i))
+                                  : be32(b.p + 8 + 4 * static_cast<size_t>(i));
+    return true;
+}
+
+// What one track is, as far as the choice of track goes.
+struct TrackScan {
+    uint32_t handler = 0;
+    uint32_t entryType = 0;  // first sample entry
+    bool hasEntry = false;
+};
+
+bool parse_stbl(Span stbl, Mp4Track *t, TrackScan *scan, std::string *error)
+{
+    BoxWalk walk(stbl, error);
+    Box b;
+    while (walk.next(&b)) {
+        switch (b.type) {
+        case fourcc("stsd"): {
+            // version and flags, entry_count, then the sample entries.
+            if (b.payload.n < 8) {
+                *error = "the 'stsd' box is too short";
+                return false;
+            }
+            BoxWalk entries(b.payload.tail(8), error);
+            Box entry;
+            if (be32(b.payload.p + 4) > 0 && entries.next(&entry)) {
+                scan->hasEntry = true;
+                scan->entryType = entry.type;
+                if (entry.type == fourcc("mp4a") && !parse_mp4a(entry.payload, t, error))
+                    return false;
+            }
+            break;
+        }
+        case fourcc("stsz"):
+            if (!parse_stsz(b.payload, t, error))
+                return false;
+            break;
+        case fourcc("stz2"):
+            if (!parse_stz2(b.payload, t, error))
+                return false;
+            break;
+        case fourcc("stsc"):
+            if (!parse_stsc(b.payload, t, error))
+                return false;
+            break;
+        case fourcc("stco"):
+        case fourcc("co64"):
+            if (!parse_chunk_offsets(b.payload, b.type == fourcc("co64"), t, error))
+                return false;
+            break;
+        default:
+            break;
+        }
+    }
+    return error->empty();
+}
+
+bool parse_trak(Span trak, Mp4Track *t, TrackScan *scan, std::string *error)
+{
+    Box tkhd, mdia, mdhd, hdlr, minf, stbl;
+    if (find_child(trak, fourcc("tkhd"), &tkhd, error) && tkhd.payload.n >= 4) {
+        const size_t at = tkhd.payload.p[0] == 1 ? 20 : 12;  // after the two times
+        if (tkhd.payload.n >= at + 4)
+            t->trackId = be32(tkhd.payload.p + at);
+    }
+    if (!error->empty())
+        return false;
+    if (!find_child(trak, fourcc("mdia"), &mdia, error))
+        return error->empty();
+    if (find_child(mdia.payload, fourcc("mdhd"), &mdhd, error) && mdhd.payload.n >= 4) {
+        const size_t at = mdhd.payload.p[0] == 1 ? 20 : 12;
+        if (mdhd.payload.n >= at + 4)
+            t->timescale = be32(mdhd.payload.p + at);
+    }
+    // version and flags, pre_defined, handler_type.
+    if (find_child(mdia.payload, fourcc("hdlr"), &hdlr, error) && hdlr.payload.n >= 12)
+        scan->handler = be32(hdlr.payload.p + 8);
+    if (!error->empty())
+        return false;
+    if (scan->handler != fourcc("soun"))
+        return true;  // not audio: its tables are of no interest
+    if (!find_child(mdia.payload, fourcc("minf"), &minf, error) ||
+        !find_child(minf.payload, fourcc("stbl"), &stbl, error))
+        return error->empty();
+    return parse_stbl(stbl.payload, t, scan, error);
+}
+
+std::string describe_skip(const Mp4Track &t, const TrackScan &scan)
+{
+    std::string s = "track " + std::to_string(t.number) + ": ";
+    if (scan.handler == fourcc("vide"))
+        return s + "video";
+    if (scan.handler == fourcc("text") || scan.handler == fourcc("sbtl") ||
+        scan.handler == fourcc("subt"))
+        return s + "text";
+    if (scan.handler != fourcc("soun"))
+        return s + "handler " + type_name(scan.handler);
+    if (!scan.hasEntry)
+        return s + "audio without a sample entry";
+    if (scan.entryType != fourcc("mp4a"))
+        return s + type_name(scan.entryType) + " audio, not AAC";
+    char hex[8];
+    std::snprintf(hex, sizeof hex, "0x%02x", t.objectTypeIndication);
+    const char *name = object_type_indication_name(t.objectTypeIndication);
+    return s + "'mp4a' audio of object type indication " + hex + (name ? " (" : "") +
+           (name ? name : "") + (name ? ")" : "") + ", not AAC";
+}
+
+}  // namespace
+
+bool looks_like_mp4(const uint8_t *data, size_t n)
+{
+    if (n < 8)
+        return false;
+    const uint32_t size = be32(data);
+    const uint32_t type = be32(data + 4);
+    if (type == fourcc("ftyp"))
+        return true;
+    const bool opener = type == fourcc("moov") || type == fourcc("mdat") ||
+                        type == fourcc("free") || type == fourcc("skip") ||
+                        type == fourcc("wide") || type == fourcc("pnot");
+    return opener && (size == 0 || size == 1 || size >= 8);
+}
+
+bool mp4_find_aac_track(ByteSource &source, Mp4Track *track, std::vector<std::string> *skipped,
+                        std::string *error)
+{
+    error->clear();
+    const uint64_t end = source.size();
+    uint64_t offset = 0;
+    std::vector<uint8_t> movie;
+    bool haveMovie = false;
+    bool fragments = false;
+    // Top level: the boxes are read from the source one header at a time, so
+    // that the media data is never loaded whole.
+    while (end - offset >= 8) {
+        uint8_t head[16];
+        if (!source.read(offset, head, 8)) {
+            *error = "read error";
+            return false;
+        }
+        uint64_t size = be32(head);
+        const uint32_t type = be32(head + 4);
+        uint64_t header = 8;
+        if (size == 1) {
+            if (end - offset < 16 || !source.read(offset + 8, head + 8, 8)) {
+                *error = "a 64-bit box header is cut off at byte " + std::to_string(offset);
+                return false;
+            }
+            size = be64(head + 8);
+            header = 16;
+        } else if (size == 0) {
+            size = end - offset;
+        }
+        if (size < header) {
+            *error = "box " + type_name(type) + " at byte " + std::to_string(offset) +
+                     " has an impossible size of " + std::to_string(size) + " bytes";
+            return false;
+        }
+        const bool complete = size <= end - offset;
+        if (type == fourcc("moov") && !haveMovie) {
+            if (!complete) {
+                *error = "the 'moov' box runs past the end of the file (truncated file?)";
+                return false;
+            }
+            if (size - header > kMaxMovieBytes) {
+                *error = "the 'moov' box is larger than " + std::to_string(kMaxMovieBytes >> 20) +
+                         " MiB";
+                return false;
+            }
+            movie.resize(static_cast<size_t>(size - header));
+            if (!source.read(offset + header, movie.data(), movie.size())) {
+                *error = "read error";
+                return false;
+            }
+            haveMovie = true;
+        } else if (type == fourcc("moof")) {
+            fragments = true;
+        }
+        if (!complete)
+            break;  // e.g. a cut-off 'mdat': its samples are checked one by one
+        offset += size;
+    }
+    if (!haveMovie) {
+        *error = "no 'moov' box: the file is not a complete MP4 file";
+        return false;
+    }
+
+    const Span moov{movie.data(), movie.size()};
+    BoxWalk walk(moov, error);
+    Box b;
+    uint32_t count = 0;
+    bool found = false;
+    while (walk.next(&b)) {
+        if (b.type == fourcc("mvex"))
+            fragments = true;
+        if (b.type != fourcc("trak"))
+            continue;
+        count++;
+        if (found)
+            continue;
+        Mp4Track t;
+        t.number = count;
+        TrackScan scan;
+        if (!parse_trak(b.payload, &t, &scan, error)) {
+            *error = "track " + std::to_string(count) + ": " + *error;
+            return false;
+        }
+        if (scan.handler == fourcc("soun") && scan.entryType == fourcc("mp4a") &&
+            is_aac_indication(t.objectTypeIndication)) {
+            *track = std::move(t);
+            found = true;
+        } else {
+            skipped->push_back(describe_skip(t, scan));
+        }
+    }
+    if (!error->empty())
+        return false;
+    if (!found) {
+        std::string what = count == 0 ? "the file has no tracks" : "";
+        for (const std::string &s : *skipped)
+            what += (what.empty() ? "" : "; ") + s;
+        *error = "no AAC audio track (" + what + ")";
+        return false;
+    }
+    track->trackCount = count;
+    const std::string name = "track " + std::to_string(track->number) + ": ";
+    if (track->audioSpecificConfig.empty()) {
+        *error = name + "the AAC track has no AudioSpecificConfig (decoder specific info)";
+        return false;
+    }
+    if (track->sampleCount == 0 && fragments) {
+        *error = name + "fragmented MP4 (movie fragments) is not supported";
+        return false;
+    }
+    if (track->sampleCount > 0 && (track->chunkRuns.empty() || track->chunkOffsets.empty())) {
+        *error = name + "the sample-to-chunk or chunk offset table is missing";
+        return false;
+    }
+    return true;
+}
+
+bool Mp4SampleCursor::next(Mp4Sample *sample)
+{
+    const Mp4Track &t = track_;
+    if (sample_ >= t.sampleCount)
+        return false;
+    for (;;) {
+        if (chunk_ >= t.chunkOffsets.size()) {
+            error_ = "the chunk tables hold " + std::to_string(sample_) + " of the " +
+                     std::to_string(t.sampleCount) + " samples that the sample size table lists";
+            return false;
+        }
+        while (run_ + 1 < t.chunkRuns.size() && t.chunkRuns[run_ + 1].firstChunk - 1 <= chunk_)
+            run_++;
+        const uint32_t perChunk =
+            t.chunkRuns[run_].firstChunk - 1 <= chunk_ ? t.chunkRuns[run_].samplesPerChunk : 0;
+        if (inChunk_ == 0)
+            offset_ = t.chunkOffsets[chunk_];
+        if (inChunk_ < perChunk)
+            break;
+        chunk_++;
+        inChunk_ = 0;
+    }
+    sample->offset = offset_;
+    sample->size = t.constantSampleSize != 0 ? t.constantSampleSize : t.sampleSizes[sample_];
+    offset_ += sample->size;
+    inChunk_++;
+    sample_++;
+    return true;
+}
+
+}  // namespace fxaac_cli

@@ -1,0 +1,68 @@
+// Runs the decoder over a whole input: recognises the input kind, decodes the
+// header, feeds the frames through the bounded frame call and hands every
+// frame's samples to a sink. Damaged frames of ADTS streams and MP4 files are
+// skipped and counted; other raw data block streams have no way to find the
+// next block and stop at the first damaged one.
+#ifndef FXAAC_CLI_STREAM_DECODER_H
+#define FXAAC_CLI_STREAM_DECODER_H
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace fxaac_cli {
+
+enum class InputKind { Unknown, Adts, Adif, Asc, MarkedAsc, Mp4, Raw };
+
+const char *input_kind_name(InputKind kind);
+
+// The kind of input that the first bytes announce (Unknown: none of the
+// recognisable ones; such input is tried as an AudioSpecificConfig).
+InputKind detect_input_kind(const uint8_t *data, size_t n);
+
+// Audio object type of an AudioSpecificConfig (0 when it is cut off).
+int32_t asc_object_type(const uint8_t *data, size_t n);
+
+struct DecodeOptions {
+    bool raw = false;      // headerless raw data blocks
+    int32_t rate = 0;      // for raw input, Hz
+    int32_t channels = 0;  // for raw input
+    bool pcm24 = false;    // 24-bit samples (int32_t words) instead of 16-bit
+    bool warnings = true;  // a line on standard error per damaged frame
+    bool progress = false; // progress bar on standard error
+};
+
+class PcmSink {
+public:
+    virtual ~PcmSink() = default;
+    // Called once, before the first samples (or at the end when there are none).
+    virtual bool begin(int32_t rate, int32_t channels) = 0;
+    virtual bool write(const void *samples, int32_t count) = 0;
+    virtual std::string error() const = 0;
+};
+
+struct DecodeReport {
+    InputKind kind = InputKind::Unknown;
+    int32_t audioObjectType = 0;
+    int32_t sampleRate = 0;
+    int32_t channels = 0;            // of the output (the header's until a frame is decoded)
+    uint64_t frames = 0;             // frames decoded into samples
+    uint64_t damagedFrames = 0;      // frames that failed and were skipped
+    uint64_t unsyncedBytes = 0;      // ADTS: bytes skipped while looking for a sync word
+    uint64_t samplesPerChannel = 0;
+    uint64_t payloadBytes = 0;       // compressed bytes of the frames, headers of ADTS frames included
+    std::string track;               // MP4: which track was decoded
+    std::vector<std::string> skippedTracks;
+    std::string stopReason;          // set when decoding stopped before the end of the input
+};
+
+// Decodes the input. Returns false with *error when decoding cannot start
+// (unreadable or refused input) or had to stop early (error and
+// report->stopReason then tell why; the samples so far went to the sink).
+bool decode_stream(FILE *input, const DecodeOptions &options, PcmSink &sink, DecodeReport *report,
+                   std::string *error);
+
+}  // namespace fxaac_cli
+
+#endif  // FXAAC_CLI_STREAM_DECODER_H
