@@ -172,12 +172,10 @@ void dequantize_channel(AacDecoder *dec, const ChannelStream *s, const Block &b,
 {
     if (s->window_sequence == kEightShort) {
         int32_t *grouped = dec->workBase;
-        inverse_quantization(grouped, b.quantised[k]);
-        apply_scalefactors(s, grouped);
+        dequantize_and_scale(s, grouped, b.quantised[k]);
         dec_quant_to_spec(s, b.spectrum[k], grouped);
     } else {
-        inverse_quantization(b.spectrum[k], b.quantised[k]);  // in place
-        apply_scalefactors(s, b.spectrum[k]);
+        dequantize_and_scale(s, b.spectrum[k], b.quantised[k]);  // in place
     }
 }
 

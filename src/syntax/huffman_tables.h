@@ -43,6 +43,17 @@ extern const uint16_t book_length[kNumCodebooks][kCodebookRow];
 // entry book_length_start[cb][L] + (book_length[cb][L] - v).
 extern const int16_t book_length_start[kNumCodebooks][kCodebookRow];
 
+// Direct lookup of the short codewords, which make up most of a spectrum:
+// spectral_direct[cb][t], t = the first kDirectBits bits of the window, is
+// length << kDirectLengthShift | payload when the codeword starting there is
+// at most kDirectBits long (payload: the value-table byte of codebooks 1 to
+// 10, the book11 entry of codebook 11), and 0 when it is longer, which leaves
+// the search above to find it.
+inline constexpr int kDirectBits = 7;
+inline constexpr int kDirectLengthShift = 9;
+inline constexpr uint32_t kDirectPayloadMask = (1u << kDirectLengthShift) - 1;
+extern const uint16_t spectral_direct[kNumCodebooks][1 << kDirectBits];
+
 // Value tables, one entry per codeword in the sorted order:
 //   book1, book2  signed quadruples: four 2-bit fields, first value in bits
 //                 7..6, value = 2 - field.

@@ -25,12 +25,14 @@ constexpr int kMaxEscapeCodewordBits = 16 + 2 + 2 * (kMaxEscapePrefix + 1 + 4 + 
 
 // The index rows of one codebook.
 struct BookRows {
+    const uint16_t *direct;
     const CodeBookStart *start;
     const uint16_t *limit;
     const int16_t *first;
 
     explicit BookRows(int cb)
-        : start(code_book_start[cb]), limit(book_length[cb]), first(book_length_start[cb])
+        : direct(spectral_direct[cb]), start(code_book_start[cb]), limit(book_length[cb]),
+          first(book_length_start[cb])
     {
     }
 };
@@ -53,6 +55,23 @@ inline int find_codeword(const BookRows &book, uint32_t window, uint32_t *length
     }
     *length = len;
     return book.first[len] + static_cast<int>(limit - v);
+}
+
+// The codeword at the top of the window: its length and its payload, the
+// value-table byte (codebooks 1 to 10) or the book11 entry (codebook 11).
+// Codewords of up to kDirectBits bits come from one lookup; longer ones,
+// rare, from the search.
+template <bool Book11>
+inline uint32_t find_payload(const BookRows &book, const uint8_t *values, uint32_t window,
+                             uint32_t *length)
+{
+    const uint32_t hit = book.direct[window >> (32 - kDirectBits)];
+    if (hit != 0) [[likely]] {
+        *length = hit >> kDirectLengthShift;
+        return hit & kDirectPayloadMask;
+    }
+    const int entry = find_codeword(book, window, length);
+    return Book11 ? static_cast<uint32_t>(entry) : values[entry];
 }
 
 // Give magnitude m the sign bit at the top of *bits and move past that bit
@@ -118,11 +137,11 @@ inline int decode_one(Bits &bits, const BookRows &book, const uint8_t *values, i
 {
     const uint32_t w = bits.window();
     uint32_t len;
-    const int entry = find_codeword(book, w, &len);
+    const uint32_t payload = find_payload<K == Kind::Escape>(book, values, w, &len);
     uint32_t signs = w << len;
     uint32_t used = len;
     if constexpr (K == Kind::Escape) {
-        const Book11Entry e = book11[entry];
+        const Book11Entry e = book11[payload];
         const int16_t first = sign_with_branch(e.first, &signs, &used);
         const int16_t second = sign_with_branch(e.second, &signs, &used);
         bits.skip(used);
@@ -138,7 +157,7 @@ inline int decode_one(Bits &bits, const BookRows &book, const uint8_t *values, i
         }
         return 0;
     } else {
-        const uint32_t e = values[entry];
+        const uint32_t e = payload;
         if constexpr (K == Kind::SignedQuad) {
             // Four 2-bit fields, first value in bits 7..6: value 2 - field.
             for (int k = 0; k < 4; k++)

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "fixedpoint/basic_ops.h"
+#include "syntax/ics_info.h"
 #include "tools/dequant_tables.h"
 
 using namespace fxaac;
@@ -24,15 +25,16 @@ constexpr int32_t kUnitExponent = 36;
 // Below this scale factor a band's gain is under 2^-19: silence.
 constexpr int32_t kSilentScaleFactor = 23;
 
-// sign(q) |q|^(4/3) in Q13. Above 511 linear interpolation between the table
-// entries at |q|/16, weights summing to 16; 8191 gives 1352639526, and t << 2
-// stays below 2^31 up to there. Larger magnitudes are limited to 8191.
+// sign(q) |q|^(4/3) in Q13. Magnitudes below 512 take pow_table directly;
+// above, linear interpolation between the table entries at |q|/16, weights
+// summing to 16; 8191 gives 1352639526, and t << 2 stays below 2^31 up to
+// there. Larger magnitudes are limited to 8191.
 inline int32_t dequantize(int32_t q)
 {
     const int32_t sign = q >> 31;  // 0 or -1
     const int32_t a = (q ^ sign) - sign;
     int32_t r;
-    if (static_cast<uint32_t>(a) < kTableMagnitudes) [[likely]] {
+    if (a < kTableMagnitudes) [[likely]] {
         r = pow_table[a];
     } else {
         const int32_t m = a > kMaxMagnitude ? kMaxMagnitude : a;
@@ -43,20 +45,43 @@ inline int32_t dequantize(int32_t q)
     return (r ^ sign) - sign;
 }
 
-// Values per step of inverse_quantization. A run of zeros (most of the upper
-// spectrum) costs a few word tests and one store.
-constexpr int kStep = 8;
-constexpr size_t kStepWords = kStep * sizeof(int16_t) / sizeof(uintptr_t);
+// Values per zero test. A run of zeros (most of the upper spectrum) costs a
+// word test and one store per step; bands are multiples of 4 lines wide.
+constexpr int kStep = 4;
 
 inline bool all_zero(const int16_t *q)
 {
-    uintptr_t any = 0;
-    for (size_t k = 0; k < kStepWords; k++) {
-        uintptr_t w;
-        std::memcpy(&w, reinterpret_cast<const uint8_t *>(q) + k * sizeof w, sizeof w);
-        any |= w;
+    uint64_t w;
+    std::memcpy(&w, q, sizeof w);
+    return w == 0;
+}
+
+inline void store_zeros(int32_t *dst)
+{
+    for (int k = 0; k < kStep; k++)
+        dst[k] = 0;
+}
+
+// dst[i] = dequantize(src[i]) for i in [from, to). In place (src in the upper
+// half of dst's memory, dst and src indexed alike) the writes of a step at i
+// reach source values 2i - 1024 to 2i - 1024 + 2 * kStep - 1, none beyond
+// i + kStep - 1, all read by then (the step reads its values before writing).
+void dequantize_range(int32_t *dst, const int16_t *src, int32_t from, int32_t to)
+{
+    int32_t i = from;
+    for (; i + kStep <= to; i += kStep) {
+        if (all_zero(src + i)) {
+            store_zeros(dst + i);
+            continue;
+        }
+        const int32_t q0 = src[i], q1 = src[i + 1], q2 = src[i + 2], q3 = src[i + 3];
+        dst[i] = dequantize(q0);
+        dst[i + 1] = dequantize(q1);
+        dst[i + 2] = dequantize(q2);
+        dst[i + 3] = dequantize(q3);
     }
-    return any == 0;
+    for (; i < to; i++)
+        dst[i] = dequantize(src[i]);
 }
 
 // The upper word of x * k: x * k >> 32, truncated.
@@ -65,17 +90,24 @@ inline int32_t mul_upper(int32_t x, int32_t k)
     return static_cast<int32_t>((int64_t{x} * k) >> 32);
 }
 
-inline void mul_upper_band(int32_t *values, int32_t count, int32_t k, int32_t shift)
+// The three ways a band gain is applied (see band_gain).
+enum class GainForm { Up, Upper, UpperShift };
+
+struct Gain {
+    GainForm form;
+    int32_t k;
+    int32_t shift;
+};
+
+template <GainForm F>
+inline int32_t apply_gain(int32_t x, const Gain &g)
 {
-    int32_t i = 0;
-    for (; i + 4 <= count; i += 4) {  // bands are multiples of 4 lines wide
-        values[i] = mul_upper(values[i], k) >> shift;
-        values[i + 1] = mul_upper(values[i + 1], k) >> shift;
-        values[i + 2] = mul_upper(values[i + 2], k) >> shift;
-        values[i + 3] = mul_upper(values[i + 3], k) >> shift;
-    }
-    for (; i < count; i++)
-        values[i] = mul_upper(values[i], k) >> shift;
+    if constexpr (F == GainForm::Up)
+        return shl_wrap(mul_32x16(g.k, x), g.shift);
+    else if constexpr (F == GainForm::Upper)
+        return mul_upper(x, g.k);
+    else
+        return mul_upper(x, g.k) >> g.shift;
 }
 
 // The gain of one band: a Q14 mantissa m and a shift, from the scale factor
@@ -83,50 +115,104 @@ inline void mul_upper_band(int32_t *values, int32_t count, int32_t k, int32_t sh
 // becomes ((x * m) >> 16) >> s, which is x * m >> (16 + s) truncated once:
 // for s up to 16 the upper word of x * (m << (16 - s)) (the factor keeps
 // within 32 bits as |m| <= 2^15), beyond that the upper word of x * m
-// shifted by s - 16.
+// shifted by s - 16. Returns false for a silent band. Every form maps 0 to 0.
+inline bool band_gain(int32_t sf, const int16_t *mantissas, Gain *g)
+{
+    if (sf <= kSilentScaleFactor)
+        return false;
+    const int32_t m = mantissas[sf & 3];
+    const int32_t e = sf >> 2;
+    if (e > kUnitExponent) {
+        *g = {GainForm::Up, m, e - kUnitExponent};
+        return true;
+    }
+    const int32_t s = std::min(kUnitExponent - e, 31);
+    if (s <= 16)
+        *g = {GainForm::Upper, static_cast<int32_t>(static_cast<uint32_t>(m) << (16 - s)), 0};
+    else
+        *g = {GainForm::UpperShift, m, s - 16};
+    return true;
+}
+
+template <GainForm F>
+void scale_values(int32_t *values, int32_t count, const Gain &g)
+{
+    int32_t i = 0;
+    for (; i + 4 <= count; i += 4) {
+        values[i] = apply_gain<F>(values[i], g);
+        values[i + 1] = apply_gain<F>(values[i + 1], g);
+        values[i + 2] = apply_gain<F>(values[i + 2], g);
+        values[i + 3] = apply_gain<F>(values[i + 3], g);
+    }
+    for (; i < count; i++)
+        values[i] = apply_gain<F>(values[i], g);
+}
+
 inline void scale_band(int32_t sf, int32_t *values, int32_t count, const int16_t *mantissas)
 {
     if (count <= 0)
         return;
-    if (sf <= kSilentScaleFactor) {
+    Gain g;
+    if (!band_gain(sf, mantissas, &g)) {
         std::memset(values, 0, sizeof(int32_t) * static_cast<size_t>(count));
         return;
     }
-    const int32_t m = mantissas[sf & 3];
-    const int32_t e = sf >> 2;
-    if (e > kUnitExponent) {
-        const int32_t up = e - kUnitExponent;
-        for (int32_t i = 0; i < count; i++)
-            values[i] = shl_wrap(mul_32x16(m, values[i]), up);
+    switch (g.form) {
+    case GainForm::Up:
+        return scale_values<GainForm::Up>(values, count, g);
+    case GainForm::Upper:
+        return scale_values<GainForm::Upper>(values, count, g);
+    default:
+        return scale_values<GainForm::UpperShift>(values, count, g);
+    }
+}
+
+// dequantize_range of one band with its gain applied: the same values as
+// dequantizing and then scaling, in one pass, in place alike.
+template <GainForm F>
+void dequantize_scaled(int32_t *dst, const int16_t *src, int32_t from, int32_t to, const Gain &g)
+{
+    int32_t i = from;
+    for (; i + kStep <= to; i += kStep) {
+        if (all_zero(src + i)) {
+            store_zeros(dst + i);
+            continue;
+        }
+        const int32_t q0 = src[i], q1 = src[i + 1], q2 = src[i + 2], q3 = src[i + 3];
+        dst[i] = apply_gain<F>(dequantize(q0), g);
+        dst[i + 1] = apply_gain<F>(dequantize(q1), g);
+        dst[i + 2] = apply_gain<F>(dequantize(q2), g);
+        dst[i + 3] = apply_gain<F>(dequantize(q3), g);
+    }
+    for (; i < to; i++)
+        dst[i] = apply_gain<F>(dequantize(src[i]), g);
+}
+
+// A silent band's values are all 0, whatever was quantised. In place its
+// writes reach only source values of this band and earlier ones.
+void dequantize_band(int32_t sf, int32_t *dst, const int16_t *src, int32_t from, int32_t to)
+{
+    Gain g;
+    if (!band_gain(sf, dec_scale_table, &g)) {
+        if (to > from)
+            std::memset(dst + from, 0, sizeof(int32_t) * static_cast<size_t>(to - from));
         return;
     }
-    const int32_t s = std::min(kUnitExponent - e, 31);
-    if (s <= 16)
-        mul_upper_band(values, count, static_cast<int32_t>(static_cast<uint32_t>(m) << (16 - s)),
-                       0);
-    else
-        mul_upper_band(values, count, m, s - 16);
+    switch (g.form) {
+    case GainForm::Up:
+        return dequantize_scaled<GainForm::Up>(dst, src, from, to, g);
+    case GainForm::Upper:
+        return dequantize_scaled<GainForm::Upper>(dst, src, from, to, g);
+    default:
+        return dequantize_scaled<GainForm::UpperShift>(dst, src, from, to, g);
+    }
 }
 
 }  // namespace
 
 void inverse_quantization(int32_t *dst, const int16_t *src)
 {
-    // In place (src in the upper half of dst's memory) the writes for values
-    // i and i + 1 reach source values 2i - 1024 to 2i - 1021, none beyond
-    // i + 1, all read by then; the writes of a step of zeros reach none
-    // beyond i + 7, all tested by then.
-    for (int i = 0; i < FXAAC_FRAME_LENGTH; i += kStep) {
-        if (all_zero(src + i)) {
-            std::memset(dst + i, 0, sizeof(int32_t) * kStep);
-            continue;
-        }
-        for (int k = i; k < i + kStep; k += 2) {
-            const int32_t q0 = src[k], q1 = src[k + 1];  // both read before either write
-            dst[k] = dequantize(q0);
-            dst[k + 1] = dequantize(q1);
-        }
-    }
+    dequantize_range(dst, src, 0, FXAAC_FRAME_LENGTH);
 }
 
 void invquantize(int32_t *dst, const int16_t *src)
@@ -182,3 +268,36 @@ void dec_quant_to_spec(const ChannelStream *stream, int32_t *dst, const int32_t 
         firstWindow += windows;
     }
 }
+
+namespace fxaac {
+
+// Band b of group g covers sect_sfb_offset[16 g + b] to [16 g + b + 1] from
+// the group's start (128 lines per window before it): the offsets rise from
+// 0 and end within the group (ics_info derives them from the band tables),
+// as apply_scalefactors takes them. The ends are still held to the group's
+// block, so that no write leaves the spectrum.
+void dequantize_and_scale(const ChannelStream *stream, int32_t *dst, const int16_t *src)
+{
+    constexpr int32_t kLines = FXAAC_FRAME_LENGTH;
+    const int maxSfb = stream->max_sfb;
+    int32_t done = 0;  // values below are written
+    int windowsBefore = 0;
+    for (int g = 0; g < stream->num_window_groups; g++) {
+        const int16_t *offsets = &stream->sect_sfb_offset[16 * g];
+        const int32_t start = std::clamp(kShortWindowLines * windowsBefore, done, kLines);
+        windowsBefore += stream->window_group_length[g];
+        const int32_t bound = g + 1 < stream->num_window_groups
+                                  ? std::clamp(kShortWindowLines * windowsBefore, start, kLines)
+                                  : kLines;
+        dequantize_range(dst, src, done, start);
+        done = start;
+        for (int b = 0; b < maxSfb; b++) {
+            const int32_t end = std::clamp(start + offsets[b + 1], done, bound);
+            dequantize_band(stream->scale_factors[g * maxSfb + b], dst, src, done, end);
+            done = end;
+        }
+    }
+    dequantize_range(dst, src, done, kLines);
+}
+
+}  // namespace fxaac

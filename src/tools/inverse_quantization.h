@@ -24,4 +24,11 @@ FXAAC_API void get_scale_factor_gain(int32_t sf, int32_t *values, int32_t count,
 FXAAC_API void dec_quant_to_spec(const ChannelStream *stream, int32_t *dst, const int32_t *src);
 FXAAC_EXTERN_C_END
 
+namespace fxaac {
+// inverse_quantization and apply_scalefactors in one pass, with the same
+// results, for a stream whose band offsets come from ics_info; may run in
+// place as inverse_quantization.
+void dequantize_and_scale(const ChannelStream *stream, int32_t *dst, const int16_t *src);
+}  // namespace fxaac
+
 #endif  // FXAAC_TOOLS_INVERSE_QUANTIZATION_H
