@@ -4,14 +4,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
-#include <numbers>
 #include <string>
 #include <vector>
 
 #include "filterbank/filter_bank.h"
-#include "filterbank/imdct.h"
 #include "filterbank/pcm_output.h"
+#include "support/imdct_reference.h"
 #include "syntax/ics_info.h"
 
 namespace {
@@ -115,83 +113,6 @@ struct Synthesis : ::testing::Test {
   }
 };
 
-TEST_F(Synthesis, SilenceInSilenceOut) {
-  for (int32_t seq : {kOnlyLong, kLongStart, kEightShort, kLongStop}) {
-    std::fill(pcm.begin(), pcm.end(), -1);
-    run(seq, seq & 1, 1, 1, 0);  // 16-bit PCM, one channel: 512 words
-    EXPECT_EQ(Words(pcm.begin(), pcm.begin() + 512), Words(512, 0)) << seq;
-    EXPECT_EQ(overlap_copy(), Words(1024, 0)) << seq;
-  }
-}
-
-TEST_F(Synthesis, UnknownSequenceChangesNothing) {
-  fill(overlap(), 20);
-  fill(spectrum(), 16);
-  AacDecoder dec_before;
-  DecoderWorkArea work_before;
-  std::memcpy(&dec_before, &dec, sizeof dec);  // bytes, padding included
-  std::memcpy(&work_before, &work, sizeof work);
-  const Words pcm_before = pcm, sbr_before = sbr;
-  run(-1, 0, 0, 2, 0);
-  run(4, 0, 0, 2, 1);
-  dec.scratchB = dec_before.scratchB;
-  EXPECT_EQ(std::memcmp(&dec, &dec_before, sizeof dec), 0);
-  EXPECT_EQ(std::memcmp(&work, &work_before, sizeof work), 0);
-  EXPECT_TRUE(pcm == pcm_before && sbr == sbr_before);
-}
-
-// With two channels the output buffer's first 4096 bytes (the second
-// channel's spectrum) reach scratchB's area before samples are written.
-TEST_F(Synthesis, TwoChannelsSaveOutputBufferFirst) {
-  for (int32_t sbr_mode : {0, 1}) {
-    for (int32_t seq : {kOnlyLong, kEightShort}) {
-      fill(pcm.data(), 32);
-      fill(spectrum(), 16);
-      const Words before = pcm;
-      run(seq, 0, 0, 2, sbr_mode);
-      EXPECT_EQ(Words(saved(), saved() + 1024), Words(before.begin(), before.begin() + 1024));
-      int odd_kept = 0, even_changed = 0;  // 16-bit cells: channel 0 even, channel 1 odd
-      for (int i = 0; i < 1024; ++i) {
-        odd_kept += (pcm[i] >> 16) == (before[i] >> 16);
-        even_changed += (pcm[i] & 0xffff) != (before[i] & 0xffff);
-      }
-      EXPECT_EQ(odd_kept, 1024);
-      EXPECT_EQ(even_changed > 900, sbr_mode == 0);
-    }
-  }
-}
-
-// ONLY_LONG step by step: the transform, then the windows and the
-// saturating overlap-add recomputed in 64-bit arithmetic.
-TEST_F(Synthesis, OnlyLongBitExact) {
-  fill(spectrum(), 15);
-  fill(overlap(), 23);
-  Words in(spectrum(), spectrum() + 1024), t(2048);
-  const Words old = overlap_copy();
-  run(kOnlyLong, 0, 1);  // rising KBD, falling sine
-  dec.scratchB = saved();
-  IMDCT(&dec, in.data(), t.data(), 2048);
-  const int16_t *rise = dec.longWindow[1], *fall = dec.longWindow[0];
-  const Words s = samples();
-  for (int n = 0; n < 1024; ++n) {
-    const int64_t sum = ((int64_t{t[n]} * rise[n]) >> 16) + old[n];
-    ASSERT_EQ(s[n], std::clamp<int64_t>(sum, INT32_MIN, INT32_MAX)) << n;
-    ASSERT_EQ(overlap()[n], (int64_t{t[1024 + n]} * fall[1023 - n]) >> 16) << n;
-  }
-}
-
-// Inverse MDCT of ISO/IEC 14496-3 4.6.11.3.1 without its 2/N factor, times
-// gain. (n + n0)(k + 1/2) = (2n + N/2 + 1)(2k + 1) / 4: every angle is a
-// multiple of 2 pi / 4N.
-std::vector<double> imdct_reference(const int32_t *in, int N, double gain) {
-  std::vector<double> cosine(4 * N), out(N);
-  for (int j = 0; j < 4 * N; ++j) cosine[j] = gain * std::cos(2 * std::numbers::pi * j / (4 * N));
-  for (int n = 0; n < N; ++n) {
-    for (int k = 0; k < N / 2; ++k) out[n] += in[k] * cosine[(2 * n + N / 2 + 1) * (2 * k + 1) % (4 * N)];
-  }
-  return out;
-}
-
 // Window of a long-block sequence at n < 2048, from the instance's tables.
 double long_window(const AacDecoder &d, int32_t seq, int shape, int prev, int n) {
   auto q = [](int16_t w) { return w / 32768.0; };
@@ -216,13 +137,13 @@ TEST_F(Synthesis, SequenceMatchesDoublePrecisionModel) {
     std::vector<double> windowed(2048);
     if (seq == kEightShort) {
       for (int k = 0; k < 8; ++k) {
-        const std::vector<double> u = imdct_reference(spectrum() + 128 * k, 256, 8);
+        const std::vector<double> u = fxaac_test::imdct_reference(spectrum() + 128 * k, 256);
         const int16_t *rise = dec.shortWindow[k == 0 ? prev : shape], *fall = dec.shortWindow[shape];
         for (int n = 0; n < 256; ++n)
           windowed[448 + 128 * k + n] += u[n] * (n < 128 ? rise[n] : fall[255 - n]) / 65536.0;
       }
     } else {
-      const std::vector<double> t = imdct_reference(spectrum(), 2048, 1);
+      const std::vector<double> t = fxaac_test::imdct_reference(spectrum(), 2048);
       for (int n = 0; n < 2048; ++n) windowed[n] = t[n] * long_window(dec, seq, shape, prev, n) / 2;
     }
     const Words kept = overlap_copy();

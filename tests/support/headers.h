@@ -36,9 +36,7 @@ inline void write_adts(BitWriter &w, const AdtsFields &f)
 struct PceFields {
     int objectType = 1;  // profile numbering: 1 is AAC LC
     int sfIndex = 4;
-    std::vector<int> front;  // 1 per CPE, 0 per SCE
-    std::vector<int> side;
-    std::vector<int> back;
+    std::vector<int> front = {}, side = {}, back = {};  // 1 per CPE, 0 per SCE
     int lfe = 0;
     int assocData = 0;
     int cc = 0;

@@ -6,12 +6,13 @@
 #include <cstdint>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include <fxaac/fxaac.h>
+
+#include "support/instance.h"
 
 #ifndef FXAAC_VECTOR_DIR
 #error "FXAAC_VECTOR_DIR must name tests/vectors"
@@ -50,21 +51,14 @@ inline std::vector<Vector> load_vectors()
 }
 
 // A decoder set up for a vector, with its header consumed.
-struct StreamDecoder {
-    std::unique_ptr<AacDecoder> dec = std::make_unique<AacDecoder>();
-    std::unique_ptr<DecoderWorkArea> work = std::make_unique<DecoderWorkArea>();
+struct StreamDecoder : Instance {
     int32_t headerBytes = 0;
 
     explicit StreamDecoder(const Vector &v)
     {
-        AACPlusDecoderInit(dec.get(), work.get());
-        DecoderConfig cfg = {};
-        cfg.hdrPrsnt = v.hdrPrsnt;
-        cfg.fs = v.hdrPrsnt ? 0 : v.fs;
-        cfg.chn = v.hdrPrsnt ? 0 : v.chn;
         std::vector<uint8_t> padded = v.bytes;
         padded.resize(padded.size() + 16, 0);
-        headerBytes = AACPlusHeaderDecode(cfg, dec.get(), padded.data());
+        headerBytes = header(padded.data(), v.hdrPrsnt, v.fs, v.chn);
     }
 };
 

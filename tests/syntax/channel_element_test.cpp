@@ -1,13 +1,13 @@
-// Element routing, the common-window copy and every status a channel element
-// can end with.
+// Channel streams written field by field with the standard's codebooks must
+// parse back to exactly what was written, pairs share a common window, and
+// malformed streams end with their status before any write out of bounds.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 
 #include "bitstream/bit_reader.h"
 #include "syntax/channel_element.h"
-#include "syntax/section_data.h"
-#include "syntax/spectral_data.h"
 #include "support/ics_writer.h"
 
 using namespace fxaac_test;
@@ -16,50 +16,53 @@ namespace {
 
 constexpr int kLc = 1;  // object type as header decoding stores it for AAC LC
 
-struct Instance {
-    std::unique_ptr<AacDecoder> dec = std::make_unique<AacDecoder>();
-    std::unique_ptr<DecoderWorkArea> work = std::make_unique<DecoderWorkArea>();
-    Instance() { AACPlusDecoderInit(dec.get(), work.get()); }
-};
-
-IcsDescription small_long()
+int32_t parse_ics(ParseTarget &t, BitReader &r, int sfIndex = 4, int32_t objectType = kLc)
 {
-    IcsDescription d;
-    d.groups = {{{1, 2}, {11, 3}}};
-    return d;
+    return individual_channel_stream(t.element.get(), &r, &t.element->stream[0], 0, t.buffers[0],
+                                     sfIndex, objectType);
 }
 
-int32_t parse_sce(Instance &in, ParseTarget &t, int tag, const IcsDescription &d, unsigned seed,
-                  IcsExpectation *e = nullptr)
-{
-    BitWriter w;
-    w.put(static_cast<uint32_t>(tag), 4);
-    IcsExpectation x = write_ics(w, d, seed);
-    if (e)
-        *e = x;
-    auto buf = w.data();
-    BitReader r;
-    aac_initbits(&r, buf.data());
-    return single_lfe_channel_element(in.dec.get(), t.element.get(), &r, t.buffers, d.sfIndex,
-                                      kLc);
-}
-
-// Status of individual_channel_stream on a hand-built body.
-int32_t parse_ics(const std::vector<uint8_t> &buf, int32_t objectType = kLc, int sfIndex = 4,
-                  int32_t *bits = nullptr)
+// Status of a stream parsed from w's bits; *bits receives the bits read.
+int32_t parse_ics(const BitWriter &w, int32_t *bits = nullptr, int32_t objectType = kLc, int sfIndex = 4)
 {
     ParseTarget t;
+    const auto buf = w.data();
     BitReader r;
     aac_initbits(&r, buf.data());
-    int32_t status = individual_channel_stream(t.element.get(), &r, &t.element->stream[0], 0,
-                                               t.buffers[0], sfIndex, objectType);
+    const int32_t status = parse_ics(t, r, sfIndex, objectType);
     if (bits)
         *bits = aac_get_processed_bits(&r);
     return status;
 }
 
-// global_gain and a long-window ics_info.
-BitWriter long_header(int maxSfb, int windowSequence = 0, int gain = 100)
+int32_t parse_cpe(ParseTarget &t, const BitWriter &w, int32_t *bits)
+{
+    const auto buf = w.data();
+    BitReader r;
+    aac_initbits(&r, buf.data());
+    const int32_t status = channel_pair_element(t.element.get(), &r, t.buffers[0], t.buffers[1], 4, kLc);
+    *bits = aac_get_processed_bits(&r);
+    return status;
+}
+
+void expect_parsed(const ChannelStream &s, const IcsExpectation &e, const std::vector<int16_t> &quantised)
+{
+    ASSERT_EQ(s.max_sfb, e.maxSfb);
+    ASSERT_EQ(std::vector<int>(s.window_group_length, s.window_group_length + s.num_window_groups),
+              e.groupLength);
+    for (size_t x = 0; x < e.sfbCb.size(); x++) {
+        EXPECT_EQ(s.sfb_cb[x], e.sfbCb[x]) << "band " << x;
+        EXPECT_EQ(s.scale_factors[x], e.scaleFactors[x]) << "band " << x;
+    }
+    EXPECT_EQ(quantised, e.quantised);
+    // Each group's band offsets scale with its window count.
+    for (size_t g = 0; g < e.groupLength.size(); g++)
+        for (int b = 0; b <= s.num_swb; b++)
+            ASSERT_EQ(s.sect_sfb_offset[16 * g + static_cast<size_t>(b)], s.swb_offset[b] * e.groupLength[g]);
+}
+
+// global_gain and ics_info with max_sfb bands (short windows: one group).
+BitWriter header(int maxSfb, int windowSequence = 0, int gain = 100)
 {
     BitWriter w;
     w.put(static_cast<uint32_t>(gain), 8).put(0, 1).put(static_cast<uint32_t>(windowSequence), 2).put(0, 1);
@@ -70,239 +73,220 @@ BitWriter long_header(int maxSfb, int windowSequence = 0, int gain = 100)
     return w;
 }
 
-}  // namespace
-
-TEST(ChannelElement, SingleElementsRouteByTheFirstTagEverSeen)
+// A long window with one band of codebook cb and its scale factor difference.
+BitWriter one_band(int cb, int diff, int gain = 100)
 {
-    Instance in;
-    ParseTarget t;
-    IcsExpectation e0, e1;
-    t.element->common_window = 1;  // a previous pair's flag must not leak
-    ASSERT_EQ(parse_sce(in, t, 2, small_long(), 1, &e0), 0);
-    EXPECT_EQ(t.element->common_window, 0u);
-    EXPECT_EQ(in.dec->firstSceTag, 2);
-    EXPECT_EQ(in.dec->sceTagSeen, 1);
-    EXPECT_EQ(t.quantised[0], e0.quantised);
-
-    ASSERT_EQ(parse_sce(in, t, 0, small_long(), 2, &e1), 0);  // another tag: second stream
-    EXPECT_EQ(t.quantised[1], e1.quantised);
-    EXPECT_EQ(t.element->element_instance_tag, 0);
-
-    ParseTarget later;  // a later frame: tag 2 keeps the first stream
-    ASSERT_EQ(parse_sce(in, later, 2, small_long(), 3, &e1), 0);
-    EXPECT_EQ(later.quantised[0], e1.quantised);
-    EXPECT_EQ(later.quantised[1][0], 0x5555);  // untouched
+    BitWriter w = header(1, 0, gain);
+    w.put(static_cast<uint32_t>(cb), 4).put(1, 5);
+    put_scale_factor_difference(w, diff);
+    return w;
 }
 
-TEST(ChannelElement, PairWithCommonWindowSharesIcsInfoAndMsFlags)
+// Long: every codebook, noise and both intensity books, escapes at their
+// limits. Then a section length escape (31 bands), and short windows in
+// groups of 2, 3 and 3, of 1 and of 8.
+std::vector<IcsDescription> descriptions()
+{
+    IcsDescription books;
+    books.groups.resize(1);
+    for (int cb = 1; cb <= 11; cb++)
+        books.groups[0].push_back({cb, 3});
+    for (Section s : {Section{13, 4}, {14, 2}, {15, 2}, {0, 2}, {11, 6}})
+        books.groups[0].push_back(s);
+    books.forcedEscapes = {16, 31, 8191, 4096, 17, 100};
+    IcsDescription sections;
+    sections.groups = {{{4, 31}, {6, 18}}};
+    IcsDescription grouped;
+    grouped.windowSequence = 2;
+    grouped.grouping = 0b1011011;
+    grouped.groups = {{{1, 4}, {5, 3}, {0, 2}, {11, 3}, {13, 2}}, {{9, 10}, {15, 4}}, {{2, 7}, {7, 7}}};
+    grouped.forcedEscapes = {8191, 16};
+    std::vector<IcsDescription> all = {books, sections, grouped};
+    for (int grouping : {0, 127}) {
+        IcsDescription d = grouped;
+        d.grouping = grouping;
+        d.groups.assign(grouping ? 1 : 8, {{3, 6}, {10, 8}});
+        all.push_back(d);
+    }
+    return all;
+}
+
+}  // namespace
+
+TEST(IcsRoundTrip, EveryCodebookSectionAndGrouping)
+{
+    for (const IcsDescription &d : descriptions()) {
+        for (unsigned seed = 1; seed <= 10; seed++) {
+            BitWriter w;
+            const IcsExpectation e = write_ics(w, d, seed);
+            const auto buf = w.data();
+            ParseTarget t;
+            BitReader r;
+            aac_initbits(&r, buf.data());
+            ASSERT_EQ(parse_ics(t, r, d.sfIndex), 0) << seed;
+            ASSERT_EQ(static_cast<size_t>(aac_get_processed_bits(&r)), e.bits);
+            expect_parsed(t.element->stream[0], e, t.quantised[0]);
+            if (HasFatalFailure())
+                FAIL() << "window sequence " << d.windowSequence << ", seed " << seed;
+        }
+    }
+}
+
+// A bounded reader reads zeros past its end. Cut at any byte, a parse must
+// go exactly as over the same bytes followed by zeros (same status, bits,
+// values) and load nothing beyond the cut: the buffer is exactly that long.
+TEST(IcsRoundTrip, BoundedReaderCutAnywhereReadsAsZeroPadding)
+{
+    const std::vector<IcsDescription> all = descriptions();
+    for (const IcsDescription &d : {all[0], all[2]}) {
+        BitWriter w;
+        write_ics(w, d, 7);
+        const std::vector<uint8_t> bytes = w.data();
+        for (size_t cut = 0; cut <= bytes.size(); cut++) {
+            // new[] gives a distinct pointer even for 0 bytes (a null one
+            // would make the reader unbounded).
+            const std::unique_ptr<uint8_t[]> exact(new uint8_t[cut]);
+            std::memcpy(exact.get(), bytes.data(), cut);
+            std::vector<uint8_t> padded(bytes.begin(), bytes.begin() + static_cast<long>(cut));
+            padded.resize(cut + 4096, 0);  // zeros parse on a while
+            ParseTarget a, b;
+            BitReader ra, rb;
+            fxaac::init_bounded(&ra, exact.get(), static_cast<int32_t>(cut));
+            aac_initbits(&rb, padded.data());
+            ASSERT_EQ(parse_ics(a, ra, d.sfIndex), parse_ics(b, rb, d.sfIndex)) << "cut " << cut;
+            ASSERT_EQ(aac_get_processed_bits(&ra), aac_get_processed_bits(&rb)) << "cut " << cut;
+            ASSERT_EQ(a.quantised[0], b.quantised[0]) << "cut " << cut;
+            ASSERT_EQ(0, std::memcmp(a.element->stream[0].scale_factors, b.element->stream[0].scale_factors,
+                                     sizeof a.element->stream[0].scale_factors))
+                << "cut " << cut;
+        }
+    }
+}
+
+// With a common window: one ics_info, M/S flags per group and band (mask 1)
+// or none (2, 3). Without: two ics_infos and no M/S.
+TEST(ChannelElement, PairsWithAndWithoutCommonWindow)
 {
     IcsDescription d;
     d.windowSequence = 2;
     d.grouping = 0b1111011;  // two groups: 5 and 3 windows
     d.groups = {{{3, 4}, {8, 6}}, {{0, 4}, {1, 6}}};
-    BitWriter w;
-    w.put(5, 4).put(1, 1);  // tag, common_window
-    w.put(0, 1).put(2, 2).put(0, 1).put(10, 4).put(static_cast<uint32_t>(d.grouping), 7);
-    w.put(1, 2);  // ms_mask_present 1: 2 groups x 10 bands of flags
-    for (int i = 0; i < 20; i++)
-        w.put(i % 3 == 0, 1);
-    IcsExpectation e0 = write_ics(w, d, 11, false);
-    IcsExpectation e1 = write_ics(w, d, 12, false);
-    auto buf = w.data();
-
-    ParseTarget t;
-    BitReader r;
-    aac_initbits(&r, buf.data());
-    ASSERT_EQ(channel_pair_element(t.element.get(), &r, t.buffers[0], t.buffers[1], 4, kLc), 0);
-    EXPECT_EQ(static_cast<size_t>(aac_get_processed_bits(&r)), e1.bits);
-    const ChannelStream &a = t.element->stream[0], &b = t.element->stream[1];
-    EXPECT_EQ(t.element->common_window, 1u);
-    EXPECT_EQ(a.ms_mask_present, 1);
-    EXPECT_EQ(b.ms_mask_present, 1);
-    for (int i = 0; i < 20; i++)
-        EXPECT_EQ(b.ms_used[i], i % 3 == 0) << i;
-    EXPECT_EQ(b.num_window_groups, 2);
-    EXPECT_EQ(b.window_group_length[0], 5);
-    EXPECT_EQ(t.quantised[0], e0.quantised);
-    EXPECT_EQ(t.quantised[1], e1.quantised);
-    for (size_t x = 0; x < e1.scaleFactors.size(); x++)
-        EXPECT_EQ(b.scale_factors[x], e1.scaleFactors[x]);
-}
-
-TEST(ChannelElement, PairWithoutCommonWindowReadsTwoIcsInfos)
-{
-    for (int mask : {2, 3}) {  // with a common window: no per-band flags
+    for (int mask : {1, 2, 3}) {
         BitWriter w;
-        w.put(0, 4).put(1, 1).put(0, 1).put(0, 2).put(1, 1).put(5, 6).put(0, 1).put(static_cast<uint32_t>(mask), 2);
-        IcsDescription d = small_long();
-        write_ics(w, d, 1, false);
-        IcsExpectation e = write_ics(w, d, 2, false);
-        auto buf = w.data();
+        w.put(5, 4).put(1, 1);  // tag, common_window
+        w.put(0, 1).put(2, 2).put(0, 1).put(10, 4).put(static_cast<uint32_t>(d.grouping), 7);
+        w.put(static_cast<uint32_t>(mask), 2);
+        for (int i = 0; mask == 1 && i < 20; i++)  // 2 groups x 10 bands
+            w.put(i % 3 == 0, 1);
+        const IcsExpectation e0 = write_ics(w, d, 11, false), e1 = write_ics(w, d, 12, false);
         ParseTarget t;
-        BitReader r;
-        aac_initbits(&r, buf.data());
-        ASSERT_EQ(channel_pair_element(t.element.get(), &r, t.buffers[0], t.buffers[1], 4, kLc), 0);
-        EXPECT_EQ(t.element->stream[1].ms_mask_present, mask);
-        EXPECT_EQ(static_cast<size_t>(aac_get_processed_bits(&r)), e.bits);
+        int32_t bits;
+        ASSERT_EQ(parse_cpe(t, w, &bits), 0) << mask;
+        EXPECT_EQ(static_cast<size_t>(bits), e1.bits);
+        const ChannelStream &b = t.element->stream[1];
+        EXPECT_TRUE(t.element->common_window == 1 && t.element->stream[0].ms_mask_present == mask &&
+                    b.ms_mask_present == mask);
+        for (int i = 0; mask == 1 && i < 20; i++)
+            EXPECT_EQ(b.ms_used[i], i % 3 == 0) << i;
+        expect_parsed(t.element->stream[0], e0, t.quantised[0]);
+        expect_parsed(b, e1, t.quantised[1]);
     }
+
     BitWriter w;
     w.put(0, 4).put(0, 1);
-    IcsDescription shortOne;
+    IcsDescription longOne, shortOne;
+    longOne.groups = {{{1, 2}, {11, 3}}};
     shortOne.windowSequence = 2;
     shortOne.grouping = 127;
     shortOne.groups = {{{2, 12}}};
-    write_ics(w, small_long(), 1);
-    IcsExpectation e = write_ics(w, shortOne, 2);
-    auto buf = w.data();
+    const IcsExpectation e0 = write_ics(w, longOne, 1), e1 = write_ics(w, shortOne, 2);
     ParseTarget t;
     t.element->stream[0].ms_mask_present = 3;
-    BitReader r;
-    aac_initbits(&r, buf.data());
-    ASSERT_EQ(channel_pair_element(t.element.get(), &r, t.buffers[0], t.buffers[1], 4, kLc), 0);
+    int32_t bits;
+    ASSERT_EQ(parse_cpe(t, w, &bits), 0);
+    EXPECT_EQ(static_cast<size_t>(bits), e1.bits);
     EXPECT_EQ(t.element->stream[0].ms_mask_present, 0);
-    EXPECT_EQ(t.element->stream[0].window_sequence, 0);
-    EXPECT_EQ(t.element->stream[1].window_sequence, 2);
-    EXPECT_EQ(t.quantised[1], e.quantised);
+    expect_parsed(t.element->stream[0], e0, t.quantised[0]);
+    expect_parsed(t.element->stream[1], e1, t.quantised[1]);
 }
 
-TEST(ChannelElement, StatusCodesOfTheStandardCases)
+TEST(ChannelElement, StatusOfEveryMalformedCase)
 {
-    {   // reserved codebook 12 in a band
-        BitWriter w = long_header(2);
-        w.put(12, 4).put(2, 5);
-        EXPECT_EQ(parse_ics(w.data()), FXAAC_ERR_BOOK_12);
-    }
-    {   // global gain 0 and a difference of -1
-        BitWriter w = long_header(1, 0, 0);
-        w.put(1, 4).put(1, 5);
-        put_scale_factor_difference(w, -1);
-        EXPECT_EQ(parse_ics(w.data()), FXAAC_ERR_SCALE_FACTOR);
-    }
-    {   // the same difference on an intensity band is accepted
-        BitWriter w = long_header(1, 0, 0);
-        w.put(14, 4).put(1, 5);
-        put_scale_factor_difference(w, -1);
-        w.put(0, 3);
-        EXPECT_EQ(parse_ics(w.data()), 0);
-    }
-    {   // gain control: refused right after its flag
-        BitWriter w = long_header(0);
-        w.put(0, 1).put(0, 1).put(1, 1);
+    BitWriter pulseShort = header(0, 2), gainControl = header(0), sections = header(3), tns = header(0),
+              erTns = header(0);
+    pulseShort.put(1, 1).put(0, 2).put(0, 6).put(1, 5).put(1, 4).put(0, 2);  // spectrum read, then refused
+    gainControl.put(0, 1).put(0, 1).put(1, 1);  // refused right after its flag
+    for (int i = 0; i < 200; i++)  // an endless run of empty sections
+        sections.put(1, 4).put(0, 5);
+    tns.put(0, 1).put(1, 1).put(1, 2).put(0, 1).put(20, 6).put(13, 5);  // order 13 > 12 slots
+    erTns.put(0, 1).put(1, 1).put(0, 1);  // error resilient: TNS after the gain control flag
+    erTns.put(1, 2).put(1, 1).put(8, 6).put(2, 5).put(1, 1).put(0, 1).put(0xA, 4).put(0x5, 4);
+    const struct {
+        const char *what;
+        BitWriter w;
+        int32_t status, objectType = kLc, sfIndex = 4;
+        bool readsAll = false;
+    } cases[] = {
+        {"reserved codebook 12", header(2).put(12, 4).put(2, 5), FXAAC_ERR_BOOK_12},
+        {"scale factor below 0", one_band(1, -1, 0), FXAAC_ERR_SCALE_FACTOR},
+        {"intensity position below 0", one_band(14, -1, 0).put(0, 3), 0},
+        {"gain control", gainControl, FXAAC_ERR_GAIN_CONTROL, kLc, 4, true},
+        {"pulses with short windows", pulseShort, FXAAC_ERR_PULSE_SHORT, kLc, 4, true},
+        {"low delay takes one long window only", header(0, 1), FXAAC_ERR_LD_WINDOW, 23},
+        {"sampling frequency index 12", header(0), FXAAC_ERR_GROUPING_RATE, kLc, 12},
+        {"max_sfb 50 of 49 long bands", header(50), FXAAC_ERR_MAX_SFB},
+        {"max_sfb 15 of 14 short bands", header(15, 2), FXAAC_ERR_MAX_SFB},
+        {"a section past max_sfb", header(10).put(1, 4).put(11, 5), FXAAC_ERR_SECTION},
+        {"endless empty sections", sections, FXAAC_ERR_SECTION},
+        {"TNS order", tns, FXAAC_ERR_TNS_ORDER},
+        {"error resilient TNS", erTns, 0, 17, 4, true},
+    };
+    for (const auto &c : cases) {
         int32_t bits;
-        EXPECT_EQ(parse_ics(w.data(), kLc, 4, &bits), FXAAC_ERR_GAIN_CONTROL);
-        EXPECT_EQ(static_cast<size_t>(bits), w.bit_count());
-    }
-    {   // pulses with short windows: the spectrum is read, then refused
-        BitWriter w = long_header(0, 2);
-        w.put(1, 1).put(0, 2).put(0, 6).put(1, 5).put(1, 4).put(0, 2);
-        int32_t bits;
-        EXPECT_EQ(parse_ics(w.data(), kLc, 4, &bits), FXAAC_ERR_PULSE_SHORT);
-        EXPECT_EQ(static_cast<size_t>(bits), w.bit_count());
-    }
-    {   // low delay allows only one long window
-        BitWriter w = long_header(0, 1);
-        EXPECT_EQ(parse_ics(w.data(), 23), FXAAC_ERR_LD_WINDOW);
-    }
-    {   // a sampling frequency index an ADTS header may carry
-        BitWriter w = long_header(0);
-        EXPECT_EQ(parse_ics(w.data(), kLc, 12), FXAAC_ERR_GROUPING_RATE);
-    }
-}
-
-TEST(ChannelElement, MalformedStreamsAreRefusedBeforeAnyWriteOutOfBounds)
-{
-    {   // max_sfb above the 49 long bands at 44.1 kHz, and 15 > 14 short bands
-        EXPECT_EQ(parse_ics(long_header(50).data()), FXAAC_ERR_MAX_SFB);
-        EXPECT_EQ(parse_ics(long_header(15, 2).data()), FXAAC_ERR_MAX_SFB);
-    }
-    {   // a section that ends past max_sfb
-        BitWriter w = long_header(10);
-        w.put(1, 4).put(11, 5);
-        EXPECT_EQ(parse_ics(w.data()), FXAAC_ERR_SECTION);
-    }
-    {   // an endless run of empty sections
-        BitWriter w = long_header(3);
-        for (int i = 0; i < 200; i++)
-            w.put(1, 4).put(0, 5);
-        EXPECT_EQ(parse_ics(w.data()), FXAAC_ERR_SECTION);
-    }
-    {   // an escape with nine leading ones: beyond 8191
-        BitWriter w = long_header(1);
-        w.put(11, 4).put(1, 5);
-        put_scale_factor_difference(w, 0);
-        w.put(0, 3);
-        int v[2] = {9000, 0};
-        put_spectral(w, 11, v);
-        EXPECT_EQ(parse_ics(w.data()), FXAAC_ERR_ESCAPE);
-    }
-    {   // pulses past the last band, then past the last line
-        for (int start : {49, 48}) {
-            BitWriter w = long_header(0);
-            w.put(1, 1).put(3, 2).put(static_cast<uint32_t>(start), 6);
-            for (int p = 0; p < 4; p++)
-                w.put(31, 5).put(1, 4);
-            w.put(0, 2);
-            EXPECT_EQ(parse_ics(w.data()), FXAAC_ERR_PULSE_POSITION) << start;
+        EXPECT_EQ(parse_ics(c.w, &bits, c.objectType, c.sfIndex), c.status) << c.what;
+        if (c.readsAll) {
+            EXPECT_EQ(static_cast<size_t>(bits), c.w.bit_count()) << c.what;
         }
     }
-    {   // a TNS order above the 12 coefficient slots of a filter
-        BitWriter w = long_header(0);
-        w.put(0, 1).put(1, 1).put(1, 2).put(0, 1).put(20, 6).put(13, 5);
-        EXPECT_EQ(parse_ics(w.data()), FXAAC_ERR_TNS_ORDER);
-    }
-}
 
-// A failing escape leaves the reader where the failure was found: after
-// the codeword and its sign bits, and after a first escape already read.
-// The frame call reports that position as the bytes consumed.
-TEST(ChannelElement, EscapeBeyondRangeStopsBeforeIt)
-{
+    for (int start : {49, 48}) {  // pulses past the last band, then past the last line
+        BitWriter w = header(0);
+        w.put(1, 1).put(3, 2).put(static_cast<uint32_t>(start), 6);
+        for (int p = 0; p < 4; p++)
+            w.put(31, 5).put(1, 4);
+        EXPECT_EQ(parse_ics(w.put(0, 2)), FXAAC_ERR_PULSE_POSITION) << start;
+    }
+
+    // An escape beyond 8191 (nine leading ones) stops the reader where it is
+    // found: after the codeword, its sign bits and any escape before it. The
+    // frame call reports that position as the bytes consumed.
     const int failing[2][2] = {{-9000, 0}, {20, 9000}};
     const int valid[2][2] = {{-16, 0}, {20, 16}};  // the same bits up to the failing escape
     for (int c = 0; c < 2; c++) {
-        BitWriter w = long_header(1), ok = long_header(1);
-        for (BitWriter *x : {&w, &ok}) {
-            x->put(11, 4).put(1, 5);
-            put_scale_factor_difference(*x, 0);
-            x->put(0, 3);
-        }
+        BitWriter w = one_band(11, 0).put(0, 3), ok = w;
         put_spectral(w, 11, failing[c]);
         put_spectral(ok, 11, valid[c]);
         int32_t bits;
-        EXPECT_EQ(parse_ics(w.data(), kLc, 4, &bits), FXAAC_ERR_ESCAPE) << c;
+        EXPECT_EQ(parse_ics(w, &bits), FXAAC_ERR_ESCAPE) << c;
         EXPECT_EQ(static_cast<size_t>(bits), ok.bit_count() - 5) << c;  // escape 16: 0 0000
     }
 }
 
 TEST(ChannelElement, PulsesAreAddedAwayFromZero)
 {
-    BitWriter w = long_header(1);
-    w.put(7, 4).put(1, 5);  // one band of codebook 7 (lines 0 to 3)
-    put_scale_factor_difference(w, 0);
+    BitWriter w = one_band(7, 0);  // codebook 7, lines 0 to 3
     w.put(1, 1).put(2, 2).put(0, 6);  // three pulses from band 0
     w.put(0, 5).put(3, 4).put(1, 5).put(2, 4).put(5, 5).put(7, 4);
     w.put(0, 2);
-    int v1[2] = {5, -5}, v2[2] = {0, 0};
+    const int v1[2] = {5, -5}, v2[2] = {0, 0};
     put_spectral(w, 7, v1);
     put_spectral(w, 7, v2);
-    auto buf = w.data();
+    const auto buf = w.data();
     ParseTarget t;
     BitReader r;
     aac_initbits(&r, buf.data());
-    ASSERT_EQ(individual_channel_stream(t.element.get(), &r, &t.element->stream[0], 0,
-                                        t.buffers[0], 4, kLc),
-              0);
+    ASSERT_EQ(parse_ics(t, r), 0);
     EXPECT_EQ(t.quantised[0][0], 8);   // 5 + 3
     EXPECT_EQ(t.quantised[0][1], -7);  // -5 - 2
     EXPECT_EQ(t.quantised[0][6], -7);  // 0 - 7: zero becomes negative
-}
-
-TEST(ChannelElement, ErrorResilientTnsComesAfterTheGainControlFlag)
-{
-    BitWriter w = long_header(0);
-    w.put(0, 1).put(1, 1).put(0, 1);           // pulse 0, TNS 1, gain control 0
-    w.put(1, 2).put(1, 1).put(8, 6).put(2, 5).put(1, 1).put(0, 1).put(0xA, 4).put(0x5, 4);
-    int32_t bits;
-    EXPECT_EQ(parse_ics(w.data(), 17, 4, &bits), 0);
-    EXPECT_EQ(static_cast<size_t>(bits), w.bit_count());
 }

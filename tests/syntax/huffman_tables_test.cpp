@@ -69,7 +69,8 @@ Found find_scalefactor(uint32_t w) {
 }
 
 // Every look-ahead window that begins with a codeword, whatever bits follow,
-// must give that codeword's length and values.
+// must give that codeword's length and values, through the search tables and,
+// for codewords of at most kDirectBits bits, through spectral_direct.
 TEST(SpectralCodebooks, EveryCodewordDecodesThroughPackedTables) {
   for (int cb = 1; cb <= 11; ++cb) {
     const auto& words = standard().books.at("cb" + std::to_string(cb)).words;
@@ -87,6 +88,15 @@ TEST(SpectralCodebooks, EveryCodewordDecodesThroughPackedTables) {
         ASSERT_EQ(again.length, found.length) << "window " << x;
         ASSERT_EQ(again.entry, found.entry) << "window " << x;
       }
+      const uint32_t payload = cb == 11 ? static_cast<uint32_t>(found.entry)
+                                        : book_table_optimized[cb][found.entry];
+      const uint32_t direct = w.length <= kDirectBits
+                                  ? static_cast<uint32_t>(w.length) << kDirectLengthShift | payload
+                                  : 0;
+      const uint32_t top = first >> (16 - kDirectBits);
+      const uint32_t span = w.length < kDirectBits ? 1u << (kDirectBits - w.length) : 1;
+      for (uint32_t t = top; t < top + span; ++t)
+        ASSERT_EQ(spectral_direct[cb][t], direct) << "direct index " << t;
     }
   }
 }
@@ -105,49 +115,6 @@ TEST(ScalefactorCodebook, EveryCodewordDecodesThroughPackedTables) {
       ASSERT_EQ(bookscl[found.entry].index, w.index) << "window " << x;
     }
   }
-}
-
-TEST(SpectralCodebooks, TellingRowsOfCodebooks1And11) {
-  const int start_len[17] = {1, 5, 7, 7, 9, 9, 10, 11, 11, 11, 11, 11, 11, 11, 11, 11, 11};
-  const int start_limit[17] = {0,    23,   119,  119,  503,  503,  1015, 2047, 2047,
-                               2047, 2047, 2047, 2047, 2047, 2047, 2047, 2047};
-  for (int n = 0; n < 17; ++n) {
-    EXPECT_EQ(code_book_start[1][n].length, start_len[n]) << n;
-    EXPECT_EQ(code_book_start[1][n].limit, start_limit[n]) << n;
-    EXPECT_EQ(code_book_start[0][n].length, 0);
-    EXPECT_EQ(book_length[0][n], 0);
-    EXPECT_EQ(book_length_start[0][n], 0);
-  }
-  const int limits[] = {23, 23, 119, 119, 503, 1015, 2047};  // lengths 5 to 11
-  for (int L = 5; L <= 11; ++L) EXPECT_EQ(book_length[1][L], limits[L - 5]) << L;
-  const std::map<int, int> starts = {{1, 0}, {5, 1}, {7, 9}, {9, 33}, {10, 57}, {11, 65}};
-  for (auto [L, start] : starts) EXPECT_EQ(book_length_start[1][L], start) << L;
-  EXPECT_EQ(book1[0], 0xAA);
-
-  EXPECT_EQ(code_book_start[11][0].length, 4);
-  EXPECT_EQ(code_book_start[11][0].limit, 1);
-  EXPECT_EQ(unpack(11, 0), (std::vector<int>{1, 1}));  // 0001
-  EXPECT_EQ(unpack(11, 1), (std::vector<int>{0, 0}));  // 0000
-
-  EXPECT_EQ(book_table_optimized[0], nullptr);
-  EXPECT_EQ(book_table_optimized[10], book10);
-}
-
-TEST(ScalefactorCodebook, TellingEntriesAndWords) {
-  const uint32_t words[21] = {0x801,  0x1811, 0x2023, 0x3074, 0x38B3, 0x40E5, 0x4934,
-                              0x5176, 0x59D6, 0x6236, 0x6A95, 0x72E8, 0x83A7, 0x8C13,
-                              0x9CB0, 0x9CB0, 0x9CB0, 0x9CB0, 0x9CB0, 0x9CB0, 0x9CB0};
-  for (int n = 0; n < 21; ++n) EXPECT_EQ(scale_book_int[n], words[n]) << n;
-  const std::map<int, std::pair<uint32_t, int>> entries = {
-      {0, {0, 60}}, {1, {0b100, 59}}, {68, {0x3FFE8, 0}}, {75, {0x7FFFF, 13}}};
-  for (auto [entry, expected] : entries) {
-    EXPECT_EQ(bookscl[entry].codeword, expected.first) << entry;
-    EXPECT_EQ(bookscl[entry].index, expected.second) << entry;
-  }
-  // Twenty one bits: the 19-bit all-ones codeword, difference -47.
-  const Found all_ones = find_scalefactor(0xFFFFF);
-  EXPECT_EQ(all_ones.length, 19);
-  EXPECT_EQ(bookscl[all_ones.entry].index - 60, -47);
 }
 
 TEST(BandTables, OffsetsAreTheStandardsAndCoverTheWindow) {
