@@ -62,36 +62,15 @@ inline void store_zeros(int32_t *dst)
         dst[k] = 0;
 }
 
-// dst[i] = dequantize(src[i]) for i in [from, to). In place (src in the upper
-// half of dst's memory, dst and src indexed alike) the writes of a step at i
-// reach source values 2i - 1024 to 2i - 1024 + 2 * kStep - 1, none beyond
-// i + kStep - 1, all read by then (the step reads its values before writing).
-void dequantize_range(int32_t *dst, const int16_t *src, int32_t from, int32_t to)
-{
-    int32_t i = from;
-    for (; i + kStep <= to; i += kStep) {
-        if (all_zero(src + i)) {
-            store_zeros(dst + i);
-            continue;
-        }
-        const int32_t q0 = src[i], q1 = src[i + 1], q2 = src[i + 2], q3 = src[i + 3];
-        dst[i] = dequantize(q0);
-        dst[i + 1] = dequantize(q1);
-        dst[i + 2] = dequantize(q2);
-        dst[i + 3] = dequantize(q3);
-    }
-    for (; i < to; i++)
-        dst[i] = dequantize(src[i]);
-}
-
 // The upper word of x * k: x * k >> 32, truncated.
 inline int32_t mul_upper(int32_t x, int32_t k)
 {
     return static_cast<int32_t>((int64_t{x} * k) >> 32);
 }
 
-// The three ways a band gain is applied (see band_gain).
-enum class GainForm { Up, Upper, UpperShift };
+// The three ways a band gain is applied (see band_gain), and none (lines
+// past the coded bands are dequantised only).
+enum class GainForm { Up, Upper, UpperShift, None };
 
 struct Gain {
     GainForm form;
@@ -106,8 +85,10 @@ inline int32_t apply_gain(int32_t x, const Gain &g)
         return shl_wrap(mul_32x16(g.k, x), g.shift);
     else if constexpr (F == GainForm::Upper)
         return mul_upper(x, g.k);
-    else
+    else if constexpr (F == GainForm::UpperShift)
         return mul_upper(x, g.k) >> g.shift;
+    else
+        return x;
 }
 
 // The gain of one band: a Q14 mantissa m and a shift, from the scale factor
@@ -167,8 +148,11 @@ inline void scale_band(int32_t sf, int32_t *values, int32_t count, const int16_t
     }
 }
 
-// dequantize_range of one band with its gain applied: the same values as
-// dequantizing and then scaling, in one pass, in place alike.
+// dst[i] = gain(dequantize(src[i])) for i in [from, to): the same values as
+// dequantizing and then scaling, in one pass. In place (src in the upper
+// half of dst's memory, dst and src indexed alike) the writes of a step at i
+// reach source values 2i - 1024 to 2i - 1024 + 2 * kStep - 1, none beyond
+// i + kStep - 1, all read by then (the step reads its values before writing).
 template <GainForm F>
 void dequantize_scaled(int32_t *dst, const int16_t *src, int32_t from, int32_t to, const Gain &g)
 {
@@ -186,6 +170,11 @@ void dequantize_scaled(int32_t *dst, const int16_t *src, int32_t from, int32_t t
     }
     for (; i < to; i++)
         dst[i] = apply_gain<F>(dequantize(src[i]), g);
+}
+
+void dequantize_range(int32_t *dst, const int16_t *src, int32_t from, int32_t to)
+{
+    dequantize_scaled<GainForm::None>(dst, src, from, to, Gain{GainForm::None, 0, 0});
 }
 
 // A silent band's values are all 0, whatever was quantised. In place its
