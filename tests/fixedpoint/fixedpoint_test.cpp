@@ -32,17 +32,13 @@ int32_t ref_shr(int32_t x, int64_t n) {
   return static_cast<int32_t>(floor_div_pow2(x, static_cast<int>(std::min<int64_t>(mod(n, 256), 40))));
 }
 
-// Seeded words with edge values mixed in.
+// Seeded words: one in eight an edge value, one in eight of small magnitude.
 struct Words {
   std::mt19937 rng{12345u};
   int32_t next() {
-    static const int32_t edges[] = {0, 1, -1, 2, -2, kMax, kMin, kMax - 1, kMin + 1,
-                                    1 << 30, -(1 << 30), 32767, -32768};
-    switch (rng() % 8) {
-      case 0: return edges[rng() % std::size(edges)];
-      case 1: return static_cast<int32_t>(rng()) >> (rng() % 32);  // small magnitudes
-      default: return static_cast<int32_t>(rng());
-    }
+    static const int32_t edges[] = {0, 1, -1, 2, -2, kMax, kMin, kMax - 1, kMin + 1, 1 << 30, -(1 << 30), 32767, -32768};
+    const uint32_t kind = rng() % 8;
+    return kind == 0 ? edges[rng() % std::size(edges)] : static_cast<int32_t>(rng()) >> (kind == 1 ? rng() % 32 : 0);
   }
 };
 
@@ -145,19 +141,6 @@ const struct WindowOp { const char* name; WindowFn plain, unrolled; int dir; boo
     {"vmult1", vmult1, my_vmult1, 1, false}, {"vmult2", vmult2, my_vmult2, -1, false},
     {"vmadd", vmadd, my_vmadd, 1, true}, {"vmult2_short", vmult2_short, my_vmult2_short, -1, true}};
 
-struct VectorData {
-  std::vector<int32_t> x, y;
-  std::vector<int16_t> w;
-  explicit VectorData(Words& g) {
-    for (int i = 0; i < 1028; ++i) x.push_back(g.next()), y.push_back(g.next()), w.push_back(int16_t(g.next()));
-  }
-  // Coefficient pointer as the routine expects it: the first, or the last for backward reads.
-  const int16_t* wp(int dir) const { return dir > 0 ? w.data() : &w.back(); }
-  int32_t expected(const WindowOp& op, int i, int32_t y0) const {
-    const int32_t p = ref_mul(x[i], wp(op.dir)[op.dir * i]);
-    return op.accumulate ? wrap32(int64_t{y0} + p) : p;
-  }
-};
 
 // Pairs: n rounded down to even (an odd last element untouched, n < 2 does
 // nothing); the unrolled forms round down to their step of 8 (vzero: 16) the
@@ -166,22 +149,30 @@ struct VectorData {
 TEST(VectorOps, WholePairsAndStepsOnRandomData) {
   Words g;
   for (int round = 0; round < 4; ++round) {
-    const VectorData d(g);
-    const int32_t* x = d.x.data();
+    std::vector<int32_t> xs, ys;
+    std::vector<int16_t> w;
+    for (int i = 0; i < 1028; ++i) xs.push_back(g.next()), ys.push_back(g.next()), w.push_back(int16_t(g.next()));
+    const int32_t* x = xs.data();
+    // Coefficient pointer as the routine expects it: the first, or the last for backward reads.
+    auto wp = [&](int dir) { return dir > 0 ? w.data() : &w.back(); };
+    auto want = [&](const WindowOp& op, int i, int32_t y0) {
+      const int32_t p = ref_mul(x[i], wp(op.dir)[op.dir * i]);
+      return op.accumulate ? wrap32(int64_t{y0} + p) : p;
+    };
     for (int n : {-8, -2, 0, 1, 2, 3, 7, 10, 12, 17, 64, 1024}) {
       const int len = std::max(n, 0) + 4, last = std::max(n, 1) - 1;
-      const std::vector<int32_t> y0(d.y.begin(), d.y.begin() + len), x0(d.x.begin(), d.x.begin() + len);
+      const std::vector<int32_t> y0(ys.begin(), ys.begin() + len), x0(xs.begin(), xs.begin() + len);
       auto expect = [&](const std::vector<int32_t>& got, auto want, const char* name) {
         for (int i = 0; i < len; ++i) ASSERT_EQ(got[i], want(i)) << name << " n=" << n << " i=" << i;
       };
       for (const WindowOp& op : kWindowOps) {
         std::vector<int32_t> a = y0, b = y0, c = x0;
-        op.plain(x, d.wp(op.dir), a.data(), n);
-        op.unrolled(x, d.wp(op.dir), b.data(), n);
-        op.plain(c.data(), d.wp(op.dir), c.data(), n);
-        expect(a, [&](int i) { return i < n - n % 2 ? d.expected(op, i, y0[i]) : y0[i]; }, op.name);
-        expect(b, [&](int i) { return i < n - n % 8 ? d.expected(op, i, y0[i]) : y0[i]; }, op.name);
-        expect(c, [&](int i) { return i < n - n % 2 ? d.expected(op, i, x0[i]) : x0[i]; }, op.name);
+        op.plain(x, wp(op.dir), a.data(), n);
+        op.unrolled(x, wp(op.dir), b.data(), n);
+        op.plain(c.data(), wp(op.dir), c.data(), n);
+        expect(a, [&](int i) { return i < n - n % 2 ? want(op, i, y0[i]) : y0[i]; }, op.name);
+        expect(b, [&](int i) { return i < n - n % 8 ? want(op, i, y0[i]) : y0[i]; }, op.name);
+        expect(c, [&](int i) { return i < n - n % 2 ? want(op, i, x0[i]) : x0[i]; }, op.name);
         if (n % 8 == 0) { ASSERT_EQ(a, b) << op.name << " n=" << n; }  // unrolled equals plain
       }
       std::vector<int32_t> q = y0, v = y0, c1 = y0, c2 = y0, c3 = y0, z1 = y0, z2 = y0, z3 = y0;

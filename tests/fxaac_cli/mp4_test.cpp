@@ -1,8 +1,6 @@
-// The MP4 reader of the fxaac command on hand-made files: the box and table
-// forms that the end-to-end tests' ffmpeg files do not use (64-bit and
-// to-the-end box sizes, compact sample sizes, 64-bit chunk offsets, runs of
-// chunks in the sample-to-chunk table, QuickTime sample entries), the choice
-// of track, and damaged structures.
+// The MP4 reader of the fxaac command on hand-made files: the forms that the
+// end-to-end tests' ffmpeg files do not use (64-bit and to-the-end box sizes,
+// compact sample sizes, 64-bit chunk offsets) and damaged structures.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -32,9 +30,9 @@ std::string box64(const std::string &type, const std::string &payload)
     return u32(1) + type + u64(16 + payload.size()) + payload;
 }
 
-std::string full(const std::string &type, const std::string &payload, unsigned version = 0)
+std::string full(const std::string &type, const std::string &payload)
 {
-    return box(type, u8(version) + std::string(3, '\0') + payload);
+    return box(type, std::string(4, '\0') + payload);
 }
 
 // esds: ES_Descriptor > DecoderConfigDescriptor > DecoderSpecificInfo.
@@ -51,13 +49,10 @@ std::string esds(unsigned oti, const std::string &asc)
 
 const std::string kAsc = "\x12\x10";  // AAC LC, 44100 Hz, 2 channels
 
-std::string mp4a(const std::string &children, unsigned version = 0)
+std::string mp4a(const std::string &children)
 {
-    std::string fields = std::string(6, '\0') + u16(1) + u16(version) + std::string(6, '\0') +
-                         u16(2) + u16(16) + u32(0) + u32(44100u << 16);
-    if (version == 1)
-        fields += std::string(16, '\0');
-    return box("mp4a", fields + children);
+    return box("mp4a", std::string(6, '\0') + u16(1) + std::string(8, '\0') + u16(2) + u16(16) + u32(0) +
+                           u32(44100u << 16) + children);
 }
 
 std::string stsd(const std::string &entry) { return full("stsd", u32(1) + entry); }
@@ -70,21 +65,16 @@ std::string stsc(const std::vector<std::pair<uint32_t, uint32_t>> &runs)
     return full("stsc", p);
 }
 
-std::string stsz(const std::vector<uint32_t> &sizes)
+std::string counted(const std::vector<uint32_t> &values)
 {
-    std::string p = u32(0) + u32(static_cast<uint32_t>(sizes.size()));
-    for (uint32_t s : sizes)
-        p += u32(s);
-    return full("stsz", p);
+    std::string p = u32(static_cast<uint32_t>(values.size()));
+    for (uint32_t v : values)
+        p += u32(v);
+    return p;
 }
 
-std::string stco(const std::vector<uint32_t> &offsets)
-{
-    std::string p = u32(static_cast<uint32_t>(offsets.size()));
-    for (uint32_t o : offsets)
-        p += u32(o);
-    return full("stco", p);
-}
+std::string stsz(const std::vector<uint32_t> &sizes) { return full("stsz", u32(0) + counted(sizes)); }
+std::string stco(const std::vector<uint32_t> &offsets) { return full("stco", counted(offsets)); }
 
 std::string trak(uint32_t id, const std::string &handler, const std::string &stbl)
 {
@@ -92,11 +82,6 @@ std::string trak(uint32_t id, const std::string &handler, const std::string &stb
     const std::string mdhd = full("mdhd", u32(0) + u32(0) + u32(44100) + u32(0) + u32(0));
     const std::string hdlr = full("hdlr", u32(0) + handler + std::string(13, '\0'));
     return box("trak", tkhd + box("mdia", mdhd + hdlr + box("minf", box("stbl", stbl))));
-}
-
-std::string aac_tables()
-{
-    return stsd(mp4a(esds(0x40, kAsc))) + stsz({10, 11}) + stsc({{1, 2}}) + stco({100});
 }
 
 std::string file(const std::string &moovPayload)
@@ -122,38 +107,13 @@ Found find(const std::string &bytes)
 std::vector<Mp4Sample> walk(const Mp4Track &t, std::string *error = nullptr)
 {
     Mp4SampleCursor cursor(t);
-    std::vector<Mp4Sample> out;
-    Mp4Sample s;
-    while (cursor.next(&s))
-        out.push_back(s);
+    std::vector<Mp4Sample> out(1);
+    while (cursor.next(&out.back()))
+        out.emplace_back();
+    out.pop_back();
     if (error)
         *error = cursor.error();
     return out;
-}
-
-TEST(Mp4Reader, FollowsChunkRunsIncludingEmptyChunks)
-{
-    // Chunks 1-2 hold two samples each, chunk 3 none, chunks 4-5 three each.
-    const std::string tables = stsd(mp4a(esds(0x40, kAsc))) +
-                               stsz({1, 2, 3, 4, 5, 6, 7, 8, 9, 10}) +
-                               stsc({{1, 2}, {3, 0}, {4, 3}}) +
-                               stco({1000, 2000, 3000, 4000, 5000});
-    const Found f = find(file(trak(7, "soun", tables)));
-    ASSERT_TRUE(f.ok) << f.error;
-    EXPECT_EQ(f.track.trackId, 7u);
-    EXPECT_EQ(f.track.timescale, 44100u);
-    EXPECT_EQ(f.track.entryChannels, 2);
-    EXPECT_EQ(f.track.entryRate, 44100u);
-    EXPECT_EQ(f.track.audioSpecificConfig, std::vector<uint8_t>(kAsc.begin(), kAsc.end()));
-    std::string error;
-    const std::vector<Mp4Sample> s = walk(f.track, &error);
-    EXPECT_EQ(error, "");
-    const std::vector<uint64_t> offsets = {1000, 1001, 2000, 2003, 4000, 4005, 4011, 5000, 5008, 5017};
-    ASSERT_EQ(s.size(), offsets.size());
-    for (size_t i = 0; i < s.size(); i++) {
-        EXPECT_EQ(s[i].offset, offsets[i]) << "sample " << i;
-        EXPECT_EQ(s[i].size, i + 1) << "sample " << i;
-    }
 }
 
 TEST(Mp4Reader, ReadsCompactSizesWideOffsetsAndLongBoxSizes)
@@ -170,42 +130,9 @@ TEST(Mp4Reader, ReadsCompactSizesWideOffsetsAndLongBoxSizes)
     const std::vector<Mp4Sample> s = walk(f.track);
     ASSERT_EQ(s.size(), 5u);
     const uint32_t sizes[] = {1, 2, 3, 15, 7};
-    const uint64_t offsets[] = {0x100000000ull, 0x100000001ull, 0x100000003ull, 0x200000010ull,
-                                0x20000001full};
-    for (size_t i = 0; i < 5; i++) {
-        EXPECT_EQ(s[i].size, sizes[i]) << "sample " << i;
-        EXPECT_EQ(s[i].offset, offsets[i]) << "sample " << i;
-    }
-}
-
-TEST(Mp4Reader, ReadsQuickTimeSampleEntryWithWaveBox)
-{
-    const std::string entry = mp4a(box("wave", box("frma", "mp4a") + esds(0x40, kAsc)), 1);
-    const Found f = find(file(trak(1, "soun", stsd(entry) + stsz({4}) + stsc({{1, 1}}) + stco({8}))));
-    ASSERT_TRUE(f.ok) << f.error;
-    EXPECT_EQ(f.track.audioSpecificConfig.size(), 2u);
-}
-
-TEST(Mp4Reader, SkipsTracksThatAreNotAac)
-{
-    const std::string moov =
-        trak(1, "vide", stsd(box("avc1", std::string(78, '\0')))) +
-        trak(2, "soun", stsd(box("alac", std::string(28, '\0')))) +
-        trak(3, "soun", stsd(mp4a(esds(0x6b, "")))) +
-        trak(4, "soun", aac_tables()) + trak(5, "soun", aac_tables());
-    const Found f = find(file(moov));
-    ASSERT_TRUE(f.ok) << f.error;
-    EXPECT_EQ(f.track.number, 4u);
-    EXPECT_EQ(f.track.trackCount, 5u);
-    ASSERT_EQ(f.skipped.size(), 3u);
-    EXPECT_EQ(f.skipped[0], "track 1: video");
-    EXPECT_EQ(f.skipped[1], "track 2: 'alac' audio, not AAC");
-    EXPECT_EQ(f.skipped[2], "track 3: 'mp4a' audio of object type indication 0x6b "
-                            "(MPEG-1 Audio (layers 1 to 3)), not AAC");
-
-    const Found none = find(file(trak(1, "vide", "")));
-    EXPECT_FALSE(none.ok);
-    EXPECT_EQ(none.error, "no AAC audio track (track 1: video)");
+    const uint64_t offsets[] = {0x100000000, 0x100000001, 0x100000003, 0x200000010, 0x20000001f};
+    for (size_t i = 0; i < 5; i++)
+        EXPECT_TRUE(s[i].size == sizes[i] && s[i].offset == offsets[i]) << "sample " << i;
 }
 
 TEST(Mp4Reader, RefusesDamagedStructures)
@@ -238,26 +165,20 @@ TEST(Mp4Reader, RefusesDamagedStructures)
          "overruns its box"},
         {"no decoder specific info", file(trak(1, "soun", stsd(mp4a(esds(0x40, ""))) + tail)),
          "has no AudioSpecificConfig"},
+        {"chunk tables shorter than the size table",
+         file(trak(1, "soun", entry + stsz({1, 2, 3, 4, 5}) + stsc({{1, 2}}) + stco({50}))),
+         "the chunk tables hold 2 of the 5 samples that the sample size table lists"},
         {"fragmented file", file(trak(1, "soun", entry + stsz({}) + stsc({}) + stco({})) +
                                  box("mvex", "")),
          "fragmented MP4 (movie fragments) is not supported"},
     };
     for (const Case &c : cases) {
         const Found f = find(c.bytes);
-        EXPECT_FALSE(f.ok) << c.name;
-        EXPECT_NE(f.error.find(c.error), std::string::npos) << c.name << ": " << f.error;
+        std::string error = f.error;
+        if (f.ok)  // refused by the sample cursor instead
+            walk(f.track, &error);
+        EXPECT_NE(error.find(c.error), std::string::npos) << c.name << ": " << error;
     }
-}
-
-TEST(Mp4Reader, CursorStopsWhereTheChunkTablesEnd)
-{
-    // Five samples listed, but one chunk of two.
-    const Found f = find(file(trak(1, "soun", stsd(mp4a(esds(0x40, kAsc))) + stsz({1, 2, 3, 4, 5}) +
-                                                  stsc({{1, 2}}) + stco({50}))));
-    ASSERT_TRUE(f.ok) << f.error;
-    std::string error;
-    EXPECT_EQ(walk(f.track, &error).size(), 2u);
-    EXPECT_EQ(error, "the chunk tables hold 2 of the 5 samples that the sample size table lists");
 }
 
 }  // namespace

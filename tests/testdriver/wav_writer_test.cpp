@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -8,35 +9,31 @@
 
 namespace {
 
-// A temporary file, read back whole.
-struct TempFile {
+using Fields = std::vector<uint32_t>;
+
+// What write leaves in a temporary file.
+std::vector<uint8_t> written(const std::function<void(FILE *)> &write)
+{
     FILE *fp = std::tmpfile();
-    ~TempFile() { std::fclose(fp); }
-    std::vector<uint8_t> bytes()
-    {
-        std::fflush(fp);
-        const long end = std::ftell(fp);
-        std::fseek(fp, 0, SEEK_END);
-        std::vector<uint8_t> data(static_cast<size_t>(std::ftell(fp)));
-        std::rewind(fp);
-        if (!data.empty() && std::fread(data.data(), 1, data.size(), fp) != data.size())
-            data.clear();
-        std::fseek(fp, end, SEEK_SET);
-        return data;
-    }
-};
+    write(fp);
+    std::fseek(fp, 0, SEEK_END);
+    std::vector<uint8_t> b(static_cast<size_t>(std::ftell(fp)));
+    std::rewind(fp);
+    if (std::fread(b.data(), 1, b.size(), fp) != b.size())
+        b.clear();
+    std::fclose(fp);
+    return b;
+}
 
 // The numeric header fields, least significant byte first: RIFF size, fmt
 // size, format, channels, rate, byte rate, block align, bits, data size.
-std::vector<uint32_t> fields(const std::vector<uint8_t> &b)
+Fields fields(const std::vector<uint8_t> &b)
 {
-    EXPECT_GE(b.size(), 44u);
-    if (b.size() < 44)
+    if (b.size() < 44 || std::string(b.begin(), b.begin() + 4) != "RIFF" ||
+        std::string(b.begin() + 8, b.begin() + 16) != "WAVEfmt " ||
+        std::string(b.begin() + 36, b.begin() + 40) != "data")
         return {};
-    EXPECT_EQ(std::string(b.begin(), b.begin() + 4), "RIFF");
-    EXPECT_EQ(std::string(b.begin() + 8, b.begin() + 16), "WAVEfmt ");
-    EXPECT_EQ(std::string(b.begin() + 36, b.begin() + 40), "data");
-    std::vector<uint32_t> f;
+    Fields f;
     for (auto [pos, width] : {std::pair{4, 4}, {16, 4}, {20, 2}, {22, 2}, {24, 4}, {28, 4},
                               {32, 2}, {34, 2}, {40, 4}}) {
         uint32_t v = 0;
@@ -47,68 +44,62 @@ std::vector<uint32_t> fields(const std::vector<uint8_t> &b)
     return f;
 }
 
-DecoderConfig config(int32_t fs, int32_t chn)
-{
-    DecoderConfig c = {};
-    c.fs = fs;
-    c.chn = chn;
-    c.pcmWidth = 1;
-    c.wavOut = 1;
-    return c;
-}
-
 }  // namespace
 
-TEST(WavWriter, PlaceholderThenFinalHeaderOverSamples)
+// The placeholder header; the final one, over the placeholder with the
+// samples kept; 0 channels written as one; the SBR rate (doubled until the
+// final header knows whether the output is downsampled); 24-bit sizes.
+TEST(WavWriter, HeaderFields)
 {
-    TempFile f;
-    const DecoderConfig c = config(44100, 2);
-    WriteWaveHeader(c, f.fp, 1);
-    EXPECT_EQ(fields(f.bytes()),
-              (std::vector<uint32_t>{2147483683u, 16, 1, 2, 44100, 176400, 4, 16, 2147483647u}));
-    const std::vector<uint8_t> samples(4000, 0x5a);  // 1000 stereo 16-bit frames
-    std::fwrite(samples.data(), 1, samples.size(), f.fp);
-    WriteWaveHeaderEnd(c, f.fp, 1000);
-    const std::vector<uint8_t> b = f.bytes();
-    ASSERT_EQ(b.size(), 44u + 4000u);  // written over the placeholder, samples kept
-    EXPECT_EQ(b.back(), 0x5a);
-    EXPECT_EQ(fields(b), (std::vector<uint32_t>{4036, 16, 1, 2, 44100, 176400, 4, 16, 4000}));
-
-    // A stream announcing 0 channels is written as one channel, so the header
-    // stays playable and its data size matches the samples counted.
-    for (int32_t chn : {1, 0}) {
-        TempFile mono;
-        WriteWaveHeaderEnd(config(8000, chn), mono.fp, 10);
-        EXPECT_EQ(fields(mono.bytes()), (std::vector<uint32_t>{56, 16, 1, 1, 8000, 16000, 2, 16, 20}));
+    const struct {
+        int32_t fs, chn, sbr, downsampled;
+        bool placeholder;
+        int32_t frames;  // of stereo 16-bit samples written, then the final header; < 0: none
+        Fields want;
+    } rows[] = {
+        {44100, 2, 0, 0, true, -1, {2147483683u, 16, 1, 2, 44100, 176400, 4, 16, 2147483647u}},
+        {44100, 2, 0, 0, true, 1000, {4036, 16, 1, 2, 44100, 176400, 4, 16, 4000}},
+        {8000, 1, 0, 0, false, 10, {56, 16, 1, 1, 8000, 16000, 2, 16, 20}},
+        {8000, 0, 0, 0, false, 10, {56, 16, 1, 1, 8000, 16000, 2, 16, 20}},
+        {24000, 2, 1, 1, true, -1, {2147483683u, 16, 1, 2, 48000, 192000, 4, 16, 2147483647u}},
+        {24000, 2, 1, 0, false, 1, {40, 16, 1, 2, 48000, 192000, 4, 16, 4}},
+        {24000, 2, 1, 1, false, 1, {40, 16, 1, 2, 24000, 96000, 4, 16, 4}},
+    };
+    for (const auto &r : rows) {
+        DecoderConfig c = {};
+        c.fs = r.fs, c.chn = r.chn, c.pcmWidth = 1, c.wavOut = 1;
+        c.sbrMode = r.sbr, c.sbrDownsampled = r.downsampled;
+        const std::vector<uint8_t> b = written([&](FILE *fp) {
+            if (r.placeholder)
+                WriteWaveHeader(c, fp, 1);
+            if (r.frames < 0)
+                return;
+            const std::vector<uint8_t> samples(r.placeholder ? 4 * r.frames : 0, 0x5a);
+            std::fwrite(samples.data(), 1, samples.size(), fp);
+            WriteWaveHeaderEnd(c, fp, r.frames);
+        });
+        EXPECT_EQ(fields(b), r.want) << r.fs << " " << r.chn << " " << r.frames;
+        if (r.placeholder && r.frames > 0) {  // written over the placeholder, samples kept
+            EXPECT_TRUE(b.size() == 44u + 4u * r.frames && b.back() == 0x5a);
+        }
     }
+    EXPECT_EQ(fields(written([](FILE *fp) { WriteWaveHeader_AAC_DEC(fp, 600, 48000, 2, 24); })),
+              (Fields{636, 16, 1, 2, 48000, 288000, 6, 24, 600}));
 }
 
+// No header without wavOut == 1, nor a placeholder after the first frame.
 TEST(WavWriter, NothingWithoutWavOutOrFirstFrame)
 {
-    TempFile f;
-    DecoderConfig c = config(44100, 2);
-    WriteWaveHeader(c, f.fp, 0);
-    EXPECT_TRUE(f.bytes().empty());
-    c.wavOut = 0;
-    WriteWaveHeader(c, f.fp, 1);
-    std::fputs("pcm", f.fp);
-    WriteWaveHeaderEnd(c, f.fp, 1000);
-    c.wavOut = 2;
-    WriteWaveHeaderEnd(c, f.fp, 1000);
-    const std::vector<uint8_t> b = f.bytes();
+    const std::vector<uint8_t> b = written([](FILE *fp) {
+        DecoderConfig c = {};
+        c.fs = 44100, c.chn = 2, c.pcmWidth = 1, c.wavOut = 1;
+        WriteWaveHeader(c, fp, 0);
+        std::fputs("pcm", fp);
+        for (int32_t wav_out : {0, 2}) {
+            c.wavOut = wav_out;
+            WriteWaveHeader(c, fp, 1);
+            WriteWaveHeaderEnd(c, fp, 1000);
+        }
+    });
     EXPECT_EQ(std::string(b.begin(), b.end()), "pcm");
-}
-
-TEST(WavWriter, SbrRateRules)
-{
-    DecoderConfig c = config(24000, 2);
-    c.sbrMode = 1;
-    for (int32_t downsampled : {0, 1}) {
-        c.sbrDownsampled = downsampled;
-        TempFile first, last;
-        WriteWaveHeader(c, first.fp, 1);
-        WriteWaveHeaderEnd(c, last.fp, 1);
-        EXPECT_EQ(fields(first.bytes())[4], 48000u) << downsampled;
-        EXPECT_EQ(fields(last.bytes())[4], downsampled ? 24000u : 48000u);
-    }
 }
