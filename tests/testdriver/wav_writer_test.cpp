@@ -75,7 +75,8 @@ TEST(WavWriter, HeaderFields)
             if (r.frames < 0)
                 return;
             const std::vector<uint8_t> samples(r.placeholder ? 4 * r.frames : 0, 0x5a);
-            std::fwrite(samples.data(), 1, samples.size(), fp);
+            if (!samples.empty())
+                std::fwrite(samples.data(), 1, samples.size(), fp);
             WriteWaveHeaderEnd(c, fp, r.frames);
         });
         EXPECT_EQ(fields(b), r.want) << r.fs << " " << r.chn << " " << r.frames;
