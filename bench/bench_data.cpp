@@ -88,10 +88,10 @@ public:
 
     // One raw data block from the reader. Returns false on anything the
     // capture does not handle.
-    bool block(BitReader *r)
+    bool block(BitCursor *r)
     {
         for (;;) {
-            const BitReader elementStart = *r;
+            const BitCursor elementStart = *r;
             const uint32_t id = read_bits(r, 3);
             switch (id) {
             case kSce:
@@ -130,7 +130,7 @@ private:
 
     // The channel element, walked with the exported parsers so that the
     // reader can be kept at the section and spectral data of each channel.
-    bool element(BitReader *r, uint32_t id)
+    bool element(BitCursor *r, uint32_t id)
     {
         std::memset(&element_, 0, sizeof element_);
         bind_sections(&element_.stream[0], lists_[0]);
@@ -154,7 +154,7 @@ private:
         return channel(r, first) && channel(r, &element_.stream[1]);
     }
 
-    bool channel(BitReader *r, ChannelStream *s)
+    bool channel(BitCursor *r, ChannelStream *s)
     {
         auto c = std::make_unique<ChannelCapture>();
         s->global_gain = static_cast<uint16_t>(read_bits(r, 8));
@@ -189,9 +189,9 @@ private:
 
     // The library's own parse of the element must end where the walk ended
     // and give the same quantised values.
-    bool check(const BitReader &elementStart, const BitReader *walked, uint32_t id)
+    bool check(const BitCursor &elementStart, const BitCursor *walked, uint32_t id)
     {
-        BitReader r = elementStart;
+        BitCursor r = elementStart;
         read_bits(&r, 3);
         ChannelElement e;
         std::memset(&e, 0, sizeof e);
@@ -242,7 +242,7 @@ std::unique_ptr<StreamCapture> capture_stream(const std::string &name, std::stri
     Walker walker(out.get(), error);
     size_t offset = 0;
     while (offset + 7 <= size) {
-        BitReader r;
+        BitCursor r;
         aac_initbits(&r, out->bytes.data() + offset);
         AdtsHeader h = {};
         if (find_sync_word(&h, &r) != 0 || adts_frame(&h, &r) != 0) {

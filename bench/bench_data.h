@@ -33,9 +33,9 @@ std::vector<uint8_t> read_vector(const std::string &name);
 // StreamCapture's bytes; the streams' section lists point into this record.
 struct ChannelCapture {
     ChannelStream atSections;  // after global_gain and ics_info: input of section_data
-    BitReader sectionReader;   // at the section data
+    BitCursor sectionReader;   // at the section data
     ChannelStream atSpectrum;  // after the side data: input of spectral_data
-    BitReader spectrumReader;  // at the spectral data
+    BitCursor spectrumReader;  // at the spectral data
     uint8_t sections[3][FXAAC_MAX_SECTIONS];        // atSpectrum's section lists
     uint8_t sectionScratch[3][FXAAC_MAX_SECTIONS];  // atSections' lists, rewritten by reruns
     int16_t quantised[FXAAC_FRAME_LENGTH];  // spectral_data's output, pulses added

@@ -38,7 +38,7 @@ void spectral(benchmark::State &state, const StreamCapture *s)
     const auto objectType = static_cast<int16_t>(s->objectType);
     for (auto _ : state) {
         for (const auto &c : s->channels) {
-            BitReader r = c->spectrumReader;
+            BitCursor r = c->spectrumReader;
             spectral_data(&c->atSpectrum, &r, quantised, objectType);
             benchmark::DoNotOptimize(quantised);
         }
@@ -54,7 +54,7 @@ void scale_factors(benchmark::State &state, StreamCapture *s)
 {
     for (auto _ : state) {
         for (auto &c : s->channels) {
-            BitReader r = c->sectionReader;
+            BitCursor r = c->sectionReader;
             section_data(&c->atSections, &r);
             scale_factor_data(&c->atSections, &r);
         }

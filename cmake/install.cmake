@@ -39,7 +39,7 @@ configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/fxaacConfig.cmake.in
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/fxaacConfigVersion.cmake
   VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/fxaacConfig.cmake ${PROJECT_BINARY_DIR}/fxaacConfigVersion.cmake
-  DESTINATION ${FXAAC_CMAKE_DIR} COMPONENT Development)
+  ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${FXAAC_CMAKE_DIR} COMPONENT Development)
 
 # pkg-config file. Its prefix is the one given at install time
 # (cmake --install --prefix), so it is written by the install step itself

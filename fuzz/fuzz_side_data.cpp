@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const int which = data[0] & 3;
     const size_t n = size - 1;
     auto bytes = exact_copy(data + 1, n);
-    BitReader r;
+    BitCursor r;
     fxaac::init_bounded(&r, bytes.get(), static_cast<int32_t>(n));
     DrcInfo drc;
     std::memset(&drc, 0, sizeof drc);

@@ -234,10 +234,16 @@ FXAAC_API int32_t AACPlusHeaderDecode(DecoderConfig config, AacDecoder *instance
  * past the caller's data; use AACPlusDecodeBuffer for untrusted input.
  * Output: 1024 samples per channel, interleaved, 16-bit, or
  * 24-bit in 32-bit words when pcmFormat is 2 (output: at least 4096 bytes,
- * 8192 for 24-bit; it also serves as scratch during the call). status tells
- * the bytes consumed, the error code and the samples written. *sbrFlag
- * non-zero sends 32-bit samples to an internal hand-off buffer instead of
- * output. Returns 1 when the block was decoded; on failure -1 for ADIF and
+ * 8192 for 24-bit; it also serves as scratch during the call). A 24-bit
+ * sample sits in the low 24 bits of its native-endian int32_t word,
+ * sign-extended through the top 8: values from -8388608 to 8388607, full
+ * scale 2^23 (shift left by 8 for a left-justified 32-bit sample). status
+ * tells the bytes consumed, the error code and the samples written. A
+ * non-zero *sbrFlag sends 32-bit samples to an internal hand-off buffer
+ * instead of output; a null sbrFlag means 0. On a failed block this call
+ * prints "Error in SCE" or "Error in CPE" on standard output when the block
+ * holds a misplaced element; no other call of the library prints anything.
+ * Returns 1 when the block was decoded; on failure -1 for ADIF and
  * AudioSpecificConfig streams, 1 for the others (errorCode != 0 with
  * outputSamples 0 tells failure). At least 3 readable bytes must follow the
  * block's data. */

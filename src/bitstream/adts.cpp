@@ -16,7 +16,7 @@ constexpr auto make_object_type_gate()
 constexpr auto kObjectTypeGate = make_object_type_gate();
 
 // True when a bounded reader has fewer bytes left than a 12-bit peek needs.
-bool sync_peek_past_end(const BitReader *r)
+bool sync_peek_past_end(const BitCursor *r)
 {
     if (r->end == nullptr)
         return false;
@@ -36,7 +36,7 @@ int32_t can_decode_objType(int32_t objectType)
     return kObjectTypeGate.flag[objectType] ? FXAAC_OK : FXAAC_ERR_OBJECT_TYPE;
 }
 
-int32_t find_sync_word(AdtsHeader *header, BitReader *reader)
+int32_t fxaac::find_sync_word(AdtsHeader *header, BitCursor *reader)
 {
     if (sync_peek_past_end(reader))
         return FXAAC_ERR_NO_SYNC;
@@ -55,13 +55,13 @@ int32_t find_sync_word(AdtsHeader *header, BitReader *reader)
     return FXAAC_OK;
 }
 
-int32_t find_sync_word_once(AdtsHeader *header, BitReader *reader)
+int32_t fxaac::find_sync_word_once(AdtsHeader *header, BitCursor *reader)
 {
     header->syncword = static_cast<uint16_t>(read_bits(reader, 12));
     return header->syncword == kAdtsSyncWord ? FXAAC_OK : FXAAC_ERR_NO_SYNC;
 }
 
-int32_t adts_fixed_header(AdtsHeader *header, BitReader *reader)
+int32_t fxaac::adts_fixed_header(AdtsHeader *header, BitCursor *reader)
 {
     header->id = static_cast<uint8_t>(read_bits(reader, 1));
     header->layer = static_cast<uint8_t>(read_bits(reader, 2));
@@ -75,7 +75,7 @@ int32_t adts_fixed_header(AdtsHeader *header, BitReader *reader)
     return FXAAC_OK;
 }
 
-void adts_variable_header(AdtsHeader *header, BitReader *reader)
+void fxaac::adts_variable_header(AdtsHeader *header, BitCursor *reader)
 {
     header->copyright_identification_bit = static_cast<uint8_t>(read_bits(reader, 1));
     header->copyright_identification_start = static_cast<uint8_t>(read_bits(reader, 1));
@@ -88,13 +88,13 @@ void adts_variable_header(AdtsHeader *header, BitReader *reader)
     header->number_of_raw_data_blocks_in_frame = static_cast<int8_t>(read_bits(reader, 2));
 }
 
-void adts_error_check(AdtsHeader *header, BitReader *reader)
+void fxaac::adts_error_check(AdtsHeader *header, BitCursor *reader)
 {
     if (header->protection_absent == 0)
         header->crc_check = read_bits(reader, 16);
 }
 
-void adts_header_error_check(AdtsHeader *header, BitReader *reader)
+void fxaac::adts_header_error_check(AdtsHeader *header, BitCursor *reader)
 {
     if (header->protection_absent != 0)
         return;
@@ -103,7 +103,7 @@ void adts_header_error_check(AdtsHeader *header, BitReader *reader)
     header->crc_check = read_bits(reader, 16);
 }
 
-int32_t adts_frame(AdtsHeader *header, BitReader *reader)
+int32_t fxaac::adts_frame(AdtsHeader *header, BitCursor *reader)
 {
     adts_fixed_header(header, reader);
     adts_variable_header(header, reader);

@@ -10,18 +10,21 @@
 FXAAC_EXTERN_C_BEGIN
 // 0 when the audio object type (0 to 31) is decodable (AAC LC, ER AAC LC), else -12.
 FXAAC_API int32_t can_decode_objType(int32_t objectType);
+FXAAC_EXTERN_C_END
+
+namespace fxaac {
 // Byte-by-byte search over 8192 positions; 0 with the reader after the sync
 // bits and the skipped byte count in frame_length, or -5.
-FXAAC_API int32_t find_sync_word(AdtsHeader *header, BitReader *reader);
+int32_t find_sync_word(AdtsHeader *header, BitCursor *reader);
 // Consumes 12 bits; 0 when they are the sync word, else -5.
-FXAAC_API int32_t find_sync_word_once(AdtsHeader *header, BitReader *reader);
-FXAAC_API int32_t adts_fixed_header(AdtsHeader *header, BitReader *reader);
-FXAAC_API void adts_variable_header(AdtsHeader *header, BitReader *reader);
-FXAAC_API void adts_error_check(AdtsHeader *header, BitReader *reader);
-FXAAC_API void adts_header_error_check(AdtsHeader *header, BitReader *reader);
+int32_t find_sync_word_once(AdtsHeader *header, BitCursor *reader);
+int32_t adts_fixed_header(AdtsHeader *header, BitCursor *reader);
+void adts_variable_header(AdtsHeader *header, BitCursor *reader);
+void adts_error_check(AdtsHeader *header, BitCursor *reader);
+void adts_header_error_check(AdtsHeader *header, BitCursor *reader);
 // Everything after the sync word; 0, or -12 for an undecodable object type.
-FXAAC_API int32_t adts_frame(AdtsHeader *header, BitReader *reader);
-FXAAC_EXTERN_C_END
+int32_t adts_frame(AdtsHeader *header, BitCursor *reader);
+}  // namespace fxaac
 
 namespace fxaac {
 constexpr uint32_t kAdtsSyncWord = 0xFFF;

@@ -17,7 +17,7 @@ constexpr uint32_t kObjectTypeErLc = 17;
 constexpr uint32_t kLastNonResilientType = 16;
 }  // namespace
 
-int32_t parse_audio_specific_config(BitReader *reader, AudioConfig *out)
+int32_t parse_audio_specific_config(BitCursor *reader, AudioConfig *out)
 {
     aac_byte_align(reader);
     // No escapes: an object type of 31 or an index of 15 is taken as it stands
@@ -62,7 +62,7 @@ int32_t AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampleRate,
                                 uint8_t *sectionResilience, uint8_t *scalefactorResilience,
                                 uint8_t *spectralResilience, uint8_t *frameLengthFlag)
 {
-    BitReader reader;
+    BitCursor reader;
     aac_initbits(&reader, buffer);
     AudioConfig cfg = {0, 0, 0, 0, *sectionResilience, *scalefactorResilience,
                        *spectralResilience, *frameLengthFlag};
@@ -78,7 +78,7 @@ int32_t AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampleRate,
     return result;
 }
 
-int8_t GASpecificConfig(BitReader *reader, uint32_t *channelConfig, uint32_t objectType,
+int8_t fxaac::GASpecificConfig(BitCursor *reader, uint32_t *channelConfig, uint32_t objectType,
                         uint8_t *sectionResilience, uint8_t *scalefactorResilience,
                         uint8_t *spectralResilience, uint8_t *frameLengthFlag)
 {
@@ -105,7 +105,7 @@ int8_t GASpecificConfig(BitReader *reader, uint32_t *channelConfig, uint32_t obj
     return 0;
 }
 
-int32_t get_adif_header(AdifHeader *adif, BitReader *reader)
+int32_t fxaac::get_adif_header(AdifHeader *adif, BitCursor *reader)
 {
     skip_bits(reader, 32);  // adif_id "ADIF", matched by the caller
     adif->copyright_id_present = static_cast<uint8_t>(read_bits(reader, 1));

@@ -48,19 +48,22 @@ FXAAC_API int32_t AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampl
                                           uint32_t *objectType, uint8_t *sectionResilience,
                                           uint8_t *scalefactorResilience,
                                           uint8_t *spectralResilience, uint8_t *frameLengthFlag);
-// GASpecificConfig: 0, or -6 when channel configuration 0 comes with a PCE
-// that lists coupling channels. The resilience flags are written only for
-// error-resilient object types with extensionFlag set.
-FXAAC_API int8_t GASpecificConfig(BitReader *reader, uint32_t *channelConfig, uint32_t objectType,
-                                  uint8_t *sectionResilience, uint8_t *scalefactorResilience,
-                                  uint8_t *spectralResilience, uint8_t *frameLengthFlag);
-// ADIF header, the reader on its first byte ("ADIF"): 0, or -12 from a PCE.
-FXAAC_API int32_t get_adif_header(AdifHeader *adif, BitReader *reader);
 FXAAC_EXTERN_C_END
 
 namespace fxaac {
+// GASpecificConfig: 0, or -6 when channel configuration 0 comes with a PCE
+// that lists coupling channels. The resilience flags are written only for
+// error-resilient object types with extensionFlag set.
+int8_t GASpecificConfig(BitCursor *reader, uint32_t *channelConfig, uint32_t objectType,
+                        uint8_t *sectionResilience, uint8_t *scalefactorResilience,
+                        uint8_t *spectralResilience, uint8_t *frameLengthFlag);
+// ADIF header, the reader on its first byte ("ADIF"): 0, or -12 from a PCE.
+int32_t get_adif_header(AdifHeader *adif, BitCursor *reader);
+}  // namespace fxaac
+
+namespace fxaac {
 // AudioSpecificConfig read through a reader that starts on its first byte.
-int32_t parse_audio_specific_config(BitReader *reader, AudioConfig *out);
+int32_t parse_audio_specific_config(BitCursor *reader, AudioConfig *out);
 }  // namespace fxaac
 
 #endif  // FXAAC_BITSTREAM_AUDIO_CONFIG_H

@@ -1,11 +1,11 @@
 #include "bitstream/bit_reader.h"
 
+// The exported reader functions work on the three-field record; the parsers'
+// cursor has inline twins of them in bit_reader.h.
+
 void aac_initbits(BitReader *reader, const uint8_t *buffer)
 {
-    reader->ptr = buffer;
-    reader->bitPos = 0;
-    reader->bitsConsumed = 0;
-    reader->end = nullptr;
+    *reader = {buffer, 0, 0};
 }
 
 int32_t aac_get_processed_bits(const BitReader *reader)
@@ -15,11 +15,8 @@ int32_t aac_get_processed_bits(const BitReader *reader)
 
 int32_t aac_byte_align(BitReader *reader)
 {
-    int32_t n = 8 - (reader->bitsConsumed & 7);
-    if (n == 8)
-        return 0;
-    reader->bitsConsumed += n;
-    reader->bitPos = 0;
-    reader->ptr += 1;
+    BitCursor c = fxaac::cursor_of(reader);
+    int32_t n = fxaac::aac_byte_align(&c);
+    fxaac::store_cursor(reader, c);
     return n;
 }

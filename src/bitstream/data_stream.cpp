@@ -9,7 +9,7 @@ constexpr uint32_t kCountEscape = 255;
 constexpr int kChannelsPerGroup = 7;
 }  // namespace
 
-int32_t data_stream_element(BitReader *reader)
+int32_t fxaac::data_stream_element(BitCursor *reader)
 {
     skip_bits(reader, 4);  // element_instance_tag
     uint32_t align = read_bits(reader, 1);
@@ -22,7 +22,7 @@ int32_t data_stream_element(BitReader *reader)
     return static_cast<int32_t>(count);
 }
 
-int32_t excluded_channels(BitReader *reader, DrcInfo *drc)
+int32_t fxaac::excluded_channels(BitCursor *reader, DrcInfo *drc)
 {
     int32_t groups = 0;
     uint32_t more;
@@ -43,7 +43,7 @@ int32_t excluded_channels(BitReader *reader, DrcInfo *drc)
     return groups;
 }
 
-int32_t dynamic_range_info(BitReader *reader, DrcInfo *drc)
+int32_t fxaac::dynamic_range_info(BitCursor *reader, DrcInfo *drc)
 {
     drc->drc_num_bands = 1;
     int32_t n = 1;

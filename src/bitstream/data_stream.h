@@ -29,14 +29,15 @@ struct DrcInfo {
     int32_t status;
 };
 
-FXAAC_EXTERN_C_BEGIN
+
+namespace fxaac {
 // Skips a data stream element; returns the data bytes skipped (0 to 510).
-FXAAC_API int32_t data_stream_element(BitReader *reader);
+int32_t data_stream_element(BitCursor *reader);
 // Parses dynamic range control information; returns the bytes it occupies as
 // counted for the enclosing fill element.
-FXAAC_API int32_t dynamic_range_info(BitReader *reader, DrcInfo *drc);
+int32_t dynamic_range_info(BitCursor *reader, DrcInfo *drc);
 // Parses excluded_channels; returns 1 plus the number of additional groups.
-FXAAC_API int32_t excluded_channels(BitReader *reader, DrcInfo *drc);
-FXAAC_EXTERN_C_END
+int32_t excluded_channels(BitCursor *reader, DrcInfo *drc);
+}  // namespace fxaac
 
 #endif  // FXAAC_BITSTREAM_DATA_STREAM_H

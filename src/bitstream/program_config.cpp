@@ -5,7 +5,7 @@
 namespace {
 
 // Reads `count` (is_cpe, tag_select) pairs; returns the channels they carry.
-uint32_t read_channel_elements(BitReader *r, int count, uint8_t *isCpe, uint8_t *tagSelect)
+uint32_t read_channel_elements(BitCursor *r, int count, uint8_t *isCpe, uint8_t *tagSelect)
 {
     uint32_t channels = 0;
     for (int i = 0; i < count; i++) {
@@ -16,7 +16,7 @@ uint32_t read_channel_elements(BitReader *r, int count, uint8_t *isCpe, uint8_t 
     return channels;
 }
 
-void read_tags(BitReader *r, int count, uint8_t *tagSelect)
+void read_tags(BitCursor *r, int count, uint8_t *tagSelect)
 {
     for (int i = 0; i < count; i++)
         tagSelect[i] = static_cast<uint8_t>(fxaac::read_bits(r, 4));
@@ -26,7 +26,7 @@ void read_tags(BitReader *r, int count, uint8_t *tagSelect)
 
 using fxaac::read_bits;
 
-int32_t program_config_element(ProgramConfig *pce, BitReader *reader)
+int32_t fxaac::program_config_element(ProgramConfig *pce, BitCursor *reader)
 {
     pce->channel_count = 0;
     pce->element_instance_tag = static_cast<uint8_t>(read_bits(reader, 4));

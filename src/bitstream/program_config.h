@@ -41,10 +41,11 @@ struct ProgramConfig {
     uint8_t comment_field_bytes;
 };
 
-FXAAC_EXTERN_C_BEGIN
+
+namespace fxaac {
 // Parses one element, leaving the reader after its comment bytes. Returns 0,
 // or -12 when object_type is not AAC LC (the element is parsed whole anyway).
-FXAAC_API int32_t program_config_element(ProgramConfig *pce, BitReader *reader);
-FXAAC_EXTERN_C_END
+int32_t program_config_element(ProgramConfig *pce, BitCursor *reader);
+}  // namespace fxaac
 
 #endif  // FXAAC_BITSTREAM_PROGRAM_CONFIG_H

@@ -6,7 +6,7 @@ namespace {
 constexpr uint32_t kCountEscape = 15;
 }
 
-void VorNexAACPlus_GetSbrBitStream(BitReader *reader)
+void fxaac::VorNexAACPlus_GetSbrBitStream(BitCursor *reader)
 {
     uint32_t count = read_bits(reader, 4);
     if (count == kCountEscape)

@@ -5,9 +5,9 @@
 
 #include "bitstream/bit_reader.h"
 
-FXAAC_EXTERN_C_BEGIN
+namespace fxaac {
 // Advances the reader, standing after the element id, past the element.
-FXAAC_API void VorNexAACPlus_GetSbrBitStream(BitReader *reader);
-FXAAC_EXTERN_C_END
+void VorNexAACPlus_GetSbrBitStream(BitCursor *reader);
+}  // namespace fxaac
 
 #endif  // FXAAC_DECODER_FILL_ELEMENT_H

@@ -72,7 +72,7 @@ void place_buffers(AacDecoder *dec, void *output, Block *b)
     dec->scratchB = reinterpret_cast<int32_t *>(e);
 }
 
-int32_t parse_single(AacDecoder *dec, BitReader *r, uint32_t id, Block *b)
+int32_t parse_single(AacDecoder *dec, BitCursor *r, uint32_t id, Block *b)
 {
     ChannelElement *e = dec->elementRecord;
     e->element_id = static_cast<uint16_t>(id);
@@ -84,7 +84,7 @@ int32_t parse_single(AacDecoder *dec, BitReader *r, uint32_t id, Block *b)
     return status;
 }
 
-int32_t parse_pair(AacDecoder *dec, BitReader *r, Block *b)
+int32_t parse_pair(AacDecoder *dec, BitCursor *r, Block *b)
 {
     ChannelElement *e = dec->elementRecord;
     e->element_id = kCpe;
@@ -97,7 +97,7 @@ int32_t parse_pair(AacDecoder *dec, BitReader *r, Block *b)
 }
 
 // Error-resilient streams carry one element without an element id.
-int32_t parse_resilient_block(AacDecoder *dec, BitReader *r, FrameStatus *st, Block *b)
+int32_t parse_resilient_block(AacDecoder *dec, BitCursor *r, FrameStatus *st, Block *b)
 {
     if (dec->channels == 1)
         st->errorCode = parse_single(dec, r, kSce, b);
@@ -110,7 +110,7 @@ int32_t parse_resilient_block(AacDecoder *dec, BitReader *r, FrameStatus *st, Bl
 
 // Reads elements until END. A block carries one SCE or LFE, two of them, or
 // one CPE; coupling channel elements are not decoded.
-int32_t parse_elements(AacDecoder *dec, BitReader *r, FrameStatus *st, Block *b)
+int32_t parse_elements(AacDecoder *dec, BitCursor *r, FrameStatus *st, Block *b)
 {
     int elements = 0;
     for (;;) {
@@ -223,7 +223,7 @@ void synthesize(AacDecoder *dec, Block *b, void *output, int32_t *sbrTime, int32
 
 // limit: the bytes a bounded call was given (the count never exceeds them),
 // or -1.
-int32_t fail(AacDecoder *dec, const BitReader *r, FrameStatus *st, int32_t limit = -1)
+int32_t fail(AacDecoder *dec, const BitCursor *r, FrameStatus *st, int32_t limit = -1)
 {
     dec->rawBlocksLeft = 0;  // the next call of an ADTS stream looks for a new header
     st->outputSamples = 0;
@@ -278,7 +278,7 @@ struct Input {
     const uint8_t *start;
     int32_t bytes;  // -1: unbounded
     bool bounded() const { return bytes >= 0; }
-    bool overrun(const BitReader &r, int32_t limitBytes) const
+    bool overrun(const BitCursor &r, int32_t limitBytes) const
     {
         return aac_get_processed_bits(&r) > 8 * static_cast<int64_t>(limitBytes);
     }
@@ -305,7 +305,7 @@ bool plausible_adts_length(const AdtsHeader &h, int32_t skipped)
 
 // Reads the header of a new ADTS frame. Returns 1 to go on with the block,
 // or 0 when the call has already ended (its result in *result).
-int adts_frame_start(AacDecoder *dec, BitReader *r, const Input &in, const ParseState &saved,
+int adts_frame_start(AacDecoder *dec, BitCursor *r, const Input &in, const ParseState &saved,
                      FrameStatus *st, int32_t *result)
 {
     st->errorCode = find_sync_word(&dec->adts, r);
@@ -355,7 +355,7 @@ int32_t decode_frame(AacDecoder *dec, const Input &in, void *output, FrameStatus
     Block b;
     place_buffers(dec, output, &b);
     std::memset(status, 0, sizeof *status);
-    BitReader r;
+    BitCursor r;
     if (in.bounded())
         init_bounded(&r, in.start, in.bytes);
     else
@@ -388,7 +388,8 @@ int32_t decode_frame(AacDecoder *dec, const Input &in, void *output, FrameStatus
         return fail_consuming(dec, status, failure != 0 ? status->errorCode : FXAAC_ERR_FRAME_OVERRUN,
                               frameLimit);
     }
-    if (failure != 0 && b.message)
+    // The trusting entry point keeps its diagnostics; bounded calls print nothing.
+    if (failure != 0 && b.message && !in.bounded())
         std::puts(b.message);
     if (failure != 0) {
         // A bounded call that did not read this ADTS frame's header cannot
@@ -415,7 +416,7 @@ int32_t decode_frame(AacDecoder *dec, const Input &in, void *output, FrameStatus
         for (int k = 0; k < b.channels; k++)
             spectral_tools(dec, &b, k);
         int32_t sbrTime[2 * N];  // hand-off samples in SBR mode, dropped at return
-        synthesize(dec, &b, output, sbrTime, *sbrFlag);
+        synthesize(dec, &b, output, sbrTime, sbrFlag != nullptr ? *sbrFlag : 0);
     }
     dec->frameCount++;
     return 1;

@@ -32,7 +32,7 @@ int32_t to_profile(int32_t objectType)
     return objectType <= kAdtsLcProfileLimit ? objectType - 1 : objectType;
 }
 
-int32_t decode_adif(AacDecoder *dec, BitReader *reader)
+int32_t decode_adif(AacDecoder *dec, BitCursor *reader)
 {
     AdifHeader adif = {};
     dec->hasConfig = 1;
@@ -46,7 +46,7 @@ int32_t decode_adif(AacDecoder *dec, BitReader *reader)
     return aac_get_processed_bits(reader) >> 3;
 }
 
-int32_t decode_adts(AacDecoder *dec, BitReader *reader)
+int32_t decode_adts(AacDecoder *dec, BitCursor *reader)
 {
     AdtsHeader header = {};
     dec->isAdts = 1;
@@ -76,7 +76,7 @@ int32_t decode_audio_specific_config(AacDecoder *dec, const uint8_t *input)
     cfg.sectionResilience = dec->sectionResilience;
     cfg.scalefactorResilience = dec->scalefactorResilience;
     cfg.spectralResilience = dec->spectralResilience;
-    BitReader reader;
+    BitCursor reader;
     aac_initbits(&reader, config);
     int32_t result = static_cast<int16_t>(parse_audio_specific_config(&reader, &cfg));
     dec->sampleRate = static_cast<int32_t>(cfg.sampleRate);
@@ -122,7 +122,7 @@ int32_t AACPlusHeaderDecode(DecoderConfig config, AacDecoder *instance, const ui
         return 0;
     }
 
-    BitReader reader;
+    BitCursor reader;
     aac_initbits(&reader, input);
     int32_t result;
     if (starts_with(input, "ADIF", 4))

@@ -15,7 +15,7 @@ namespace {
 enum MsMask { kMsNone = 0, kMsPerBand = 1, kMsAll = 2 };
 
 // Side data flags and their parsers; gain control (AAC SSR) is refused.
-int32_t read_side_data(ChannelStream *s, BitReader *r, int32_t objectType)
+int32_t read_side_data(ChannelStream *s, BitCursor *r, int32_t objectType)
 {
     if ((s->pulse_data_present = static_cast<uint8_t>(read_bits(r, 1))))
         pulse_data(&s->pulse, r);
@@ -32,7 +32,7 @@ int32_t read_side_data(ChannelStream *s, BitReader *r, int32_t objectType)
 
 }  // namespace
 
-int32_t individual_channel_stream(ChannelElement *element, BitReader *reader,
+int32_t fxaac::individual_channel_stream(ChannelElement *element, BitCursor *reader,
                                   ChannelStream *stream, int32_t scaleFlag, int16_t *quantised,
                                   int32_t sfIndex, int32_t objectType)
 {
@@ -65,8 +65,8 @@ int32_t individual_channel_stream(ChannelElement *element, BitReader *reader,
     return FXAAC_OK;
 }
 
-int32_t single_lfe_channel_element(AacDecoder *instance, ChannelElement *element,
-                                   BitReader *reader, int16_t *const *quantised, int32_t sfIndex,
+int32_t fxaac::single_lfe_channel_element(AacDecoder *instance, ChannelElement *element,
+                                   BitCursor *reader, int16_t *const *quantised, int32_t sfIndex,
                                    int32_t objectType)
 {
     element->element_instance_tag = static_cast<uint16_t>(read_bits(reader, 4));
@@ -83,7 +83,7 @@ int32_t single_lfe_channel_element(AacDecoder *instance, ChannelElement *element
                                      quantised[which], sfIndex, objectType);
 }
 
-int32_t channel_pair_element(ChannelElement *element, BitReader *reader, int16_t *quantised0,
+int32_t fxaac::channel_pair_element(ChannelElement *element, BitCursor *reader, int16_t *quantised0,
                              int16_t *quantised1, int32_t sfIndex, int32_t objectType)
 {
     element->element_instance_tag = static_cast<uint16_t>(read_bits(reader, 4));

@@ -72,7 +72,7 @@ int32_t window_grouping_info(ChannelStream *stream, int32_t sfIndex)
     return FXAAC_OK;
 }
 
-int32_t ics_info(ChannelStream *stream, BitReader *reader, int32_t /*commonWindow*/,
+int32_t fxaac::ics_info(ChannelStream *stream, BitCursor *reader, int32_t /*commonWindow*/,
                  int32_t sfIndex, int32_t objectType)
 {
     skip_bits(reader, 1);  // ics_reserved_bit

@@ -23,13 +23,16 @@ constexpr int32_t kLastNonResilientType = 16;
 }  // namespace fxaac
 
 FXAAC_EXTERN_C_BEGIN
-// Parses ics_info into the stream: 0, 7 (low delay with short windows), 10
-// (sampling frequency index above 11) or 20 (max_sfb above num_swb).
-FXAAC_API int32_t ics_info(ChannelStream *stream, BitReader *reader, int32_t commonWindow,
-                           int32_t sfIndex, int32_t objectType);
 // Derives windows, groups and band offsets from window_sequence and
 // scale_factor_grouping: 0 or 10.
 FXAAC_API int32_t window_grouping_info(ChannelStream *stream, int32_t sfIndex);
 FXAAC_EXTERN_C_END
+
+namespace fxaac {
+// Parses ics_info into the stream: 0, 7 (low delay with short windows), 10
+// (sampling frequency index above 11) or 20 (max_sfb above num_swb).
+int32_t ics_info(ChannelStream *stream, BitCursor *reader, int32_t commonWindow,
+                 int32_t sfIndex, int32_t objectType);
+}  // namespace fxaac
 
 #endif  // FXAAC_SYNTAX_ICS_INFO_H

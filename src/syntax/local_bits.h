@@ -24,7 +24,7 @@ struct LocalBits {
     const uint8_t *base;
     uint32_t pos;  // bits from base
 
-    explicit LocalBits(const BitReader *r) : base(r->ptr), pos(r->bitPos) {}
+    explicit LocalBits(const BitCursor *r) : base(r->ptr), pos(r->bitPos) {}
 
     uint32_t window() const
     {
@@ -36,7 +36,7 @@ struct LocalBits {
 };
 
 struct ReaderBits {
-    BitReader *r;
+    BitCursor *r;
 
     uint32_t window() const { return load_window(r) << r->bitPos; }
     void skip(uint32_t n) { skip_bits(r, n); }
@@ -45,7 +45,7 @@ struct ReaderBits {
 // How many of `wanted` steps of at most maxBits bits each LocalBits can take
 // from the reader's position with every load inside the data: all of them
 // for an unbounded reader, else as many as the bytes left allow.
-inline int32_t local_steps(const BitReader *r, int32_t wanted, int32_t maxBits)
+inline int32_t local_steps(const BitCursor *r, int32_t wanted, int32_t maxBits)
 {
     if (r->end == nullptr || wanted <= 0)
         return wanted;
@@ -59,7 +59,7 @@ inline int32_t local_steps(const BitReader *r, int32_t wanted, int32_t maxBits)
 
 // Moves the reader past the bits that local has consumed since it was made
 // from it.
-inline void local_commit(BitReader *r, const LocalBits &local)
+inline void local_commit(BitCursor *r, const LocalBits &local)
 {
     skip_bits(r, local.pos - r->bitPos);
 }

@@ -98,7 +98,7 @@ int32_t read_scale_factors(ChannelStream *stream, Bits &bits)
 
 }  // namespace
 
-int32_t decode_scale_factor_difference(BitReader *reader)
+int32_t decode_scale_factor_difference(BitCursor *reader)
 {
     ReaderBits bits{reader};
     return scale_difference(bits);
@@ -106,7 +106,7 @@ int32_t decode_scale_factor_difference(BitReader *reader)
 
 }  // namespace fxaac
 
-int32_t section_data(ChannelStream *stream, BitReader *reader)
+int32_t fxaac::section_data(ChannelStream *stream, BitCursor *reader)
 {
     const bool isShort = stream->window_sequence == kEightShort;
     const uint32_t lenBits = isShort ? 3 : 5;
@@ -147,7 +147,7 @@ int32_t section_data(ChannelStream *stream, BitReader *reader)
     return FXAAC_OK;
 }
 
-int32_t scale_factor_data(ChannelStream *stream, BitReader *reader)
+int32_t fxaac::scale_factor_data(ChannelStream *stream, BitCursor *reader)
 {
     // All bands from local bits when the data surely holds them, else
     // through the reader.

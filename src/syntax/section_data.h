@@ -18,17 +18,18 @@ enum Codebook : int8_t {
 };
 
 // Decodes one scalefactor Huffman codeword: the difference, -60 to +60.
-int32_t decode_scale_factor_difference(BitReader *reader);
+int32_t decode_scale_factor_difference(BitCursor *reader);
 }  // namespace fxaac
 
-FXAAC_EXTERN_C_BEGIN
+
+namespace fxaac {
 // Reads the sections of every group: 0, or 21 when a section ends past
 // max_sfb or a group has more sections than bands (which would overrun the
 // section arrays).
-FXAAC_API int32_t section_data(ChannelStream *stream, BitReader *reader);
+int32_t section_data(ChannelStream *stream, BitCursor *reader);
 // Reads scale factors, noise energies and intensity positions: 0, 2 (reserved
 // codebook 12 in a band) or 3 (a scale factor below 0).
-FXAAC_API int32_t scale_factor_data(ChannelStream *stream, BitReader *reader);
-FXAAC_EXTERN_C_END
+int32_t scale_factor_data(ChannelStream *stream, BitCursor *reader);
+}  // namespace fxaac
 
 #endif  // FXAAC_SYNTAX_SECTION_DATA_H

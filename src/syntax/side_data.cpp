@@ -18,7 +18,7 @@ enum LtpField { kLtpBands = 0, kLtpLag = 3, kLtpCoef = 4, kShortUsed = 5, kShort
 
 }  // namespace
 
-void pulse_data(PulseInfo *pulse, BitReader *reader)
+void fxaac::pulse_data(PulseInfo *pulse, BitCursor *reader)
 {
     pulse->number_pulse = static_cast<int8_t>(read_bits(reader, 2));
     pulse->pulse_start_sfb = static_cast<uint8_t>(read_bits(reader, 6));
@@ -28,7 +28,7 @@ void pulse_data(PulseInfo *pulse, BitReader *reader)
     }
 }
 
-int32_t tns_data(const ChannelStream *stream, TnsInfo *tns, BitReader *reader)
+int32_t fxaac::tns_data(const ChannelStream *stream, TnsInfo *tns, BitCursor *reader)
 {
     const TnsWidths &bits = stream->window_sequence == kEightShort ? kTnsShort : kTnsLong;
     for (int w = 0; w < stream->num_windows; w++) {
@@ -56,7 +56,7 @@ int32_t tns_data(const ChannelStream *stream, TnsInfo *tns, BitReader *reader)
     return FXAAC_OK;
 }
 
-void ltp_data(const ChannelStream *stream, LtpInfo *ltp, BitReader *reader)
+void fxaac::ltp_data(const ChannelStream *stream, LtpInfo *ltp, BitCursor *reader)
 {
     ltp->field[kLtpLag] = static_cast<uint16_t>(read_bits(reader, 11));
     ltp->field[kLtpCoef] = static_cast<uint16_t>(read_bits(reader, 3));

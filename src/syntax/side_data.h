@@ -18,12 +18,13 @@ namespace fxaac {
 constexpr int kLtpMaxBands = 40;
 }
 
-FXAAC_EXTERN_C_BEGIN
-FXAAC_API void pulse_data(PulseInfo *pulse, BitReader *reader);
+
+namespace fxaac {
+void pulse_data(PulseInfo *pulse, BitCursor *reader);
 // Reads the TNS filters of every window: 0, or 25 when a filter's order
 // exceeds its 12 coefficient slots (the largest order AAC LC allows).
-FXAAC_API int32_t tns_data(const ChannelStream *stream, TnsInfo *tns, BitReader *reader);
-FXAAC_API void ltp_data(const ChannelStream *stream, LtpInfo *ltp, BitReader *reader);
-FXAAC_EXTERN_C_END
+int32_t tns_data(const ChannelStream *stream, TnsInfo *tns, BitCursor *reader);
+void ltp_data(const ChannelStream *stream, LtpInfo *ltp, BitCursor *reader);
+}  // namespace fxaac
 
 #endif  // FXAAC_SYNTAX_SIDE_DATA_H

@@ -188,7 +188,7 @@ constexpr int values_per_codeword(Kind k)
 // data go through local bits, one reader update per run; codewords near the
 // end of a bounded reader's data go through the reader.
 template <Kind K>
-int decode_codewords(BitReader *r, int cb, int16_t *out, int32_t codewords)
+int decode_codewords(BitCursor *r, int cb, int16_t *out, int32_t codewords)
 {
     constexpr int kDim = values_per_codeword(K);
     constexpr int kMaxBits = K == Kind::Escape ? kMaxEscapeCodewordBits : kMaxCodewordBits;
@@ -219,7 +219,7 @@ int decode_codewords(BitReader *r, int cb, int16_t *out, int32_t codewords)
 }
 
 // The codewords covering `width` values (rounded up to whole codewords).
-int decode_section(BitReader *r, int cb, int16_t *out, int width)
+int decode_section(BitCursor *r, int cb, int16_t *out, int width)
 {
     switch (kind_of(cb)) {
     case Kind::SignedQuad:
@@ -239,7 +239,7 @@ int decode_section(BitReader *r, int cb, int16_t *out, int width)
 
 namespace fxaac {
 
-int decode_spectral_codeword(BitReader *r, int cb, int16_t *out)
+int decode_spectral_codeword(BitCursor *r, int cb, int16_t *out)
 {
     const BookRows book(cb);
     const uint8_t *values = book_table_optimized[cb < kEscHcb ? cb : 0];
@@ -269,7 +269,7 @@ int decode_spectral_codeword(BitReader *r, int cb, int16_t *out)
 
 }  // namespace fxaac
 
-int32_t spectral_data(const ChannelStream *stream, BitReader *reader, int16_t *quantised,
+int32_t fxaac::spectral_data(const ChannelStream *stream, BitCursor *reader, int16_t *quantised,
                       int16_t objectType)
 {
     const int lines = objectType == kObjectTypeLd ? FXAAC_FRAME_LENGTH / 2 : FXAAC_FRAME_LENGTH;

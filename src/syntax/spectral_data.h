@@ -14,14 +14,15 @@ constexpr int kMaxEscapeMagnitude = 8191;
 // Decodes one codeword of codebook cb (1 to 11) into out[0..dim-1], signs
 // applied and escapes resolved; returns the value count, or -1 for an escape
 // beyond kMaxEscapeMagnitude.
-int decode_spectral_codeword(BitReader *reader, int cb, int16_t *out);
+int decode_spectral_codeword(BitCursor *reader, int cb, int16_t *out);
 }  // namespace fxaac
 
-FXAAC_EXTERN_C_BEGIN
+
+namespace fxaac {
 // Writes the channel's 1024 quantised values (512 for ER AAC LD), grouped and
 // window-interleaved for short windows: 0, or 22 for an escape above 8191.
-FXAAC_API int32_t spectral_data(const ChannelStream *stream, BitReader *reader,
-                                int16_t *quantised, int16_t objectType);
-FXAAC_EXTERN_C_END
+int32_t spectral_data(const ChannelStream *stream, BitCursor *reader,
+                      int16_t *quantised, int16_t objectType);
+}  // namespace fxaac
 
 #endif  // FXAAC_SYNTAX_SPECTRAL_DATA_H

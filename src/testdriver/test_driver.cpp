@@ -1,5 +1,6 @@
-// Command-line test driver: decodes a compressed file frame by frame into a
-// WAV file and times every frame call.
+// Command-line test driver, built into the library: decodes a compressed
+// file frame by frame into a WAV file and times every frame call. The
+// program fxaac_testdriver is a thin main over these functions:
 //
 //   fxaac_testdriver <input> <output.wav> <fs> <chn> <HdrPrsnt>
 //
@@ -17,7 +18,7 @@
 
 #include <fxaac/fxaac.h>
 
-#include "testdriver/wav_writer.h"
+#include "testdriver/test_driver.h"
 
 namespace {
 
@@ -41,16 +42,6 @@ static_assert(kWorkOffset + sizeof(DecoderWorkArea) <= kMemorySize,
 
 }  // namespace
 
-// The driver's view of one decoder: where its memory lies, and the status
-// record handed to every frame call.
-struct DriverObject {
-    AacDecoder *pInst;
-    uint8_t *pMem;
-    DecoderWorkArea *pWork;
-    FrameStatus status;
-    int32_t validBytes;  // real data at the start of the input window
-};
-
 // Decode duration of each frame, in microseconds.
 struct FrameTimes {
     uint32_t usec[kMaxTimedFrames];
@@ -63,26 +54,11 @@ alignas(16) static uint8_t sram_phy_addr[41720];
 alignas(16) static uint8_t pubInpBuffer[8192];
 alignas(16) static uint8_t pvOutBuffer[16384];
 static DriverObject pObjAacDec;
-static DecoderConfig SbrConfigHandle;
-static DecoderConfig SbrConfigHandle1;  // kept like the first; not read back
 static int32_t get_info[2];             // [1]: memory size given to the decoder
 static int32_t VorNexFrameNumber;
 static FrameTimes frameTimes;
 
 extern "C" {
-
-int32_t AACPlus_decoder(DecoderConfig config, FILE *inFile, FILE *outFile);
-int32_t AACPlus_memory_INIT(DriverObject *object, uint8_t *memory, int32_t size);
-void AACPlus_decoder_INIT(DriverObject *object, DecoderConfig *config, uint8_t *input,
-                          uint8_t *output);
-int32_t AACPlusDecodeMain(DriverObject *object, DecoderConfig *config, uint8_t *input,
-                          uint8_t *output);
-void AACPlus_decoder_DEINIT(DriverObject *object);
-int32_t ReadInputData(int32_t *valid, int32_t *consumed, uint8_t *buffer, FILE *inFile);
-int32_t WriteOutputData(DecoderConfig config, int32_t total, const uint8_t *buffer,
-                        FILE *outFile);
-uint32_t now_usec(void);
-void show_statistics(void);
 
 uint32_t now_usec(void)
 {
@@ -134,12 +110,16 @@ int32_t AACPlusDecodeMain(DriverObject *object, DecoderConfig *config, uint8_t *
                           uint8_t *output)
 {
     const int32_t sbrFlag = 0;  // the driver always asks for PCM
-    // The bounded call never reads the window's stale tail; a frame that is
-    // cut off by the end of the file ends the run like any frame without
-    // samples.
-    AACPlusDecodeBuffer(object->pInst, input, object->validBytes, output, &object->status,
-                        &sbrFlag);
+    // The trusting frame call: the window lies in an 8192-byte buffer, so its
+    // reads stay inside the buffer even past the 2048 bytes in use.
+    AACPlusDecode(object->pInst, input, output, &object->status, &sbrFlag);
     config->outSamples = object->status.outputSamples;
+    // A header may announce no channels (ADTS channel_configuration 0, whose
+    // program config element comes in the frames), and so may the command
+    // line: the first frame with samples tells the channel count, which the
+    // sample frame count and the final WAV header then use.
+    if (config->chn <= 0 && config->outSamples > 0)
+        config->chn = config->outSamples / FXAAC_FRAME_LENGTH;
     config->usedBytes = object->status.bytesConsumed;
     config->errCode = object->status.errorCode;
     config->sbrMode = sbrFlag;
@@ -242,7 +222,6 @@ int32_t AACPlus_decoder(DecoderConfig config, FILE *inFile, FILE *outFile)
     for (;;) {
         if (ReadInputData(&valid, &consumed, pubInpBuffer, inFile) == -1)
             break;
-        pObjAacDec.validBytes = valid;
         const uint32_t t0 = now_usec();
         const int32_t result = AACPlusDecodeMain(&pObjAacDec, &config, pubInpBuffer, pvOutBuffer);
         const uint32_t t1 = now_usec();
@@ -273,39 +252,3 @@ int32_t AACPlus_decoder(DecoderConfig config, FILE *inFile, FILE *outFile)
 }
 
 }  // extern "C"
-
-int main(int argc, char *argv[])
-{
-    if (argc != 6) {
-        std::printf("usage: < %s > < input.aac> <output.pcm>  <fs>  <chn>  <HdrPrsnt> \n ",
-                    argc > 0 ? argv[0] : "fxaac_testdriver");
-        return 1;
-    }
-    const int32_t fs = static_cast<int32_t>(std::strtol(argv[3], nullptr, 10));
-    const int32_t chn = static_cast<int32_t>(std::strtol(argv[4], nullptr, 10));
-    const int32_t hdrPrsnt = static_cast<int32_t>(std::strtol(argv[5], nullptr, 10));
-    // The echo names the program in its text field.
-    std::printf("%s, %d, %d ,%d, %d\n", argv[0], fs, chn, 0, hdrPrsnt);
-
-    DecoderConfig config = {};
-    config.hdrPrsnt = hdrPrsnt;
-    config.fs = fs;
-    config.chn = chn;
-    config.pcmWidth = 1;  // 16-bit samples
-    config.wavOut = 1;
-    config.sbrDownsampled = 0;
-    SbrConfigHandle = config;
-    SbrConfigHandle1 = config;
-
-    FILE *inFile = std::fopen(argv[1], "rb");
-    FILE *outFile = std::fopen(argv[2], "wb");
-    if (inFile == nullptr || outFile == nullptr) {
-        std::puts("file open error!");
-        return 1;
-    }
-    if (AACPlus_decoder(SbrConfigHandle, inFile, outFile) == 0)
-        std::printf("\nFinished Deocding\n ");
-    else
-        std::puts("Decoding  failed...");
-    return 0;
-}

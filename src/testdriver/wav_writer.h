@@ -13,22 +13,22 @@ extern "C" {
 
 // Little-endian field writers: least significant byte first, whatever the
 // machine's byte order. Each returns the last character written (EOF on error).
-int Write16BitsLowHigh(FILE *fp, int32_t value);
-int Write24BitsLowHigh(FILE *fp, int32_t value);
-int Write32BitsLowHigh(FILE *fp, int32_t value);
+FXAAC_API int Write16BitsLowHigh(FILE *fp, int32_t value);
+FXAAC_API int Write24BitsLowHigh(FILE *fp, int32_t value);
+FXAAC_API int Write32BitsLowHigh(FILE *fp, int32_t value);
 
 // Writes the 44-byte header at the current file position. Returns 0, or -1
 // when the stream's error indicator is set afterwards.
-int32_t WriteWaveHeader_AAC_DEC(FILE *fp, int32_t dataBytes, int32_t rate, int32_t chn,
-                                int32_t bits);
+FXAAC_API int32_t WriteWaveHeader_AAC_DEC(FILE *fp, int32_t dataBytes, int32_t rate,
+                                          int32_t chn, int32_t bits);
 
 // Placeholder header with the largest data size; only when config.wavOut is 1
 // and first is 1.
-void WriteWaveHeader(DecoderConfig config, FILE *fp, int32_t first);
+FXAAC_API void WriteWaveHeader(DecoderConfig config, FILE *fp, int32_t first);
 
 // Seeks to the start of the file and writes the header for totalFrames sample
 // frames of 16-bit samples; only when config.wavOut is 1.
-void WriteWaveHeaderEnd(DecoderConfig config, FILE *fp, int32_t totalFrames);
+FXAAC_API void WriteWaveHeaderEnd(DecoderConfig config, FILE *fp, int32_t totalFrames);
 
 }  // extern "C"
 

@@ -14,7 +14,7 @@ namespace {
 struct Parsed {
     int32_t sync = 0, frame = 0;
     AdtsHeader h = {};
-    BitReader r = {};
+    BitCursor r = {};
 };
 
 // A header behind `garbage` bytes that never form a sync word, searched for
@@ -57,7 +57,7 @@ TEST(Adts, SyncSearchAndFrameLength)
     EXPECT_EQ(lost.h.frame_length, 77);  // keeps the previous header's value
 
     const uint8_t cut[3] = {0x5A, 0xFF, 0xF1};  // the sync word lies past the data
-    BitReader r;
+    BitCursor r;
     init_bounded(&r, cut, 2);
     EXPECT_EQ(find_sync_word(&p.h, &r), FXAAC_ERR_NO_SYNC);
 }

@@ -22,7 +22,7 @@ ProgramConfig parse_pce(const PceFields &f, int lead, int32_t *code)
     w.put(0, lead);
     write_pce(w, f);
     auto buf = w.data();
-    BitReader r;
+    BitCursor r;
     aac_initbits(&r, buf.data());
     skip_bits(&r, static_cast<uint32_t>(lead));
     ProgramConfig pce = {};

@@ -1,7 +1,9 @@
 # Installs the build to a temporary prefix, checks the installed files, and
 # builds and runs a consumer program twice: with the flags of pkg-config and
 # with find_package(fxaac). Prints "fxaac-test-skipped" (a skip for ctest)
-# when pkg-config is missing, after the find_package half.
+# when pkg-config is missing, after the find_package half; with the
+# environment variable FXAAC_REQUIRE_ALL_TESTS set (as CI sets it), a missing
+# pkg-config fails instead.
 #
 # -D: BUILD_DIR, CONSUMER_DIR, WORK_DIR, VECTOR, VERSION, LIBDIR, GENERATOR,
 #     MAKE_PROGRAM, C_COMPILER, C_FLAGS (flags the library's build needs in
@@ -26,7 +28,7 @@ list(FILTER installed EXCLUDE REGEX "^${LIBDIR}/cmake/fxaac/fxaacTargets-[a-z]+\
 list(SORT installed)
 set(expected bin/fxaac include/fxaac/fxaac.h include/fxaac/fxaac_export.h
   ${LIBDIR}/cmake/fxaac/fxaacConfig.cmake ${LIBDIR}/cmake/fxaac/fxaacConfigVersion.cmake
-  ${LIBDIR}/cmake/fxaac/fxaacTargets.cmake
+  ${LIBDIR}/cmake/fxaac/fxaacTargets.cmake ${LIBDIR}/cmake/fxaac/LICENSE
   ${LIBDIR}/libfxaac.so ${LIBDIR}/libfxaac.so.0 ${LIBDIR}/libfxaac.so.${VERSION}
   ${LIBDIR}/pkgconfig/fxaac.pc)
 list(SORT expected)
@@ -65,6 +67,10 @@ if(NOT pc_prefix STREQUAL "prefix=/opt/fxaac")
   message(FATAL_ERROR "staged fxaac.pc has '${pc_prefix}'")
 endif()
 
+if(NOT PKG_CONFIG AND DEFINED ENV{FXAAC_REQUIRE_ALL_TESTS})
+  message(FATAL_ERROR "pkg-config not found: the pkg-config consumer cannot be built "
+                      "(FXAAC_REQUIRE_ALL_TESTS forbids skipping it)")
+endif()
 if(NOT PKG_CONFIG)
   message("fxaac-test-skipped: pkg-config not found, the pkg-config consumer was not built")
   return()
@@ -74,6 +80,10 @@ set(pc_env PKG_CONFIG_LIBDIR=${prefix}/${LIBDIR}/pkgconfig PKG_CONFIG_PATH=)
 run(${CMAKE_COMMAND} -E env ${pc_env} ${PKG_CONFIG} --modversion fxaac)
 if(NOT run_output STREQUAL "${VERSION}\n")
   message(FATAL_ERROR "pkg-config --modversion fxaac: '${run_output}'")
+endif()
+file(STRINGS ${prefix}/${LIBDIR}/pkgconfig/fxaac.pc pc_license REGEX "^License:")
+if(NOT pc_license STREQUAL "License: BSD-2-Clause")
+  message(FATAL_ERROR "fxaac.pc licence line: '${pc_license}'")
 endif()
 run(${CMAKE_COMMAND} -E env ${pc_env} ${PKG_CONFIG} --cflags fxaac)
 separate_arguments(cflags UNIX_COMMAND "${run_output}")

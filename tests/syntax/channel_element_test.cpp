@@ -7,6 +7,7 @@
 #include "syntax/channel_element.h"
 #include "support/ics_writer.h"
 
+using namespace fxaac;
 using namespace fxaac_test;
 
 namespace {
@@ -18,7 +19,7 @@ int32_t parse_ics(const BitWriter &w, ParseTarget &t, int32_t *bits = nullptr, i
                   int sfIndex = 4)
 {
     const auto buf = w.data();
-    BitReader r;
+    BitCursor r;
     aac_initbits(&r, buf.data());
     const int32_t status = individual_channel_stream(t.element.get(), &r, &t.element->stream[0], 0,
                                                      t.buffers[0], sfIndex, objectType);

@@ -8,6 +8,7 @@
 #include "syntax/side_data.h"
 
 using fxaac_test::BitWriter;
+using namespace fxaac;
 
 namespace {
 
@@ -16,7 +17,7 @@ template <typename Parse>
 int32_t bits_read(const BitWriter &w, Parse parse, int lead = 0)
 {
     auto buf = w.data(600);
-    BitReader r;
+    BitCursor r;
     aac_initbits(&r, buf.data());
     fxaac::skip_bits(&r, static_cast<uint32_t>(lead));
     parse(&r);
@@ -37,7 +38,7 @@ TEST(SideData, FieldWidthsAndStorageLimits)
     for (int i = 0; i < 7; i++)
         t.put(static_cast<uint32_t>(i), 3);
     TnsInfo tns = {};
-    EXPECT_EQ(bits_read(t.put(0, 7), [&](BitReader *r) { EXPECT_EQ(tns_data(&s, &tns, r), 0); }), 32 + 7);
+    EXPECT_EQ(bits_read(t.put(0, 7), [&](BitCursor *r) { EXPECT_EQ(tns_data(&s, &tns, r), 0); }), 32 + 7);
     EXPECT_TRUE(tns.length[0][0] == 9 && tns.coef[0][6] == 6);
 
     ChannelStream l = {};
@@ -46,7 +47,7 @@ TEST(SideData, FieldWidthsAndStorageLimits)
     BitWriter ltp;
     ltp.put(2047, 11).put(5, 3).put(0x55555, 20).put(0xAAAAA, 20);
     LtpInfo info = {};
-    EXPECT_EQ(bits_read(ltp, [&](BitReader *r) { ltp_data(&l, &info, r); }), 54);
+    EXPECT_EQ(bits_read(ltp, [&](BitCursor *r) { ltp_data(&l, &info, r); }), 54);
 
     // Far more groups than the record keeps: all bits read, storage bounded,
     // the shortfall reported.
@@ -55,7 +56,7 @@ TEST(SideData, FieldWidthsAndStorageLimits)
         many.put(0x7F, 7).put(g < 29, 1);
     DrcInfo m = {};
     int32_t n = 0;
-    EXPECT_EQ(bits_read(many, [&](BitReader *r) { n = excluded_channels(r, &m); }), 240);
+    EXPECT_EQ(bits_read(many, [&](BitCursor *r) { n = excluded_channels(r, &m); }), 240);
     EXPECT_EQ(n, 30);
     EXPECT_EQ(m.status, FXAAC_ERR_DRC_EXCLUDE);
 }
@@ -67,12 +68,12 @@ TEST(DataStreamAndFill, PayloadsAreSkippedUnread)
     BitWriter esc;
     esc.put(3, 4).put(0, 1).put(255, 8).put(10, 8);
     int32_t count = 0;
-    EXPECT_EQ(bits_read(esc, [&](BitReader *r) { count = data_stream_element(r); }), 21 + 8 * 265);
+    EXPECT_EQ(bits_read(esc, [&](BitCursor *r) { count = data_stream_element(r); }), 21 + 8 * 265);
     EXPECT_EQ(count, 265);
     for (int lead : {3, 6}) {
         BitWriter w;
         w.put(0, lead).put(0, 4).put(1, 1).put(2, 8);
-        EXPECT_EQ(bits_read(w, [](BitReader *r) { data_stream_element(r); }, lead), 13 + (lead == 6 ? 5 : 0) + 16);
+        EXPECT_EQ(bits_read(w, [](BitCursor *r) { data_stream_element(r); }, lead), 13 + (lead == 6 ? 5 : 0) + 16);
     }
 
     const struct { int count, esc, bits; } fills[] = {
@@ -84,7 +85,7 @@ TEST(DataStreamAndFill, PayloadsAreSkippedUnread)
         if (c.esc >= 0)
             w.put(static_cast<uint32_t>(c.esc), 8);
         w.put(0xD, 4);  // an SBR extension type is skipped like fill bytes
-        EXPECT_EQ(bits_read(w, [](BitReader *r) { VorNexAACPlus_GetSbrBitStream(r); }, 2), c.bits)
+        EXPECT_EQ(bits_read(w, [](BitCursor *r) { VorNexAACPlus_GetSbrBitStream(r); }, 2), c.bits)
             << c.count << " " << c.esc;
     }
 }
