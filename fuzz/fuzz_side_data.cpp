@@ -1,4 +1,4 @@
-// Fuzz target: the exported parsers of side data that the frame call steps
+// Fuzz target: the parsers of side data that the frame call steps
 // over (dynamic range control, excluded channels, data stream elements), on
 // arbitrary bytes through a bounded reader over an exact heap copy.
 //
@@ -14,6 +14,7 @@
 #include "bitstream/bit_reader.h"
 #include "bitstream/data_stream.h"
 
+using namespace fxaac;
 using namespace fxaac_fuzz;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -24,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const size_t n = size - 1;
     auto bytes = exact_copy(data + 1, n);
     BitCursor r;
-    fxaac::init_bounded(&r, bytes.get(), static_cast<int32_t>(n));
+    init_bounded(&r, bytes.get(), static_cast<int32_t>(n));
     DrcInfo drc;
     std::memset(&drc, 0, sizeof drc);
 
