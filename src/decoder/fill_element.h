@@ -7,7 +7,9 @@
 
 FXAAC_EXTERN_C_BEGIN
 // Advances the reader, standing after the element id, past the element.
-FXAAC_API void VorNexAACPlus_GetSbrBitStream(BitReader *reader);
+// Returns 1 << extension_type (the first 4 payload bits, ISO/IEC 14496-3
+// 4.4.2.7), or 0 for an empty element.
+FXAAC_API uint32_t VorNexAACPlus_GetSbrBitStream(BitReader *reader);
 FXAAC_EXTERN_C_END
 
 #endif  // FXAAC_DECODER_FILL_ELEMENT_H
