@@ -238,6 +238,13 @@ def pcm_frames(pcm, chn):
     return [pcm[i:i + step] for i in range(0, len(pcm), step)]
 
 
+def largest_difference(a, b):
+    """Largest difference of two 16-bit little-endian sample strings, over the shorter one."""
+    n = min(len(a), len(b)) // 2
+    x, y = struct.unpack(f'<{n}h', a[:2 * n]), struct.unpack(f'<{n}h', b[:2 * n])
+    return max((abs(p - q) for p, q in zip(x, y)), default=0)
+
+
 def group_damaged(ctx):
     base = pathlib.Path(ctx.vectors[0].path).parent
     clean = (base / 'castanets_44k_s.aac').read_bytes()
@@ -272,10 +279,10 @@ def group_damaged(ctx):
         p = []
         if mode == 'file':
             out = ctx.work / 'damaged.wav'
-            rc, _, err = ctx.fx('decode', ctx.work / 'damaged.aac', '-o', out)
+            rc, _, err = ctx.fx('decode', '--no-conceal', ctx.work / 'damaged.aac', '-o', out)
             w = Wav(out.read_bytes()) if out.exists() else None
         else:
-            rc, out, err = ctx.fx('decode', '-', '-o', '-', stdin=bytes(bad))
+            rc, out, err = ctx.fx('decode', '--no-conceal', '-', '-o', '-', stdin=bytes(bad))
             w = Wav(out)
         if rc != 2:
             p.append(f'exit status {rc}, expected 2')
@@ -291,6 +298,27 @@ def group_damaged(ctx):
         elif got[:10] != ref[:10] or got[11:39] != ref[12:40] or got[40:58] != ref[42:60]:
             p.append('samples away from the damage differ from the undamaged decode')
         ctx.checks.case(f'damaged ADTS stream ({mode})', p)
+
+    # Concealed (the default): each damaged frame and the broken header give a frame of
+    # concealment, the 777 bytes their length in average frames; the cut-off last frame
+    # adds nothing. One frame after each gap the frames are the undamaged ones, in place.
+    rc, out, err = ctx.fx('decode', '-', '-o', '-', stdin=bytes(bad))
+    got = pcm_frames(Wav(out).pcm, 2)
+    concealed = int(err.split(' frames concealed')[0].rsplit('warning: ', 1)[1])
+    k = concealed - 3
+    p = [] if rc == 2 and 1 <= k <= 3 else [f'exit {rc}, {concealed} frames concealed']
+    if len(got) != len(frames) - 1 + k:
+        p.append(f'{len(got)} frames, expected {len(frames) - 1 + k}')
+    elif got[:10] != ref[:10] or got[12:40] != ref[12:40] or got[42:60] != ref[42:60]:
+        p.append('frames away from the damage are not the undamaged ones in their place')
+    else:
+        # Past frame 60 the noise substitution generator has run for fewer frames than in the
+        # undamaged decode: the noise differs, the rest is in place.
+        worst = max(largest_difference(b''.join(got[62:70]), b''.join(ref[62:70])),
+                    largest_difference(b''.join(got[71 + k:]), b''.join(ref[71:-1])))
+        if worst > 16:
+            p.append(f'frames after the gaps differ from the undamaged ones by {worst}')
+    ctx.checks.case('damaged ADTS stream concealed', p)
 
     # An AudioSpecificConfig stream (raw data blocks) with a damaged 20th block: decoding stops
     # there with a message, the blocks before it are written.

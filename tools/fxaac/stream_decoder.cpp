@@ -132,9 +132,10 @@ private:
 // counts of the report and the messages about the input.
 //
 // Every damaged frame (damaged()) is replaced by one frame of concealment,
-// and a stretch of ADTS bytes without frames between two good frames by as
-// many frames as its length makes at the average frame size so far, so that
-// what follows keeps its place in time.
+// and a stretch of ADTS bytes without frames by as many frames as its length
+// makes at the average frame size so far, so that what follows keeps its
+// place in time. Concealment is written when the next good frame comes:
+// damage at the end of the input (a cut-off file) adds nothing.
 class Session {
 public:
     Session(const DecodeOptions &options, PcmSink &sink, DecodeReport *report)
@@ -187,7 +188,8 @@ public:
                     " to " + std::to_string(channels));
             return sink_ok(error);
         }
-        if (!write(status.outputSamples, error))
+        write_concealment();
+        if (!sink_ok(error) || !write(status.outputSamples, error))
             return false;
         report_->frames++;
         note_sbr();
@@ -199,27 +201,17 @@ public:
     {
         regain_sync();
         report_->damagedFrames++;
-        warn(where(), what + (options_.conceal && started_ ? "; concealed" : "; skipped"));
+        warn(where(), what);
         conceal(1);
     }
 
-    // Writes frames of concealment (a fade-out of what was playing, then
-    // silence) in place of lost ones; nothing before the first decoded frame
-    // or when concealment is off. A sink failure is reported by the next
-    // deliver() or by close().
+    // Frames lost before the next good one: that many frames of concealment
+    // (a fade-out of what was playing, then silence) go before it. Nothing
+    // before the first decoded frame, or when concealment is off.
     void conceal(uint64_t frames)
     {
-        if (!options_.conceal || !started_)
-            return;
-        for (uint64_t i = 0; i < frames && sinkError_.empty(); i++) {
-            FrameStatus status;
-            const int32_t samples = AACPlusConcealFrame(decoder(), output_, &status);
-            if (samples == 0 || samples / FXAAC_FRAME_LENGTH != report_->channels)
-                return;
-            if (!write(samples, &sinkError_))
-                return;
-            report_->concealedFrames++;
-        }
+        if (options_.conceal && started_)
+            pending_ += frames;
     }
 
     // ADTS: the first bytes of the stream's first frame header, whose fixed
@@ -245,7 +237,7 @@ public:
     }
 
     // Ends a stretch of bytes without frames: the frames it stands for are
-    // concealed.
+    // concealed (only a stretch after the first frame stands for any).
     void regain_sync()
     {
         if (!unsynced_)
@@ -254,9 +246,8 @@ public:
         const uint64_t missing = started_ ? missing_frames() : 0;
         std::string what = "no ADTS frame (" + std::to_string(unsyncedBytes_) +
                            (unsyncedBytes_ == 1 ? " byte" : " bytes") + " skipped";
-        if (options_.conceal && missing > 0)
-            what += "; " + std::to_string(missing) + (missing == 1 ? " frame" : " frames") +
-                    " concealed";
+        if (missing > 0)
+            what += ", about " + std::to_string(missing) + (missing == 1 ? " frame" : " frames");
         warn("bytes " + std::to_string(unsyncedFrom_) + " to " +
                  std::to_string(unsyncedFrom_ + unsyncedBytes_ - 1),
              what + ")");
@@ -296,6 +287,21 @@ public:
     DecodeReport &report() { return *report_; }
 
 private:
+    // Writes the pending concealment. A sink failure is kept for sink_ok().
+    void write_concealment()
+    {
+        for (; pending_ > 0 && sinkError_.empty(); pending_--) {
+            FrameStatus status;
+            const int32_t samples = AACPlusConcealFrame(decoder(), output_, &status);
+            if (samples == 0 || samples / FXAAC_FRAME_LENGTH != report_->channels)
+                break;
+            if (!write(samples, &sinkError_))
+                return;
+            report_->concealedFrames++;
+        }
+        pending_ = 0;
+    }
+
     bool write(int32_t samples, std::string *error)
     {
         if (!sink_.write(output_, samples)) {
@@ -385,6 +391,7 @@ private:
     uint64_t byte_ = 0;
     uint64_t unit_ = 0;
     uint64_t goodBytes_ = 0;
+    uint64_t pending_ = 0;  // frames to conceal before the next good one
     bool unsynced_ = false;
     bool brokenHeader_ = false;
     uint64_t unsyncedFrom_ = 0;
