@@ -134,8 +134,10 @@ private:
 // Every damaged frame (damaged()) is replaced by one frame of concealment,
 // and a stretch of ADTS bytes without frames by as many frames as its length
 // makes at the average frame size so far, so that what follows keeps its
-// place in time. Concealment is written when the next good frame comes:
-// damage at the end of the input (a cut-off file) adds nothing.
+// place in time. The first frame of concealment is taken from the decoder
+// as soon as a frame is known to be lost (before the next frame changes its
+// state); the frames are written when the next good frame comes, so damage
+// at the end of the input (a cut-off file) adds nothing.
 class Session {
 public:
     Session(const DecodeOptions &options, PcmSink &sink, DecodeReport *report)
@@ -189,7 +191,7 @@ public:
             return sink_ok(error);
         }
         write_concealment();
-        if (!sink_ok(error) || !write(status.outputSamples, error))
+        if (!sink_ok(error) || !write(output_, status.outputSamples, error))
             return false;
         report_->frames++;
         note_sbr();
@@ -203,6 +205,7 @@ public:
         report_->damagedFrames++;
         warn(where(), what);
         conceal(1);
+        take_fade();
     }
 
     // Frames lost before the next good one: that many frames of concealment
@@ -234,6 +237,8 @@ public:
         unsyncedBytes_ += bytes;
         brokenHeader_ = brokenHeader_ || brokenHeader;
         report_->unsyncedBytes += bytes;
+        if (started_ && missing_frames() > 0)
+            take_fade();
     }
 
     // Ends a stretch of bytes without frames: the frames it stands for are
@@ -290,21 +295,33 @@ private:
     // Writes the pending concealment. A sink failure is kept for sink_ok().
     void write_concealment()
     {
-        for (; pending_ > 0 && sinkError_.empty(); pending_--) {
-            FrameStatus status;
-            const int32_t samples = AACPlusConcealFrame(decoder(), output_, &status);
-            if (samples == 0 || samples / FXAAC_FRAME_LENGTH != report_->channels)
-                break;
-            if (!write(samples, &sinkError_))
-                return;
-            report_->concealedFrames++;
+        const int32_t samples = heldSamples_;
+        if (samples == report_->channels * FXAAC_FRAME_LENGTH) {
+            for (uint64_t i = 0; i < pending_ && sinkError_.empty(); i++) {
+                if (i == 1)
+                    std::memset(held_, 0, sizeof held_);  // silence after the fade-out
+                if (!write(held_, samples, &sinkError_))
+                    break;
+                report_->concealedFrames++;
+            }
         }
         pending_ = 0;
+        heldSamples_ = 0;
     }
 
-    bool write(int32_t samples, std::string *error)
+    // The fade-out of the last good frame, taken once per stretch of lost
+    // frames (the decoder's overlap is cleared by it).
+    void take_fade()
     {
-        if (!sink_.write(output_, samples)) {
+        if (!options_.conceal || !started_ || heldSamples_ > 0)
+            return;
+        FrameStatus status;
+        heldSamples_ = AACPlusConcealFrame(decoder(), held_, &status);
+    }
+
+    bool write(const int32_t *pcm, int32_t samples, std::string *error)
+    {
+        if (!sink_.write(pcm, samples)) {
             *error = sink_.error();
             return false;
         }
@@ -386,6 +403,8 @@ private:
     DecodeReport *report_;
     std::unique_ptr<DecoderMemory> memory_;
     alignas(8) int32_t output_[FXAAC_MAX_CHANNELS * FXAAC_FRAME_LENGTH] = {};
+    alignas(8) int32_t held_[FXAAC_MAX_CHANNELS * FXAAC_FRAME_LENGTH] = {};  // concealment
+    int32_t heldSamples_ = 0;
     bool started_ = false;
     std::string sinkError_;
     uint64_t byte_ = 0;
@@ -492,6 +511,18 @@ std::string header_refusal(InputKind kind, int32_t status, const uint8_t *data, 
     return std::string(input_kind_name(kind)) + " header refused: " + why;
 }
 
+// An ADTS fixed header at p (ISO/IEC 13818-7 adts_fixed_header): sync word,
+// layer 0, a sampling frequency index below 12, a frame length of at least
+// the header. Returns the frame length, or 0.
+size_t adts_frame_length(const uint8_t *p, size_t n)
+{
+    if (n < 7 || p[0] != 0xff || (p[1] & 0xf6) != 0xf0 || ((p[2] >> 2) & 15) >= 12)
+        return 0;
+    const size_t length = (p[3] & 3u) << 11 | p[4] << 3 | p[5] >> 5;
+    const size_t header = (p[1] & 1) ? 7 : 9;
+    return length >= header ? length : 0;
+}
+
 // Two ADTS headers with the same fixed fields (ISO/IEC 13818-7
 // adts_fixed_header; the private bit aside), 4 bytes each.
 bool same_fixed_header(const uint8_t *a, const uint8_t *b)
@@ -560,6 +591,11 @@ bool decode_blocks(Session &s, InputBuffer &in, uint64_t total, uint64_t tagsFro
             }
         }
         const size_t garbage = frameStart ? bytes_before_sync(in.data(), usable) : 0;
+        // A frame of one raw data block ends where its length says: zero
+        // bytes after the block's END element belong to it.
+        const size_t frameLength = frameStart && garbage == 0 && (in.data()[6] & 3) == 0
+                                       ? adts_frame_length(in.data(), usable)
+                                       : 0;
         s.call(in.data(), usable, &status);
         if (status.errorCode == FXAAC_ERR_NEED_MORE_INPUT && status.outputSamples == 0) {
             if (!atEnd && in.avail() < kMaxPending) {
@@ -592,6 +628,8 @@ bool decode_blocks(Session &s, InputBuffer &in, uint64_t total, uint64_t tagsFro
         if (status.outputSamples > 0) {
             if (!s.deliver(status, error))
                 return false;
+            if (used < frameLength && frameLength <= usable)
+                used = frameLength;
             s.frame_bytes(used - std::min(used, garbage));
         } else if (status.errorCode != 0) {
             if (!adts) {
@@ -863,18 +901,6 @@ uint32_t le32(const uint8_t *p)
            static_cast<uint32_t>(p[1]) << 8 | p[0];
 }
 
-// An ADTS fixed header at p (ISO/IEC 13818-7 adts_fixed_header): sync word,
-// layer 0, a sampling frequency index below 12, a frame length of at least
-// the header. Returns the frame length, or 0.
-size_t adts_frame_length(const uint8_t *p, size_t n)
-{
-    if (n < 7 || p[0] != 0xff || (p[1] & 0xf6) != 0xf0 || ((p[2] >> 2) & 15) >= 12)
-        return 0;
-    const size_t length = (p[3] & 3u) << 11 | p[4] << 3 | p[5] >> 5;
-    const size_t header = (p[1] & 1) ? 7 : 9;
-    return length >= header ? length : 0;
-}
-
 // An MPEG-1/2/2.5 audio frame header (ISO/IEC 11172-3, 13818-3) of layer
 // I to III: its layer (1 to 3), or 0.
 int mpeg_audio_layer(const uint8_t *p, size_t n)
@@ -909,13 +935,15 @@ size_t lyrics3_v1_start(const uint8_t *p, size_t n)
 size_t last_tag_bytes(const uint8_t *p, size_t n)
 {
     constexpr size_t kId3v1 = 128, kApeFooter = 32, kLyricsTrailer = 15, kId3v2Footer = 10;
-    if (n >= kId3v1 && starts(p + n - kId3v1, kId3v1, "TAG"))
-        return kId3v1;
+    // APEv2 first: the "TAG" inside its "APETAGEX" header can stand 128 bytes
+    // before the end.
     if (n >= kApeFooter && starts(p + n - kApeFooter, kApeFooter, "APETAGEX")) {
         const uint8_t *footer = p + n - kApeFooter;
         const uint64_t size = le32(footer + 12) + ((le32(footer + 20) >> 31) ? kApeFooter : 0);
         return size >= kApeFooter && size <= n ? static_cast<size_t>(size) : 0;
     }
+    if (n >= kId3v1 && starts(p + n - kId3v1, kId3v1, "TAG"))
+        return kId3v1;
     if (n >= kLyricsTrailer && starts(p + n - 9, 9, "LYRICS200")) {
         size_t size = 0;
         for (size_t i = n - kLyricsTrailer; i < n - 9; i++) {
