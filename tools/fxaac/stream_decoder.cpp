@@ -27,7 +27,7 @@ constexpr size_t kHeaderPadding = 64 * 1024;
 constexpr size_t kKeepAhead = 32 * 1024;      // data held ahead of each frame call
 constexpr size_t kMaxPending = 1 << 20;       // a frame that needs more than this is damaged
 constexpr uint32_t kMaxAccessUnit = 1 << 20;
-constexpr size_t kTailBytes = 1 << 20;        // end of a file searched for metadata tags
+constexpr size_t kTailBytes = 1 << 20;       // end of a file searched for metadata tags
 constexpr int kMaxListedWarnings = 20;  // warning lines; the rest are counted
 constexpr uint8_t kHeaderlessDummy[4] = {0, 0, 0, 0};
 
