@@ -178,6 +178,9 @@ typedef struct AacDecoder {
     int32_t *scratchA;          /* synthesis scratch; workBase between frames */
     int32_t *scratchB;          /* second synthesis scratch */
     int32_t pnsSeed;            /* noise substitution generator state */
+    int32_t lastChannels;       /* channels of the last decoded frame; 0 before the first */
+    uint32_t fillExtensions;    /* bit t set: a fill element with extension_type t was met
+                                 * since init (13 and 14: SBR data, ISO/IEC 14496-3 4.5.2.7) */
 } AacDecoder;
 
 /* Caller work memory bound to an instance (12288 bytes). */
@@ -262,6 +265,19 @@ FXAAC_API int32_t AACPlusDecode(AacDecoder *instance, const uint8_t *input, void
 FXAAC_API int32_t AACPlusDecodeBuffer(AacDecoder *instance, const uint8_t *input,
                                       int32_t inputBytes, void *output, FrameStatus *status,
                                       const int32_t *sbrFlag);
+
+/* Concealment of one lost or damaged frame: writes a frame of the same
+ * layout as a decoded one (1024 samples per channel of the last decoded
+ * frame, interleaved, 16-bit, or 24-bit in the low bits of 32-bit words
+ * when pcmFormat is 2) that fades out what was playing: the filterbank's
+ * overlap of the last frame under a falling linear fade. The overlap is
+ * then cleared, so a second concealed frame in a row is silence and the
+ * next good frame fades in through its own rising window. An ADTS stream
+ * resynchronises at the next call (it looks for a new frame header).
+ * Before the first decoded frame it writes nothing. status: bytesConsumed
+ * 0, errorCode 0, outputSamples as returned. Returns the samples written,
+ * all channels together (0 or 1024 per channel). */
+FXAAC_API int32_t AACPlusConcealFrame(AacDecoder *instance, void *output, FrameStatus *status);
 
 /* Sampling frequency index for a rate in Hz, by the nominal-rate ranges of
  * ISO/IEC 14496-3 (rates outside every range map to 11, the 8000 Hz class). */

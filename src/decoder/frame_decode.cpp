@@ -145,7 +145,7 @@ int32_t parse_elements(AacDecoder *dec, BitCursor *r, FrameStatus *st, Block *b)
             break;
         }
         case kFil:
-            VorNexAACPlus_GetSbrBitStream(r);
+            dec->fillExtensions |= VorNexAACPlus_GetSbrBitStream(r);
             break;
         default:  // kEnd
             return 0;
@@ -417,6 +417,7 @@ int32_t decode_frame(AacDecoder *dec, const Input &in, void *output, FrameStatus
             spectral_tools(dec, &b, k);
         int32_t sbrTime[2 * N];  // hand-off samples in SBR mode, dropped at return
         synthesize(dec, &b, output, sbrTime, sbrFlag != nullptr ? *sbrFlag : 0);
+        dec->lastChannels = b.channels;  // the layout AACPlusConcealFrame repeats
     }
     dec->frameCount++;
     return 1;

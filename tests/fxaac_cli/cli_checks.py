@@ -238,6 +238,13 @@ def pcm_frames(pcm, chn):
     return [pcm[i:i + step] for i in range(0, len(pcm), step)]
 
 
+def largest_difference(a, b):
+    """Largest difference of two 16-bit little-endian sample strings, over the shorter one."""
+    n = min(len(a), len(b)) // 2
+    x, y = struct.unpack(f'<{n}h', a[:2 * n]), struct.unpack(f'<{n}h', b[:2 * n])
+    return max((abs(p - q) for p, q in zip(x, y)), default=0)
+
+
 def group_damaged(ctx):
     base = pathlib.Path(ctx.vectors[0].path).parent
     clean = (base / 'castanets_44k_s.aac').read_bytes()
@@ -272,10 +279,10 @@ def group_damaged(ctx):
         p = []
         if mode == 'file':
             out = ctx.work / 'damaged.wav'
-            rc, _, err = ctx.fx('decode', ctx.work / 'damaged.aac', '-o', out)
+            rc, _, err = ctx.fx('decode', '--no-conceal', ctx.work / 'damaged.aac', '-o', out)
             w = Wav(out.read_bytes()) if out.exists() else None
         else:
-            rc, out, err = ctx.fx('decode', '-', '-o', '-', stdin=bytes(bad))
+            rc, out, err = ctx.fx('decode', '--no-conceal', '-', '-o', '-', stdin=bytes(bad))
             w = Wav(out)
         if rc != 2:
             p.append(f'exit status {rc}, expected 2')
@@ -291,6 +298,27 @@ def group_damaged(ctx):
         elif got[:10] != ref[:10] or got[11:39] != ref[12:40] or got[40:58] != ref[42:60]:
             p.append('samples away from the damage differ from the undamaged decode')
         ctx.checks.case(f'damaged ADTS stream ({mode})', p)
+
+    # Concealed (the default): each damaged frame and the broken header give a frame of
+    # concealment, the 777 bytes their length in average frames; the cut-off last frame
+    # adds nothing. One frame after each gap the frames are the undamaged ones, in place.
+    rc, out, err = ctx.fx('decode', '-', '-o', '-', stdin=bytes(bad))
+    got = pcm_frames(Wav(out).pcm, 2)
+    concealed = int(err.split(' frames concealed')[0].rsplit('warning: ', 1)[1])
+    k = concealed - 3
+    p = [] if rc == 2 and 1 <= k <= 3 else [f'exit {rc}, {concealed} frames concealed']
+    if len(got) != len(frames) - 1 + k:
+        p.append(f'{len(got)} frames, expected {len(frames) - 1 + k}')
+    elif got[:10] != ref[:10] or got[12:40] != ref[12:40] or got[42:60] != ref[42:60]:
+        p.append('frames away from the damage are not the undamaged ones in their place')
+    else:
+        # Past frame 60 the noise substitution generator has run for fewer frames than in the
+        # undamaged decode: the noise differs, the rest is in place.
+        worst = max(largest_difference(b''.join(got[62:70]), b''.join(ref[62:70])),
+                    largest_difference(b''.join(got[71 + k:]), b''.join(ref[71:-1])))
+        if worst > 16:
+            p.append(f'frames after the gaps differ from the undamaged ones by {worst}')
+    ctx.checks.case('damaged ADTS stream concealed', p)
 
     # An AudioSpecificConfig stream (raw data blocks) with a damaged 20th block: decoding stops
     # there with a message, the blocks before it are written.
@@ -451,8 +479,313 @@ def group_m4a(ctx):
     ctx.checks.case('randomly damaged movie boxes', crashes)
 
 
+# ---- realfiles -------------------------------------------------------------------------------
+
+def adts_stream_frames(data):
+    """(offset, length) of the ADTS frames of a clean stream, stopping at anything else."""
+    frames, pos = [], 0
+    while pos + 7 <= len(data) and data[pos] == 0xff and data[pos + 1] & 0xf6 == 0xf0:
+        length = (data[pos + 3] & 3) << 11 | data[pos + 4] << 3 | data[pos + 5] >> 5
+        frames.append((pos, length))
+        pos += length
+    return frames
+
+
+def with_leading_fil(data, extension_type):
+    """Every frame of a clean one-block ADTS stream with a fill element in front of its first
+    element: 4 bits count 2, then extension_type and 12 zero bits (ISO/IEC 14496-3 4.4.2.7)."""
+    out = bytearray()
+    for pos, length in adts_stream_frames(data):
+        head = 7 if data[pos + 1] & 1 else 9
+        body = int.from_bytes(data[pos + head:pos + length], 'big')
+        bits = 8 * (length - head)
+        fil = (6 << 20) | (2 << 16) | (extension_type << 12)    # id, count, payload
+        value = (fil << bits) | body
+        total = bits + 23
+        nbytes = (total + 7) // 8
+        block = (value << (8 * nbytes - total)).to_bytes(nbytes, 'big')
+        h = bytearray(data[pos:pos + head])
+        n = head + len(block)
+        h[3] = (h[3] & 0xfc) | (n >> 11)
+        h[4] = (n >> 3) & 0xff
+        h[5] = (h[5] & 0x1f) | ((n & 7) << 5)
+        out += h + block
+    return bytes(out)
+
+
+class Reference:
+    """ffmpeg's (and faad's) decode of a file, for the table of cases."""
+
+    def __init__(self, ctx):
+        self.ctx = ctx
+        self.faad = shutil.which('faad')
+        self.rows = []
+
+    def ffmpeg_pcm(self, path):
+        r = subprocess.run([self.ctx.ffmpeg, '-nostdin', '-v', 'quiet', '-i', str(path),
+                            '-f', 's16le', '-'], stdout=subprocess.PIPE)
+        return r.stdout
+
+    def faad_pcm(self, path):
+        if not self.faad:
+            return None
+        out = self.ctx.work / 'faad.wav'
+        r = subprocess.run([self.faad, '-q', '-o', str(out), str(path)], stdout=subprocess.PIPE,
+                           stderr=subprocess.PIPE)
+        try:
+            return Wav(out.read_bytes()).pcm if r.returncode == 0 and out.exists() else None
+        except ValueError:
+            return None
+
+    def row(self, case, rc, ff, fx, chn, diff, faad=''):
+        self.rows.append((case, rc, len(ff) // (2 * chn) if ff is not None else '-',
+                          len(fx) // (2 * chn) if fx is not None else '-', diff, faad))
+
+    def table(self):
+        print(f'{"case":44} {"exit":>4} {"ffmpeg":>8} {"fxaac":>8} {"max diff":>8}  faad')
+        for r in self.rows:
+            print(f'{r[0]:44} {r[1]:>4} {r[2]:>8} {r[3]:>8} {r[4]!s:>8}  {r[5]}')
+
+
+def tail_difference(a, b, chn, skip=0):
+    """Largest difference of the last samples the two have in common (aligned at the end),
+    leaving out the first `skip` frames of the shorter one."""
+    n = min(len(a), len(b))
+    n -= n % (2 * chn)
+    cut = min(n, skip * FRAME * 2 * chn)
+    return largest_difference(a[len(a) - n + cut:], b[len(b) - n + cut:])
+
+
+def group_realfiles(ctx):
+    if not ctx.ffmpeg:
+        print('ffmpeg not found: real-file checks skipped')
+        return SKIP
+    w, ref = ctx.work, Reference(ctx)
+    src = w / 'sine.wav'
+    ffmpeg(ctx, '-f', 'lavfi', '-i', 'sine=frequency=440:duration=5,aformat=channel_layouts=stereo',
+           '-af', 'volume=0.5', src)
+    ffmpeg(ctx, '-i', src, '-c:a', 'aac', '-b:a', '128k', w / 'x.aac')
+    clean = (w / 'x.aac').read_bytes()
+    frames = adts_stream_frames(clean)
+    clean_ff = ref.ffmpeg_pcm(w / 'x.aac')
+    step = FRAME * 4
+
+    def fx(path, *opts):
+        rc, out, err = ctx.fx('decode', *opts, path, '-o', '-')
+        try:
+            return rc, Wav(out).pcm, err
+        except ValueError:
+            return rc, None, err
+
+    rc, pcm, err = fx(w / 'x.aac')
+    d = largest_difference(pcm or b'', clean_ff)
+    fa = ref.faad_pcm(w / 'x.aac')
+    fad = tail_difference(pcm, fa, 2) if fa else '-'
+    ref.row('clean ADTS', rc, clean_ff, pcm, 2, d, f'{len(fa) // 4 if fa else "-"} samples, diff {fad}')
+    ctx.checks.case('clean ADTS', [] if rc == 0 and len(pcm) == len(clean_ff) and d <= 2
+                    else [f'exit {rc}, {len(pcm or b"")} vs {len(clean_ff)} bytes, diff {d}'])
+
+    # Damage in frame 50: its sync word broken, or its block damaged (a coupling element). The
+    # output keeps the undamaged stream's length; frames up to 49 and from 52 on are those of
+    # ffmpeg's decode of the undamaged stream, in place.
+    lost = 50
+    pos, length = frames[lost]
+    cases = []
+    b = bytearray(clean); b[pos] = 0
+    cases.append(('broken sync word', bytes(b)))
+    b = bytearray(clean); b[pos + 7] = (b[pos + 7] & 0x1f) | (2 << 5)
+    cases.append(('damaged block (coupling element)', bytes(b)))
+    for name, data in cases:
+        path = w / 'damaged.aac'
+        path.write_bytes(data)
+        rc, pcm, err = fx(path)
+        ff = ref.ffmpeg_pcm(path)
+        p = [] if rc == 2 and '1 frame concealed' in err else [f'exit {rc}: {err.strip()!r}']
+        if pcm is None or len(pcm) != len(clean_ff):
+            p.append(f'{len(pcm or b"")} bytes, expected {len(clean_ff)}')
+            d = '-'
+        else:
+            d = max(largest_difference(pcm[:lost * step], clean_ff[:lost * step]),
+                    largest_difference(pcm[(lost + 2) * step:], clean_ff[(lost + 2) * step:]))
+            if d > 2:
+                p.append(f'frames away from the damage differ from ffmpeg by {d}')
+        ref.row(name + ' (ffmpeg: damaged file)', rc, ff, pcm, 2, d)
+        ctx.checks.case(f'{name}: concealed, in time', p)
+    rc, pcm, err = fx(w / 'damaged.aac', '--no-conceal')
+    ok = rc == 2 and pcm is not None and len(pcm) == len(clean_ff) - step
+    ref.row('damaged block, --no-conceal', rc, ref.ffmpeg_pcm(w / 'damaged.aac'), pcm, 2, '-')
+    ctx.checks.case('--no-conceal drops the frame', [] if ok else [f'exit {rc}'])
+
+    # Starts that are not a frame header: decoding starts at the first confirmed header, with a
+    # note, exit 0; the samples are ffmpeg's (aligned at the end).
+    rng = random.Random(12)
+    head = bytearray(clean); head[2] ^= 0xc0  # profile of the first header changed
+    starts = [('cut start (tail -c +101)', clean[100:], 1),
+              ('1000 leading zero bytes', bytes(1000) + clean, 0),
+              ('333 bytes of junk first', bytes(rng.randrange(256) for _ in range(333)) + clean, 0),
+              ('damaged first header', bytes(head), 1)]
+    for name, data, cut in starts:
+        path = w / 'start.aac'
+        path.write_bytes(data)
+        rc, pcm, err = fx(path)
+        ff = ref.ffmpeg_pcm(path)
+        want = len(clean_ff) - cut * step
+        d = tail_difference(pcm or b'', clean_ff, 2, skip=1)
+        p = [] if rc == 0 and 'bytes before the first one skipped' in err and 'warning' not in err \
+            else [f'exit {rc}: {err.strip()!r}']
+        if pcm is None or len(pcm) != want or d > 2:
+            p.append(f'{len(pcm or b"")} bytes (expected {want}), diff {d}')
+        ref.row(name, rc, ff, pcm, 2, d)
+        ctx.checks.case(name, p)
+
+    # Tags at the end of an intact stream are metadata: exit 0, nothing said.
+    ffmpeg(ctx, '-i', src, '-c:a', 'aac', '-b:a', '128k', '-write_apetag', '1',
+           '-metadata', 'title=Sine', '-metadata', 'artist=fxaac', w / 'ape.aac')
+    id3v1 = b'TAG' + b'Sine'.ljust(30, b'\0') + bytes(95)
+    lyrics1 = b'LYRICSBEGIN' + b'la la la' + b'LYRICSEND'
+    body2 = b'LYRICSBEGIN' + b'IND00003' + b'110' + b'LYR00008' + b'la la la'
+    lyrics2 = body2 + b'%06d' % len(body2) + b'LYRICS200'
+    tags = [('APEv2 tag (ffmpeg -write_apetag 1)', (w / 'ape.aac').read_bytes()),
+            ('ID3v1 tag', clean + id3v1),
+            ('Lyrics3 v1 and ID3v1 tags', clean + lyrics1 + id3v1),
+            ('Lyrics3 v2 and ID3v1 tags', clean + lyrics2 + id3v1)]
+    for name, data in tags:
+        for mode in ('file', 'pipe'):
+            path = w / 'tagged.aac'
+            path.write_bytes(data)
+            if mode == 'file':
+                rc, pcm, err = fx(path)
+            else:
+                rc, out, err = ctx.fx('decode', '-', '-o', '-', stdin=data)
+                pcm = Wav(out).pcm if rc == 0 else None
+            ff = ref.ffmpeg_pcm(path)
+            d = largest_difference(pcm or b'', clean_ff)
+            p = [] if rc == 0 and 'warning' not in err and 'note' not in err \
+                else [f'exit {rc}: {err.strip()!r}']
+            if pcm is None or len(pcm) != len(clean_ff) or d > 2:
+                p.append(f'{len(pcm or b"")} bytes, diff {d}')
+            if mode == 'file':
+                ref.row(name, rc, ff, pcm, 2, d)
+            ctx.checks.case(f'{name} ({mode})', p)
+
+    # Files that are not AAC are named for what they are; no output file is left behind.
+    others = [('MP3 with ID3v2', 'mp3', ['-c:a', 'libmp3lame'], 'an MP3 file'),
+              ('bare MP3', 'mp3', ['-c:a', 'libmp3lame', '-id3v2_version', '0', '-write_xing', '0'],
+               'an MP3 file'),
+              ('WAV', 'wav', [], 'a WAV file'), ('FLAC', 'flac', [], 'a FLAC file'),
+              ('Ogg Vorbis', 'ogg', ['-c:a', 'libvorbis'], 'an Ogg file'),
+              ('AIFF', 'aiff', [], 'an AIFF file'), ('Matroska', 'mka', ['-c:a', 'aac'], 'a Matroska'),
+              ('MPEG-TS with AAC', 'ts', ['-c:a', 'aac'], 'an MPEG transport stream')]
+    for name, ext, opts, needle in others:
+        path = w / f'other.{ext}'
+        ffmpeg(ctx, '-i', src, *opts, path)
+        out = w / 'other.wav.out'
+        rc, _, err = ctx.fx('decode', path, '-o', out)
+        rci, _, erri = ctx.fx('info', path)
+        p = [] if rc == 1 and rci == 1 and f'looks like {needle}' in err and needle in erri \
+            else [f'exit {rc}/{rci}: {err.strip()!r}']
+        if 'object type' in err:
+            p.append('names an AAC object type')
+        if out.exists():
+            p.append('output file left behind')
+        ref.row(f'{name} file', rc, ref.ffmpeg_pcm(path), None, 2, '-')
+        ctx.checks.case(f'{name} named', p)
+
+    # More than two channels: one clear message, from decode and info alike.
+    ffmpeg(ctx, '-f', 'lavfi', '-i', 'sine=frequency=440:duration=2', '-ac', '6', '-c:a', 'aac',
+           w / 'surround.aac')
+    rc, _, err = ctx.fx('decode', w / 'surround.aac', '-o', w / 'surround.wav')
+    rci, _, erri = ctx.fx('info', w / 'surround.aac')
+    needle = '5.1 channels (channel configuration 6): fxaac decodes mono and stereo only'
+    p = [] if rc == 1 and rci == 1 and needle in err and needle in erri and \
+        err.count('\n') == 1 else [f'exit {rc}/{rci}: {err.strip()!r}']
+    if (w / 'surround.wav').exists():
+        p.append('output file left behind')
+    ref.row('5.1 ADTS', rc, ref.ffmpeg_pcm(w / 'surround.aac'), None, 6, '-')
+    ctx.checks.case('5.1 channels refused clearly', p)
+
+    # HE-AAC signalled implicitly: fill elements with SBR data in an LC stream. Said once; the
+    # output is the LC core, the samples of the stream without the fill elements.
+    ffmpeg(ctx, '-f', 'lavfi', '-i', 'sine=frequency=440:duration=2', '-c:a', 'aac', w / 'mono.aac')
+    mono = (w / 'mono.aac').read_bytes()
+    (w / 'sbr.aac').write_bytes(with_leading_fil(mono, 13))
+    (w / 'fill.aac').write_bytes(with_leading_fil(mono, 1))
+    _, plain, _ = fx(w / 'mono.aac')
+    rc, pcm, err = fx(w / 'sbr.aac')
+    rcf, pcmf, errf = fx(w / 'fill.aac')
+    p = [] if rc == 0 and err.count('SBR data') == 1 and 'output is the AAC LC core at 44100 Hz' in err \
+        else [f'exit {rc}: {err.strip()!r}']
+    if pcm != plain or pcmf != plain or 'SBR' in errf or rcf != 0:
+        p.append('fill elements change the output, or plain fill data is taken for SBR')
+    ref.row('implicit HE-AAC (hand-made SBR fill)', rc, ref.ffmpeg_pcm(w / 'sbr.aac'), pcm, 1,
+            largest_difference(pcm or b'', ref.ffmpeg_pcm(w / 'mono.aac')))
+    ctx.checks.case('implicit HE-AAC said once', p)
+
+    # Clean output: --quiet says nothing; repeated messages are counted; PCM on standard output
+    # is a clean WAV file even with damage; info exits like decode.
+    many = bytearray(clean)
+    for i in range(20, 50):
+        q = frames[i][0] + 7
+        many[q] = (many[q] & 0x1f) | (2 << 5)
+    (w / 'many.aac').write_bytes(bytes(many))
+    rc, pcm, err = fx(w / 'many.aac', '-q')
+    ctx.checks.case('--quiet is quiet', [] if rc == 2 and err == '' and pcm and
+                    len(pcm) == len(clean_ff) else [f'exit {rc}: {err!r}'])
+    rc, pcm, err = fx(w / 'many.aac')
+    p = [] if 'the same 29 more times' in err and err.count('coupling') == 2 else [repr(err)]
+    if rc != 2 or 'Error in' in err:
+        p.append(f'exit {rc}')
+    ref.row('30 damaged frames (counted message)', rc, ref.ffmpeg_pcm(w / 'many.aac'), pcm, 2, '-')
+    ctx.checks.case('repeated message counted', p)
+    for path, want in ((w / 'x.aac', 0), (w / 'many.aac', 2), (w / 'other.mp3', 1)):
+        rc, _, _ = ctx.fx('info', path)
+        ctx.checks.case(f'info exit status {want}', [] if rc == want else [f'exit {rc}'])
+
+    # Help from the subcommands; a leading dot is not an extension.
+    for cmd in ('decode', 'info'):
+        rc, out, _ = ctx.fx(cmd, '--help')
+        ctx.checks.case(f'{cmd} --help', [] if rc == 0 and b'SYNOPSIS' in out else [f'exit {rc}'])
+    (w / '.hidden').write_bytes(clean)
+    rc, _, err = ctx.fx('decode', '-q', w / '.hidden')
+    ctx.checks.case('.hidden gives .hidden.wav', [] if rc == 0 and (w / '.hidden.wav').exists()
+                    else [f'exit {rc}: {err.strip()}'])
+
+    # The progress bar on a 40-column terminal: every redraw fits in 39 columns and begins
+    # with a carriage return.
+    if not ctx.runner.prefix:
+        ctx.checks.case('progress bar fits 40 columns', progress_on_terminal(ctx, w / 'x.aac', 40))
+    ref.table()
+
+
+def progress_on_terminal(ctx, path, columns):
+    import fcntl
+    import os
+    import pty
+    import re
+    import termios
+    pid, fd = pty.fork()
+    if pid == 0:
+        os.execv(ctx.fxaac, [ctx.fxaac, 'decode', str(path), '-o', str(ctx.work / 'tty.wav')])
+    fcntl.ioctl(fd, termios.TIOCSWINSZ, struct.pack('HHHH', 24, columns, 0, 0))
+    data = b''
+    while True:
+        try:
+            chunk = os.read(fd, 4096)
+        except OSError:
+            break
+        if not chunk:
+            break
+        data += chunk
+    os.waitpid(pid, 0)
+    text = re.sub(r'\x1b\[K', '', data.decode(errors='replace'))
+    draws = [s for line in text.split('\n') for s in line.split('\r')[1:] if '%' in s]
+    p = [] if draws else [f'no progress bar drawn: {text!r}']
+    p += [f'{len(s)} columns: {s!r}' for s in draws if len(s) >= columns]
+    return p
+
+
 GROUPS = {'vectors': group_vectors, 'errors': group_errors, 'damaged': group_damaged,
-          'm4a': group_m4a}
+          'm4a': group_m4a, 'realfiles': group_realfiles}
 
 
 def main():

@@ -1,9 +1,11 @@
 // fxaac: the command-line front end of the decoder library.
 //
-//   fxaac decode IN [-o OUT] [--format s16|s24] [--raw --rate R --channels C] [--quiet]
+//   fxaac decode IN [-o OUT] [--format s16|s24] [--raw --rate R --channels C] [--no-conceal]
+//                [--quiet]
 //   fxaac info IN [--raw --rate R --channels C]
 //
 // Built on the library's public C interface only.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,11 +32,12 @@ using namespace fxaac_cli;
 
 constexpr int kExitOk = 0;
 constexpr int kExitFailure = 1;
-constexpr int kExitDamaged = 2;  // decoded to the end, with damaged frames skipped
+constexpr int kExitDamaged = 2;  // decoded to the end, with damaged frames skipped or concealed
 
 // Standard output as the program found it. File descriptor 1 itself is
-// pointed at standard error: the library writes its few diagnostics to
-// standard output, where they must not mix with WAV data or with the report.
+// pointed at /dev/null: the library's frame call may print a diagnostic to
+// standard output, where it must not mix with WAV data, the report or the
+// progress bar; the command tells of every failed frame in its own words.
 FILE *g_stdout = nullptr;
 
 const char kHelp[] =
@@ -42,8 +45,9 @@ const char kHelp[] =
     "    fxaac - decode MPEG-2/4 AAC Low Complexity audio to WAV\n"
     "\n"
     "SYNOPSIS\n"
-    "    fxaac decode IN [-o OUT] [--format s16|s24] [--raw --rate R --channels C] [--quiet]\n"
-    "    fxaac info IN [--raw --rate R --channels C] [--quiet]\n"
+    "    fxaac decode IN [-o OUT] [--format s16|s24] [--raw --rate R --channels C]\n"
+    "                 [--no-conceal] [--quiet]\n"
+    "    fxaac info IN [--raw --rate R --channels C] [--no-conceal] [--quiet]\n"
     "    fxaac --help | --version\n"
     "\n"
     "DESCRIPTION\n"
@@ -51,16 +55,21 @@ const char kHelp[] =
     "    writing it and prints the input kind, object type, sampling rate, channels,\n"
     "    number of frames, duration and average bit rate.\n"
     "\n"
-    "    The kind of input is recognised from its content: an ADTS stream (.aac), an\n"
+    "    The kind of input is recognised from its content: an ADTS stream (.aac, also\n"
+    "    one cut anywhere: decoding starts at the first whole frame), an\n"
     "    ADIF stream, an MPEG-4 AudioSpecificConfig followed by raw data blocks (also\n"
     "    behind a \"HEAAC\" marker), or an MP4/M4A file, whose first AAC audio track is\n"
     "    decoded (other tracks are skipped; edit lists are not applied). Headerless raw\n"
     "    data blocks need --raw with their rate and channel count. IN or OUT may be\n"
     "    '-' for standard input or output.\n"
     "\n"
-    "    Damaged frames of ADTS streams and MP4 files are skipped and counted; the\n"
-    "    decoder goes on with the next frame. Streams of bare raw data blocks cannot\n"
-    "    be resynchronised: decoding stops at the first damaged block.\n"
+    "    Damaged frames of ADTS streams and MP4 files are counted and concealed: a\n"
+    "    frame that fades out what was playing takes the place of each damaged frame,\n"
+    "    and of each frame lost where an ADTS stream loses its sync (estimated from\n"
+    "    the bytes skipped), so that the audio after the damage keeps its place in\n"
+    "    time. Streams of bare raw data blocks cannot be resynchronised: decoding\n"
+    "    stops at the first damaged block. Tags at the end of an ADTS stream (ID3v1,\n"
+    "    APEv2, Lyrics3) are metadata and skipped silently.\n"
     "\n"
     "OPTIONS\n"
     "    -o, --output OUT   output file; default: IN with its extension replaced by\n"
@@ -69,7 +78,9 @@ const char kHelp[] =
     "    --raw              IN holds raw data blocks without any header\n"
     "    --rate R           sampling rate of raw input, in Hz\n"
     "    --channels C       channel count of raw input, 1 or 2\n"
-    "    -q, --quiet        no progress bar, no per-frame warnings\n"
+    "    --no-conceal       leave damaged and missing frames out instead of\n"
+    "                       concealing them (the audio after them comes early)\n"
+    "    -q, --quiet        no progress bar, no warnings or notes (errors only)\n"
     "    -h, --help         show this text\n"
     "    -V, --version      show the version\n"
     "\n"
@@ -81,7 +92,10 @@ const char kHelp[] =
     "    0  the whole input was decoded\n"
     "    1  failure: bad arguments, unreadable or unsupported input, write error,\n"
     "       decoding stopped early, or no frame could be decoded\n"
-    "    2  the input was decoded to its end, but damaged frames were skipped\n"
+    "    2  the input was decoded to its end, but damaged frames were concealed or\n"
+    "       skipped, or bytes without frames were skipped inside an ADTS stream\n"
+    "    A stream that does not begin with a whole ADTS frame (a cut capture) and\n"
+    "    tags at its end do not count as damage: a note tells of a cut start.\n"
     "\n"
     "EXAMPLES\n"
     "    fxaac decode song.m4a -o song.wav\n"
@@ -109,6 +123,7 @@ struct Arguments {
     bool quiet = false;
     bool haveRate = false;
     bool haveChannels = false;
+    bool help = false;
 };
 
 bool parse_number(const std::string &text, long lo, long hi, int32_t *out)
@@ -186,6 +201,11 @@ int parse_arguments(int argc, char **argv, Arguments *a)
             a->haveChannels = true;
         } else if ((arg == "-q" || arg == "--quiet") && !inlineValue) {
             a->quiet = true;
+        } else if (arg == "--no-conceal" && !inlineValue) {
+            a->options.conceal = false;
+        } else if ((arg == "-h" || arg == "--help") && !inlineValue) {
+            a->help = true;
+            return -1;
         } else {
             return usage_error("unknown option '" + std::string(argv[i]) + "'");
         }
@@ -210,10 +230,11 @@ std::string default_output(const std::string &input)
 {
     if (input == "-")
         return "-";
+    // A dot that begins the file name (".hidden") starts no extension.
     const size_t slash = input.rfind('/');
+    const size_t name = slash == std::string::npos ? 0 : slash + 1;
     const size_t dot = input.rfind('.');
-    const bool hasExtension =
-        dot != std::string::npos && (slash == std::string::npos || dot > slash + 1);
+    const bool hasExtension = dot != std::string::npos && dot > name;
     return (hasExtension ? input.substr(0, dot) : input) + ".wav";
 }
 
@@ -314,8 +335,8 @@ FILE *open_input(const std::string &path)
     return f;
 }
 
-// Exit status and closing lines after a decoding run.
-int conclude(bool ok, const std::string &error, const DecodeReport &r)
+// Exit status and closing lines after a decoding run; quiet: errors only.
+int conclude(bool ok, const std::string &error, const DecodeReport &r, bool quiet)
 {
     if (!ok) {
         error_line(error);
@@ -325,17 +346,18 @@ int conclude(bool ok, const std::string &error, const DecodeReport &r)
         error_line("no frame could be decoded");
         return kExitFailure;
     }
-    bool damaged = false;
-    if (r.damagedFrames > 0) {
+    const bool damaged = r.damagedFrames > 0 || r.unsyncedBytes > 0;
+    if (quiet)
+        return damaged ? kExitDamaged : kExitOk;
+    if (r.damagedFrames > 0)
         std::fprintf(stderr, "fxaac: warning: %" PRIu64 " damaged frame%s skipped, %" PRIu64
                      " decoded\n", r.damagedFrames, r.damagedFrames == 1 ? "" : "s", r.frames);
-        damaged = true;
-    }
-    if (r.unsyncedBytes > 0) {
+    if (r.unsyncedBytes > 0)
         std::fprintf(stderr, "fxaac: warning: %" PRIu64 " byte%s without ADTS frames skipped\n",
                      r.unsyncedBytes, r.unsyncedBytes == 1 ? "" : "s");
-        damaged = true;
-    }
+    if (r.concealedFrames > 0)
+        std::fprintf(stderr, "fxaac: warning: %" PRIu64 " frame%s concealed\n", r.concealedFrames,
+                     r.concealedFrames == 1 ? "" : "s");
     return damaged ? kExitDamaged : kExitOk;
 }
 
@@ -362,7 +384,7 @@ int run_decode(const Arguments &a)
         ok = false;
         error = sink.error();
     }
-    const int status = conclude(ok, error, report);
+    const int status = conclude(ok, error, report, a.quiet);
     if (status != kExitFailure && !a.quiet) {
         const char *where = output == "-" ? "standard output" : output.c_str();
         std::fprintf(stderr, "fxaac: %" PRIu64 " frames, %s of %d Hz audio in %d channel%s, "
@@ -420,13 +442,24 @@ int run_info(const Arguments &a)
         std::fprintf(out, "%-15s-\n", "bit rate");
     if (r.damagedFrames > 0)
         std::fprintf(out, "%-15s%" PRIu64 "\n", "damaged frames", r.damagedFrames);
+    if (r.concealedFrames > 0)
+        std::fprintf(out, "%-15s%" PRIu64 " (included in the duration)\n", "concealed",
+                     r.concealedFrames);
+    if (r.leadingBytes > 0)
+        std::fprintf(out, "%-15s%" PRIu64 " bytes before the first frame\n", "cut start",
+                     r.leadingBytes);
+    if (r.tagBytes > 0)
+        std::fprintf(out, "%-15s%" PRIu64 " bytes of tags at the end\n", "metadata", r.tagBytes);
+    if (r.sbrData)
+        std::fprintf(out, "%-15sSBR data present, not decoded (HE-AAC at %d Hz)\n", "note",
+                     2 * r.sampleRate);
     for (const std::string &s : r.skippedTracks)
         std::fprintf(out, "%-15s%s\n", "skipped", s.c_str());
     if (std::fflush(out) != 0) {
         error_line(std::string("cannot write to standard output: ") + std::strerror(errno));
         return kExitFailure;
     }
-    return conclude(ok, error, r);
+    return conclude(ok, error, r, a.quiet);
 }
 
 }  // namespace
@@ -436,7 +469,10 @@ int main(int argc, char **argv)
     const int kept = dup(STDOUT_FILENO);
     if (kept >= 0) {
         g_stdout = fdopen(kept, "wb");
-        dup2(STDERR_FILENO, STDOUT_FILENO);
+        const int null = open("/dev/null", O_WRONLY);
+        dup2(null >= 0 ? null : STDERR_FILENO, STDOUT_FILENO);
+        if (null >= 0)
+            close(null);
     }
     if (argc < 2)
         return usage_error("no command given: use 'fxaac decode IN' or 'fxaac info IN'");
@@ -459,5 +495,11 @@ int main(int argc, char **argv)
     const int status = parse_arguments(argc, argv, &a);
     if (status >= 0)
         return status;
+    if (a.help) {
+        if (g_stdout == nullptr)
+            return kExitFailure;
+        std::fputs(kHelp, g_stdout);
+        return std::fflush(g_stdout) == 0 ? kExitOk : kExitFailure;
+    }
     return a.command == "decode" ? run_decode(a) : run_info(a);
 }

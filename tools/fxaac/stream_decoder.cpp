@@ -1,6 +1,7 @@
 #include "stream_decoder.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -26,7 +27,8 @@ constexpr size_t kHeaderPadding = 64 * 1024;
 constexpr size_t kKeepAhead = 32 * 1024;      // data held ahead of each frame call
 constexpr size_t kMaxPending = 1 << 20;       // a frame that needs more than this is damaged
 constexpr uint32_t kMaxAccessUnit = 1 << 20;
-constexpr int kMaxListedWarnings = 10;
+constexpr size_t kTailBytes = 1 << 20;       // end of a file searched for metadata tags
+constexpr int kMaxListedWarnings = 20;  // warning lines; the rest are counted
 constexpr uint8_t kHeaderlessDummy[4] = {0, 0, 0, 0};
 
 // The caller-owned decoder memory: the instance and its work area.
@@ -126,8 +128,16 @@ private:
     std::string error_;
 };
 
-// One decoding run: the decoder memory, the output buffer, the sink and the
-// counts of the report.
+// One decoding run: the decoder memory, the output buffer, the sink, the
+// counts of the report and the messages about the input.
+//
+// Every damaged frame (damaged()) is replaced by one frame of concealment,
+// and a stretch of ADTS bytes without frames by as many frames as its length
+// makes at the average frame size so far, so that what follows keeps its
+// place in time. The first frame of concealment is taken from the decoder
+// as soon as a frame is known to be lost (before the next frame changes its
+// state); the frames are written when the next good frame comes, so damage
+// at the end of the input (a cut-off file) adds nothing.
 class Session {
 public:
     Session(const DecodeOptions &options, PcmSink &sink, DecodeReport *report)
@@ -178,65 +188,98 @@ public:
         } else if (channels != report_->channels) {
             damaged("the channel count changes from " + std::to_string(report_->channels) +
                     " to " + std::to_string(channels));
-            return true;
+            return sink_ok(error);
         }
-        if (!sink_.write(output_, status.outputSamples)) {
-            *error = sink_.error();
+        write_concealment();
+        if (!sink_ok(error) || !write(output_, status.outputSamples, error))
             return false;
-        }
         report_->frames++;
-        report_->samplesPerChannel += static_cast<uint64_t>(status.outputSamples / channels);
+        note_sbr();
         return true;
     }
 
+    // A frame that failed: counted, reported and concealed.
     void damaged(const std::string &what)
     {
         regain_sync();
         report_->damagedFrames++;
-        warn(where() + ": " + what + "; skipped");
+        warn(where(), what);
+        conceal(1);
+        take_fade();
     }
 
+    // Frames lost before the next good one: that many frames of concealment
+    // (a fade-out of what was playing, then silence) go before it. Nothing
+    // before the first decoded frame, or when concealment is off.
+    void conceal(uint64_t frames)
+    {
+        if (options_.conceal && started_)
+            pending_ += frames;
+    }
+
+    // ADTS: the first bytes of the stream's first frame header, whose fixed
+    // fields every later header repeats.
+    uint8_t adtsHeader[4] = {0, 0, 0, 0};
+
+    // The ADTS bytes of a frame that decoded, for the average frame size.
+    void frame_bytes(uint64_t bytes) { goodBytes_ += bytes; }
+
     // ADTS bytes without a frame: one message per stretch of them.
-    void lose_sync(uint64_t bytes)
+    // brokenHeader: a sync word with an impossible header was among them.
+    void lose_sync(uint64_t bytes, bool brokenHeader)
     {
         if (!unsynced_) {
             unsynced_ = true;
             unsyncedFrom_ = byte_;
             unsyncedBytes_ = 0;
+            brokenHeader_ = false;
         }
         unsyncedBytes_ += bytes;
+        brokenHeader_ = brokenHeader_ || brokenHeader;
         report_->unsyncedBytes += bytes;
+        if (started_ && missing_frames() > 0)
+            take_fade();
     }
 
+    // Ends a stretch of bytes without frames: the frames it stands for are
+    // concealed (only a stretch after the first frame stands for any).
     void regain_sync()
     {
         if (!unsynced_)
             return;
         unsynced_ = false;
+        const uint64_t missing = started_ ? missing_frames() : 0;
+        std::string what = "no ADTS frame (" + std::to_string(unsyncedBytes_) +
+                           (unsyncedBytes_ == 1 ? " byte" : " bytes") + " skipped";
+        if (missing > 0)
+            what += ", about " + std::to_string(missing) + (missing == 1 ? " frame" : " frames");
         warn("bytes " + std::to_string(unsyncedFrom_) + " to " +
-             std::to_string(unsyncedFrom_ + unsyncedBytes_ - 1) +
-             " hold no ADTS frame (" + std::to_string(unsyncedBytes_) +
-             (unsyncedBytes_ == 1 ? " byte" : " bytes") + " skipped)");
+                 std::to_string(unsyncedFrom_ + unsyncedBytes_ - 1),
+             what + ")");
+        conceal(missing);
     }
 
-    // Ends the run: the sink is begun even when no frame was decoded, so that
-    // the output is a valid (empty) file.
+    // A line on standard error that is neither a warning nor an error.
+    void note(const std::string &message)
+    {
+        if (!options_.warnings)
+            return;
+        flush_repeats();
+        progress.clear();
+        std::fprintf(stderr, "fxaac: note: %s\n", message.c_str());
+    }
+
+    // Ends the run. No frame decoded: the sink is never begun, so that no
+    // empty output file is left behind.
     bool close(std::string *error)
     {
         regain_sync();
+        flush_repeats();
         progress.clear();
-        if (warnings_ > kMaxListedWarnings && options_.warnings)
+        if (listed_ > kMaxListedWarnings && options_.warnings)
             std::fprintf(stderr, "fxaac: warning: %d more problems not listed\n",
-                         warnings_ - kMaxListedWarnings);
-        if (started_)
-            return true;
-        const int32_t channels = report_->channels > 0 ? report_->channels : 1;
-        started_ = true;
-        if (!sink_.begin(report_->sampleRate, channels)) {
-            *error = sink_.error();
-            return false;
-        }
-        return true;
+                         listed_ - kMaxListedWarnings);
+        return sink_ok(error);
     }
 
     double seconds() const
@@ -249,14 +292,110 @@ public:
     DecodeReport &report() { return *report_; }
 
 private:
-    void warn(const std::string &message)
+    // Writes the pending concealment. A sink failure is kept for sink_ok().
+    void write_concealment()
+    {
+        const int32_t samples = heldSamples_;
+        if (samples == report_->channels * FXAAC_FRAME_LENGTH) {
+            for (uint64_t i = 0; i < pending_ && sinkError_.empty(); i++) {
+                if (i == 1)
+                    std::memset(held_, 0, sizeof held_);  // silence after the fade-out
+                if (!write(held_, samples, &sinkError_))
+                    break;
+                report_->concealedFrames++;
+            }
+        }
+        pending_ = 0;
+        heldSamples_ = 0;
+    }
+
+    // The fade-out of the last good frame, taken once per stretch of lost
+    // frames (the decoder's overlap is cleared by it).
+    void take_fade()
+    {
+        if (!options_.conceal || !started_ || heldSamples_ > 0)
+            return;
+        FrameStatus status;
+        heldSamples_ = AACPlusConcealFrame(decoder(), held_, &status);
+    }
+
+    bool write(const int32_t *pcm, int32_t samples, std::string *error)
+    {
+        if (!sink_.write(pcm, samples)) {
+            *error = sink_.error();
+            return false;
+        }
+        report_->samplesPerChannel += static_cast<uint64_t>(samples / report_->channels);
+        return true;
+    }
+
+    bool sink_ok(std::string *error)
+    {
+        if (sinkError_.empty())
+            return true;
+        *error = sinkError_;
+        return false;
+    }
+
+    // Frames that a stretch of unsynchronised bytes stands for: its length in
+    // average frames, rounded, and at least one when a header was broken.
+    uint64_t missing_frames() const
+    {
+        const uint64_t frames = report_->frames;
+        uint64_t n = frames > 0 && goodBytes_ > 0
+                         ? (2 * unsyncedBytes_ * frames + goodBytes_) / (2 * goodBytes_)
+                         : 0;
+        return brokenHeader_ && n == 0 ? 1 : n;
+    }
+
+    // Implicit HE-AAC: an AAC LC configuration whose frames carry SBR
+    // extension payloads (extension_type 13 or 14) in fill elements.
+    void note_sbr()
+    {
+        constexpr uint32_t kSbrTypes = 1u << 13 | 1u << 14;
+        if (report_->sbrData || (decoder()->fillExtensions & kSbrTypes) == 0)
+            return;
+        report_->sbrData = true;
+        const int32_t rate = report_->sampleRate;
+        note("the frames carry SBR data (HE-AAC signalled implicitly); fxaac does not decode "
+             "it: the output is the AAC LC core at " +
+             std::to_string(rate) + " Hz, without the high band (HE-AAC plays at " +
+             std::to_string(2 * rate) + " Hz)");
+    }
+
+    // Consecutive warnings with the same text after the location are
+    // counted and reported once, with the count, when the text changes or
+    // at the end.
+    void warn(const std::string &location, const std::string &what)
     {
         if (!options_.warnings)
             return;
-        if (++warnings_ > kMaxListedWarnings)
+        if (what == lastWhat_) {
+            repeats_++;
+            lastLocation_ = location;
+            return;
+        }
+        flush_repeats();
+        lastWhat_ = what;
+        print_warning(location + ": " + what);
+    }
+
+    void flush_repeats()
+    {
+        if (repeats_ > 0)
+            print_warning("the same " + std::to_string(repeats_) +
+                          (repeats_ == 1 ? " more time" : " more times") + ", the last at " +
+                          lastLocation_ + ": " + lastWhat_);
+        repeats_ = 0;
+        lastWhat_.clear();
+    }
+
+    void print_warning(const std::string &line)
+    {
+        if (++listed_ > kMaxListedWarnings)
             return;
         progress.clear();
-        std::fprintf(stderr, "fxaac: warning: %s\n", message.c_str());
+        std::fprintf(stderr, "fxaac: warning: %s\n", line.c_str());
     }
 
     const DecodeOptions &options_;
@@ -264,13 +403,22 @@ private:
     DecodeReport *report_;
     std::unique_ptr<DecoderMemory> memory_;
     alignas(8) int32_t output_[FXAAC_MAX_CHANNELS * FXAAC_FRAME_LENGTH] = {};
+    alignas(8) int32_t held_[FXAAC_MAX_CHANNELS * FXAAC_FRAME_LENGTH] = {};  // concealment
+    int32_t heldSamples_ = 0;
     bool started_ = false;
+    std::string sinkError_;
     uint64_t byte_ = 0;
     uint64_t unit_ = 0;
+    uint64_t goodBytes_ = 0;
+    uint64_t pending_ = 0;  // frames to conceal before the next good one
     bool unsynced_ = false;
+    bool brokenHeader_ = false;
     uint64_t unsyncedFrom_ = 0;
     uint64_t unsyncedBytes_ = 0;
-    int warnings_ = 0;
+    int listed_ = 0;
+    int repeats_ = 0;
+    std::string lastWhat_;
+    std::string lastLocation_;
 
 public:
     Progress progress;
@@ -305,6 +453,39 @@ std::string unsupported_type(int32_t aot)
            " is not supported: fxaac decodes AAC LC (audio object types 2 and 17) only";
 }
 
+// ADTS channel_configuration (ISO/IEC 14496-3 1.6.3.4) in words.
+std::string channel_words(int config)
+{
+    static const char *const names[8] = {"channels given by a program configuration",
+                                         "1 channel", "2 channels", "3 channels", "4 channels",
+                                         "5 channels", "5.1 channels", "7.1 channels"};
+    return names[config & 7];
+}
+
+std::string too_many_channels(int config)
+{
+    return channel_words(config) + " (channel configuration " + std::to_string(config) +
+           "): fxaac decodes mono and stereo only";
+}
+
+// channelConfiguration of an AudioSpecificConfig (ISO/IEC 14496-3
+// 1.6.2.1), or -1 when it is cut off.
+int asc_channel_config(const uint8_t *p, size_t n)
+{
+    uint64_t bits = 0;
+    const size_t k = std::min<size_t>(n, 8);
+    for (size_t i = 0; i < 8; i++)
+        bits = bits << 8 | (i < k ? p[i] : 0);
+    int pos = 5;  // audioObjectType
+    if ((bits >> 59) == 31)
+        pos += 6;
+    const bool explicitRate = ((bits >> (60 - pos)) & 15) == 15;
+    pos += 4 + (explicitRate ? 24 : 0);
+    if (static_cast<size_t>(pos + 4) > 8 * k)
+        return -1;
+    return static_cast<int>((bits >> (60 - pos)) & 15);
+}
+
 // Why header decoding refused the input, in words.
 std::string header_refusal(InputKind kind, int32_t status, const uint8_t *data, size_t n)
 {
@@ -315,13 +496,39 @@ std::string header_refusal(InputKind kind, int32_t status, const uint8_t *data, 
         aot = asc_object_type(data, n);
     else if (kind == InputKind::MarkedAsc && n > 6)
         aot = asc_object_type(data + 6, n - 6);
-    const std::string why = status == FXAAC_ERR_OBJECT_TYPE && aot != 0 && aot != 2 && aot != 17
-                                ? unsupported_type(aot)
-                                : fxaac_status_text(status);
+    std::string why = status == FXAAC_ERR_OBJECT_TYPE && aot != 0 && aot != 2 && aot != 17
+                          ? unsupported_type(aot)
+                          : fxaac_status_text(status);
+    const size_t at = kind == InputKind::MarkedAsc ? 6 : 0;
+    if (status == FXAAC_ERR_CHANNELS && kind != InputKind::Adts && n > at) {
+        const int config = asc_channel_config(data + at, n - at);
+        if (config > 2)
+            why = too_many_channels(config);
+    }
     if (kind == InputKind::Unknown)
         return "not a recognised AAC stream (no ADTS sync word, no ADIF or HEAAC marker, not an "
                "MP4 file), and read as an AudioSpecificConfig it is refused: " + why;
     return std::string(input_kind_name(kind)) + " header refused: " + why;
+}
+
+// An ADTS fixed header at p (ISO/IEC 13818-7 adts_fixed_header): sync word,
+// layer 0, a sampling frequency index below 12, a frame length of at least
+// the header. Returns the frame length, or 0.
+size_t adts_frame_length(const uint8_t *p, size_t n)
+{
+    if (n < 7 || p[0] != 0xff || (p[1] & 0xf6) != 0xf0 || ((p[2] >> 2) & 15) >= 12)
+        return 0;
+    const size_t length = (p[3] & 3u) << 11 | p[4] << 3 | p[5] >> 5;
+    const size_t header = (p[1] & 1) ? 7 : 9;
+    return length >= header ? length : 0;
+}
+
+// Two ADTS headers with the same fixed fields (ISO/IEC 13818-7
+// adts_fixed_header; the private bit aside), 4 bytes each.
+bool same_fixed_header(const uint8_t *a, const uint8_t *b)
+{
+    return a[0] == 0xff && b[0] == 0xff && a[1] == b[1] && (a[2] & 0xfd) == (b[2] & 0xfd) &&
+           (a[3] & 0xf0) == (b[3] & 0xf0);
 }
 
 // Bytes before the first ADTS sync word (all of them when there is none).
@@ -333,8 +540,21 @@ size_t bytes_before_sync(const uint8_t *p, size_t n)
     return n;
 }
 
-// Raw data blocks from the buffer, one bounded frame call each.
-bool decode_blocks(Session &s, InputBuffer &in, uint64_t total, bool guessed, std::string *error)
+// Offset of the first sync word in p whose fixed header matches the
+// stream's (header); with none, the bytes that cannot begin one.
+size_t next_adts_header(const uint8_t *p, size_t n, const uint8_t *header, bool atEnd)
+{
+    for (size_t i = 0; i + 4 <= n; i++)
+        if (p[i] == 0xff && same_fixed_header(p + i, header))
+            return i;
+    return atEnd || n < 3 ? n : n - 3;
+}
+
+// Raw data blocks from the buffer, one bounded frame call each. tagsFrom:
+// input offset where metadata tags at the end begin (UINT64_MAX: not known
+// yet; they are looked for once the rest of the input is held).
+bool decode_blocks(Session &s, InputBuffer &in, uint64_t total, uint64_t tagsFrom, bool guessed,
+                   std::string *error)
 {
     DecodeReport &r = s.report();
     const bool adts = r.kind == InputKind::Adts;
@@ -344,26 +564,53 @@ bool decode_blocks(Session &s, InputBuffer &in, uint64_t total, bool guessed, st
             *error = in.error();
             return false;
         }
-        if (in.avail() == 0)
+        if (adts && in.at_eof() && tagsFrom == UINT64_MAX)  // from a pipe
+            tagsFrom = in.offset() + in.avail() - trailing_tag_bytes(in.data(), in.avail());
+        const size_t usable = static_cast<size_t>(
+            std::min<uint64_t>(in.avail(), tagsFrom > in.offset() ? tagsFrom - in.offset() : 0));
+        const bool atEnd = in.at_eof() || usable < in.avail();
+        if (usable == 0) {
+            r.tagBytes = in.avail();
+            in.consume(in.avail());
             return true;
+        }
         s.at(in.offset());
         // Bytes in front of the next ADTS sync word: the frame call passes
         // over them on its own, they are only counted here.
-        const size_t garbage =
-            adts && s.decoder()->rawBlocksLeft == 0 ? bytes_before_sync(in.data(), in.avail()) : 0;
-        s.call(in.data(), in.avail(), &status);
+        const bool frameStart = adts && s.decoder()->rawBlocksLeft == 0;
+        if (frameStart) {
+            // Sync words whose fixed header differs from the stream's are
+            // false ones (or damaged headers): passed over here, so that the
+            // frame call never takes their frame length for real.
+            const size_t next = next_adts_header(in.data(), usable, s.adtsHeader, atEnd);
+            if (next > 0) {
+                s.lose_sync(next, false);
+                r.payloadBytes += next;
+                in.consume(next);
+                continue;
+            }
+        }
+        const size_t garbage = frameStart ? bytes_before_sync(in.data(), usable) : 0;
+        // A frame of one raw data block ends where its length says: zero
+        // bytes after the block's END element belong to it.
+        const size_t frameLength = frameStart && garbage == 0 && (in.data()[6] & 3) == 0
+                                       ? adts_frame_length(in.data(), usable)
+                                       : 0;
+        s.call(in.data(), usable, &status);
         if (status.errorCode == FXAAC_ERR_NEED_MORE_INPUT && status.outputSamples == 0) {
-            if (!in.at_eof() && in.avail() < kMaxPending) {
+            if (!atEnd && in.avail() < kMaxPending) {
                 if (!in.fill(in.avail() + kChunk)) {
                     *error = in.error();
                     return false;
                 }
                 continue;
             }
-            if (in.at_eof()) {
-                s.damaged("the input ends inside the frame (" + std::to_string(in.avail()) +
+            if (atEnd) {
+                s.damaged("the input ends inside the frame (" + std::to_string(usable) +
                           " bytes left)");
-                return true;
+                r.payloadBytes += usable;
+                in.consume(usable);
+                continue;
             }
             if (!adts) {
                 *error = s.where() + ": a raw data block longer than 1 MiB; the stream is damaged";
@@ -377,10 +624,13 @@ bool decode_blocks(Session &s, InputBuffer &in, uint64_t total, bool guessed, st
         const bool lostSync =
             status.errorCode == FXAAC_ERR_NO_SYNC || status.errorCode == FXAAC_ERR_ADTS_LENGTH;
         if (garbage > 0 && !lostSync)
-            s.lose_sync(garbage);
+            s.lose_sync(garbage, false);
         if (status.outputSamples > 0) {
             if (!s.deliver(status, error))
                 return false;
+            if (used < frameLength && frameLength <= usable)
+                used = frameLength;
+            s.frame_bytes(used - std::min(used, garbage));
         } else if (status.errorCode != 0) {
             if (!adts) {
                 // Raw data blocks carry no sync word: after a damaged one
@@ -395,7 +645,7 @@ bool decode_blocks(Session &s, InputBuffer &in, uint64_t total, bool guessed, st
             }
             used = std::max<size_t>(used, 1);
             if (lostSync)
-                s.lose_sync(used);
+                s.lose_sync(used, status.errorCode == FXAAC_ERR_ADTS_LENGTH);
             else
                 s.damaged(fxaac_status_text(status.errorCode));
         } else if (used == 0) {
@@ -501,6 +751,45 @@ uint64_t id3_tag_bytes(const uint8_t *p, size_t n)
     return 10 + size + (footer ? 10 : 0);
 }
 
+// Where the metadata tags at the end of a regular file begin (UINT64_MAX
+// for other inputs: their tags are found once the end is in the buffer).
+uint64_t tags_start(FILE *file, uint64_t size)
+{
+    if (size == 0)
+        return UINT64_MAX;
+    std::vector<uint8_t> tail(static_cast<size_t>(std::min<uint64_t>(size, kTailBytes)));
+    const uint64_t from = size - tail.size();
+    if (pread(fileno(file), tail.data(), tail.size(), static_cast<off_t>(from)) !=
+        static_cast<ssize_t>(tail.size()))
+        return UINT64_MAX;
+    return size - trailing_tag_bytes(tail.data(), tail.size());
+}
+
+// ADTS: the input from its first confirmed frame header on. Leading bytes
+// (a stream cut anywhere, junk, a damaged first header) are skipped with a
+// note. False with *error when the configuration cannot be decoded.
+bool adts_start(Session &s, InputBuffer &in, std::string *error)
+{
+    const size_t start = find_adts_start(in.data(), in.avail(), in.at_eof());
+    if (start == in.avail()) {
+        std::memcpy(s.adtsHeader, in.data(), std::min<size_t>(in.avail(), 4));
+        return true;  // unconfirmed: header decoding tells what is wrong
+    }
+    if (start > 0) {
+        s.report().leadingBytes = start;
+        s.note("the input does not begin with an ADTS frame: " + std::to_string(start) +
+               (start == 1 ? " byte" : " bytes") + " before the first one skipped");
+        in.consume(start);
+    }
+    std::memcpy(s.adtsHeader, in.data(), 4);
+    const int config = ((in.data()[2] & 1) << 2) | (in.data()[3] >> 6);
+    if (config > 2) {
+        *error = "ADTS: " + too_many_channels(config);
+        return false;
+    }
+    return true;
+}
+
 bool run(Session &s, FILE *input, const DecodeOptions &options, std::string *error)
 {
     DecodeReport &r = s.report();
@@ -513,14 +802,15 @@ bool run(Session &s, FILE *input, const DecodeOptions &options, std::string *err
         config.chn = options.channels;
         AACPlusHeaderDecode(config, s.decoder(), kHeaderlessDummy);
         take_stream_parameters(s);
-        return decode_blocks(s, in, total, false, error);
+        return decode_blocks(s, in, total, UINT64_MAX, false, error);
     }
     if (!in.fill(kLookahead)) {
         *error = in.error();
         return false;
     }
-    if (const uint64_t tag = id3_tag_bytes(in.data(), in.avail())) {
-        if (!in.skip(tag) || !in.fill(kLookahead)) {
+    const uint64_t id3 = id3_tag_bytes(in.data(), in.avail());
+    if (id3 > 0) {
+        if (!in.skip(id3) || !in.fill(kLookahead)) {
             *error = in.error().empty() ? "the input ends inside its ID3 tag" : in.error();
             return false;
         }
@@ -529,10 +819,21 @@ bool run(Session &s, FILE *input, const DecodeOptions &options, std::string *err
         *error = "the input is empty";
         return false;
     }
-    const InputKind kind = detect_input_kind(in.data(), in.avail());
+    InputKind kind = detect_input_kind(in.data(), in.avail());
     if (kind == InputKind::Mp4)
         return decode_mp4(s, in, input, error);
+    if (kind == InputKind::Adts || kind == InputKind::Unknown) {
+        if (find_adts_start(in.data(), in.avail(), in.at_eof()) < in.avail())
+            kind = InputKind::Adts;
+        else if (const char *what = foreign_format(in.data(), in.avail(), id3 > 0)) {
+            *error = std::string("the input looks like ") + what + "; fxaac decodes AAC (ADTS, "
+                     "ADIF, MP4/M4A)";
+            return false;
+        }
+    }
     r.kind = kind == InputKind::Unknown ? InputKind::Asc : kind;
+    if (kind == InputKind::Adts && !adts_start(s, in, error))
+        return false;
 
     std::vector<uint8_t> head(in.avail() + kHeaderPadding, 0);
     std::memcpy(head.data(), in.data(), in.avail());
@@ -548,7 +849,13 @@ bool run(Session &s, FILE *input, const DecodeOptions &options, std::string *err
     }
     in.consume(static_cast<size_t>(skip));
     take_stream_parameters(s);
-    return decode_blocks(s, in, total, kind == InputKind::Unknown, error);
+    if (r.kind == InputKind::Adif && r.channels > 2) {
+        *error = "ADIF: " + std::to_string(r.channels) +
+                 " channels: fxaac decodes mono and stereo only";
+        return false;
+    }
+    const uint64_t tags = kind == InputKind::Adts ? tags_start(input, total) : UINT64_MAX;
+    return decode_blocks(s, in, total, tags, kind == InputKind::Unknown, error);
 }
 
 }  // namespace
@@ -578,6 +885,146 @@ InputKind detect_input_kind(const uint8_t *p, size_t n)
     if (looks_like_mp4(p, n))
         return InputKind::Mp4;
     return InputKind::Unknown;
+}
+
+namespace {
+
+uint32_t be32(const uint8_t *p)
+{
+    return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 |
+           static_cast<uint32_t>(p[2]) << 8 | p[3];
+}
+
+uint32_t le32(const uint8_t *p)
+{
+    return static_cast<uint32_t>(p[3]) << 24 | static_cast<uint32_t>(p[2]) << 16 |
+           static_cast<uint32_t>(p[1]) << 8 | p[0];
+}
+
+// An MPEG-1/2/2.5 audio frame header (ISO/IEC 11172-3, 13818-3) of layer
+// I to III: its layer (1 to 3), or 0.
+int mpeg_audio_layer(const uint8_t *p, size_t n)
+{
+    if (n < 4 || p[0] != 0xff || (p[1] & 0xe0) != 0xe0)
+        return 0;
+    const int version = (p[1] >> 3) & 3, layer = (p[1] >> 1) & 3;
+    const int bitrate = p[2] >> 4, rate = (p[2] >> 2) & 3;
+    if (version == 1 || layer == 0 || bitrate == 15 || rate == 3)
+        return 0;
+    return 4 - layer;
+}
+
+bool starts(const uint8_t *p, size_t n, const char *tag)
+{
+    const size_t k = std::strlen(tag);
+    return n >= k && std::memcmp(p, tag, k) == 0;
+}
+
+// Lyrics3 v1: "LYRICSBEGIN" ... "LYRICSEND", at most 5100 bytes of lyrics.
+size_t lyrics3_v1_start(const uint8_t *p, size_t n)
+{
+    constexpr size_t kMaxLyrics3v1 = 5100 + 11 + 9;
+    const size_t from = n > kMaxLyrics3v1 ? n - kMaxLyrics3v1 : 0;
+    for (size_t i = n - 9; i-- > from;)
+        if (starts(p + i, n - i, "LYRICSBEGIN"))
+            return i;
+    return n;
+}
+
+// Bytes of the one tag that ends at p + n, or 0.
+size_t last_tag_bytes(const uint8_t *p, size_t n)
+{
+    constexpr size_t kId3v1 = 128, kApeFooter = 32, kLyricsTrailer = 15, kId3v2Footer = 10;
+    // APEv2 first: the "TAG" inside its "APETAGEX" header can stand 128 bytes
+    // before the end.
+    if (n >= kApeFooter && starts(p + n - kApeFooter, kApeFooter, "APETAGEX")) {
+        const uint8_t *footer = p + n - kApeFooter;
+        const uint64_t size = le32(footer + 12) + ((le32(footer + 20) >> 31) ? kApeFooter : 0);
+        return size >= kApeFooter && size <= n ? static_cast<size_t>(size) : 0;
+    }
+    if (n >= kId3v1 && starts(p + n - kId3v1, kId3v1, "TAG"))
+        return kId3v1;
+    if (n >= kLyricsTrailer && starts(p + n - 9, 9, "LYRICS200")) {
+        size_t size = 0;
+        for (size_t i = n - kLyricsTrailer; i < n - 9; i++) {
+            if (p[i] < '0' || p[i] > '9')
+                return 0;
+            size = 10 * size + (p[i] - '0');
+        }
+        size += kLyricsTrailer;
+        return size <= n && starts(p + n - size, size, "LYRICSBEGIN") ? size : 0;
+    }
+    if (n >= 9 + 11 && starts(p + n - 9, 9, "LYRICSEND")) {
+        const size_t at = lyrics3_v1_start(p, n);
+        return at < n ? n - at : 0;
+    }
+    if (n >= kId3v2Footer && starts(p + n - kId3v2Footer, kId3v2Footer, "3DI")) {
+        const uint8_t *f = p + n - kId3v2Footer;
+        if ((f[6] | f[7] | f[8] | f[9]) & 0x80)
+            return 0;
+        const size_t size = 2 * kId3v2Footer + (static_cast<size_t>(f[6]) << 21 |
+                                                static_cast<size_t>(f[7]) << 14 |
+                                                static_cast<size_t>(f[8]) << 7 | f[9]);
+        return size <= n && starts(p + n - size, size, "ID3") ? size : 0;
+    }
+    return 0;
+}
+
+}  // namespace
+
+size_t find_adts_start(const uint8_t *p, size_t n, bool atEnd)
+{
+    for (size_t i = 0; i + 7 <= n; i++) {
+        const size_t length = adts_frame_length(p + i, n - i);
+        if (length == 0)
+            continue;
+        const size_t next = i + length;
+        if (next + 7 <= n && adts_frame_length(p + next, n - next) > 0 &&
+            same_fixed_header(p + i, p + next))
+            return i;
+        if (atEnd && (next == n || next + trailing_tag_bytes(p + next, n - next) == n))
+            return i;
+    }
+    return n;
+}
+
+const char *foreign_format(const uint8_t *p, size_t n, bool afterId3)
+{
+    constexpr size_t kTsPacket = 188;
+    if (n >= 12 && starts(p, n, "RIFF") && std::memcmp(p + 8, "WAVE", 4) == 0)
+        return "a WAV file";
+    if (n >= 12 && starts(p, n, "FORM") &&
+        (std::memcmp(p + 8, "AIFF", 4) == 0 || std::memcmp(p + 8, "AIFC", 4) == 0))
+        return "an AIFF file";
+    if (starts(p, n, "fLaC"))
+        return "a FLAC file";
+    if (starts(p, n, "OggS"))
+        return "an Ogg file (Vorbis, Opus or FLAC)";
+    if (starts(p, n, "caff"))
+        return "a Core Audio (CAF) file";
+    if (n >= 4 && be32(p) == 0x1a45dfa3)
+        return "a Matroska or WebM file";
+    if (starts(p, n, "#!AMR"))
+        return "an AMR file";
+    if (n > 3 * kTsPacket && p[0] == 0x47 && p[kTsPacket] == 0x47 && p[2 * kTsPacket] == 0x47 &&
+        p[3 * kTsPacket] == 0x47)
+        return "an MPEG transport stream (demultiplex its AAC first, e.g. with "
+               "'ffmpeg -i IN -map 0:a -c copy OUT.aac')";
+    switch (mpeg_audio_layer(p, n)) {
+    case 3: return "an MP3 file";
+    case 2: return "an MPEG audio Layer II (MP2) file";
+    case 1: return afterId3 ? "an MPEG audio Layer I (MP1) file" : nullptr;
+    default: break;
+    }
+    return afterId3 ? "a file with an ID3 tag but no AAC stream (MP3?)" : nullptr;
+}
+
+size_t trailing_tag_bytes(const uint8_t *p, size_t n)
+{
+    size_t end = n;
+    while (size_t k = last_tag_bytes(p, end))
+        end -= k;
+    return n - end;
 }
 
 int32_t asc_object_type(const uint8_t *p, size_t n)
