@@ -42,8 +42,9 @@ const char kHelp[] =
     "    fxaac - decode MPEG-2/4 AAC Low Complexity audio to WAV\n"
     "\n"
     "SYNOPSIS\n"
-    "    fxaac decode IN [-o OUT] [--format s16|s24] [--raw --rate R --channels C] [--quiet]\n"
-    "    fxaac info IN [--raw --rate R --channels C] [--quiet]\n"
+    "    fxaac decode IN [-o OUT] [--format s16|s24] [--raw --rate R --channels C]\n"
+    "                 [--no-trim] [--quiet]\n"
+    "    fxaac info IN [--raw --rate R --channels C] [--no-trim] [--quiet]\n"
     "    fxaac --help | --version\n"
     "\n"
     "DESCRIPTION\n"
@@ -54,9 +55,13 @@ const char kHelp[] =
     "    The kind of input is recognised from its content: an ADTS stream (.aac), an\n"
     "    ADIF stream, an MPEG-4 AudioSpecificConfig followed by raw data blocks (also\n"
     "    behind a \"HEAAC\" marker), or an MP4/M4A file, whose first AAC audio track is\n"
-    "    decoded (other tracks are skipped; edit lists are not applied). Headerless raw\n"
-    "    data blocks need --raw with their rate and channel count. IN or OUT may be\n"
-    "    '-' for standard input or output.\n"
+    "    decoded (other tracks are skipped). Headerless raw data blocks need --raw\n"
+    "    with their rate and channel count. IN or OUT may be '-' for standard input\n"
+    "    or output.\n"
+    "\n"
+    "    MP4/M4A files are played gapless: the encoder priming and padding that the\n"
+    "    edit list and the iTunSMPB tag mark are dropped, so the output has the same\n"
+    "    samples as ffmpeg's. --no-trim keeps every decoded sample.\n"
     "\n"
     "    Damaged frames of ADTS streams and MP4 files are skipped and counted; the\n"
     "    decoder goes on with the next frame. Streams of bare raw data blocks cannot\n"
@@ -69,6 +74,7 @@ const char kHelp[] =
     "    --raw              IN holds raw data blocks without any header\n"
     "    --rate R           sampling rate of raw input, in Hz\n"
     "    --channels C       channel count of raw input, 1 or 2\n"
+    "    --no-trim          MP4: keep every decoded sample, priming and padding too\n"
     "    -q, --quiet        no progress bar, no per-frame warnings\n"
     "    -h, --help         show this text\n"
     "    -V, --version      show the version\n"
@@ -184,6 +190,8 @@ int parse_arguments(int argc, char **argv, Arguments *a)
             if (!take_value(&v) || !parse_number(v, 1, 2, &a->options.channels))
                 return usage_error("--channels needs a channel count of 1 or 2");
             a->haveChannels = true;
+        } else if (arg == "--no-trim" && !inlineValue) {
+            a->options.trim = false;
         } else if ((arg == "-q" || arg == "--quiet") && !inlineValue) {
             a->quiet = true;
         } else {
@@ -411,6 +419,13 @@ int run_info(const Arguments &a)
     std::fprintf(out, "%-15s%d Hz\n", "sampling rate", r.sampleRate);
     std::fprintf(out, "%-15s%d\n", "channels", r.channels);
     std::fprintf(out, "%-15s%" PRIu64 "\n", "frames", r.frames);
+    if (!r.editList.empty())
+        std::fprintf(out, "%-15s%s\n", "edit list", r.editList.c_str());
+    if (!r.itunSmpb.empty())
+        std::fprintf(out, "%-15s%s\n", "iTunSMPB", r.itunSmpb.c_str());
+    if (r.kind == InputKind::Mp4)
+        std::fprintf(out, "%-15s%" PRIu64 " samples at the start, %" PRIu64 " at the end%s\n",
+                     "trimmed", r.trimmedStart, r.trimmedEnd, a.options.trim ? "" : " (--no-trim)");
     std::fprintf(out, "%-15s%s (%" PRIu64 " samples per channel)\n", "duration",
                  format_duration(seconds).c_str(), r.samplesPerChannel);
     if (seconds > 0)
