@@ -1,7 +1,8 @@
 // fxaac: the command-line front end of the decoder library.
 //
-//   fxaac decode IN [-o OUT] [--format s16|s24] [--raw --rate R --channels C] [--quiet]
-//   fxaac info IN [--raw --rate R --channels C]
+//   fxaac decode IN [-o OUT] [--format s16|s24] [--raw --rate R --channels C] [--no-trim]
+//                [--quiet]
+//   fxaac info IN [--raw --rate R --channels C] [--no-trim]
 //
 // Built on the library's public C interface only.
 #include <sys/stat.h>
@@ -60,8 +61,8 @@ const char kHelp[] =
     "    or output.\n"
     "\n"
     "    MP4/M4A files are played gapless: the encoder priming and padding that the\n"
-    "    edit list and the iTunSMPB tag mark are dropped, so the output has the same\n"
-    "    samples as ffmpeg's. --no-trim keeps every decoded sample.\n"
+    "    edit list and the iTunSMPB tag mark are dropped, so the output spans the\n"
+    "    same samples as ffmpeg's. --no-trim keeps every decoded sample.\n"
     "\n"
     "    Damaged frames of ADTS streams and MP4 files are skipped and counted; the\n"
     "    decoder goes on with the next frame. Streams of bare raw data blocks cannot\n"
