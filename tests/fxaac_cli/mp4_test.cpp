@@ -222,7 +222,8 @@ TEST(Mp4Reader, RefusesDamagedStructures)
 // tag, alone and together, as ffmpeg keeps it.
 TEST(Mp4Reader, GaplessSpanFromEditListAndItunSmpb)
 {
-    const std::string tables = stsd(mp4a(esds(0x40, kAsc))) + stsz({9, 9}) + stsc({{1, 2}}) + stco({0});
+    const std::string tables =
+        stsd(mp4a(esds(0x40, kAsc))) + stsz({9, 9}) + stsc({{1, 2}}) + stco({0});
     const std::string smpb2112 = " 00000000 00000840 000002A4 0000000000035D54 00000000 00000000";
     constexpr uint64_t kAll = UINT64_MAX;
     struct Case {
@@ -252,7 +253,8 @@ TEST(Mp4Reader, GaplessSpanFromEditListAndItunSmpb)
         {"iTunSMPB alone", "", smpb2112, 44100, 2112, kAll, ""},
         // The tag's priming replaces the edit's, counted from the track's start
         // but not below the first access unit kept (4096 for media time 5000).
-        {"iTunSMPB over elst", edts({{3000, 1024}}, 0), smpb2112, 44100, 2112, 217 * 1024, "1 edit"},
+        {"iTunSMPB over elst", edts({{3000, 1024}}, 0), smpb2112, 44100, 2112, 217 * 1024,
+         "1 edit"},
         {"iTunSMPB under a later edit", edts({{3000, 5000}}, 0), smpb2112, 44100, 4096, 221 * 1024,
          "1 edit"},
         {"iTunSMPB priming 16384: not applied", "",
@@ -263,7 +265,8 @@ TEST(Mp4Reader, GaplessSpanFromEditListAndItunSmpb)
     for (const Case &c : cases) {
         const std::string bytes =
             file(mvhd(600) + trak(1, "soun", tables, c.edts, c.timescale) +
-                 (c.tag.empty() ? "" : itunes_tag("iTunSMPB", c.tag) + itunes_tag("iTunNORM", "x")));
+                 (c.tag.empty() ? ""
+                                : itunes_tag("iTunSMPB", c.tag) + itunes_tag("iTunNORM", "x")));
         const Found f = find(bytes);
         ASSERT_TRUE(f.ok) << c.name << ": " << f.error;
         const int32_t rate = c.timescale == 90000 ? 48000 : 44100;
@@ -273,7 +276,8 @@ TEST(Mp4Reader, GaplessSpanFromEditListAndItunSmpb)
         const std::string text = fxaac_cli::mp4_edit_list_text(f.track, rate);
         EXPECT_NE(text.find(c.editText), std::string::npos) << c.name << ": " << text;
     }
-    const Found f = find(file(mvhd(600) + trak(1, "soun", tables) + itunes_tag("iTunSMPB", smpb2112)));
+    const Found f =
+        find(file(mvhd(600) + trak(1, "soun", tables) + itunes_tag("iTunSMPB", smpb2112)));
     EXPECT_EQ(fxaac_cli::mp4_itun_smpb_text(f.track),
               "priming 2112, padding 676, length 220500 samples");
 }
@@ -305,7 +309,8 @@ TEST(Mp4Reader, MovieBoxPastTheEndOfTheFile)
     // Cut inside the sample sizes: no chunk offsets at all.
     f = find(whole.substr(0, whole.size() - 22));
     EXPECT_FALSE(f.ok);
-    EXPECT_NE(f.error.find("the sample tables are cut off by the end of the file"), std::string::npos)
+    EXPECT_NE(f.error.find("the sample tables are cut off by the end of the file"),
+              std::string::npos)
         << f.error;
 }
 
@@ -341,7 +346,8 @@ TEST(TrimSink, KeepsTheSpanAcrossWrites)
         }
         std::vector<uint8_t> want;
         for (int frame = 5; frame < 13; frame++)
-            want.insert(want.end(), 2 * static_cast<size_t>(bytesPerSample), static_cast<uint8_t>(frame));
+            want.insert(want.end(), 2 * static_cast<size_t>(bytesPerSample),
+                        static_cast<uint8_t>(frame));
         EXPECT_EQ(out.bytes, want) << bytesPerSample << " bytes per sample";
         EXPECT_EQ(trim.dropped_start(), 5u);
         EXPECT_EQ(trim.dropped_end(), 5u);

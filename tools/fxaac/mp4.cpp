@@ -262,7 +262,8 @@ const char *sample_entry_codec(uint32_t type)
     case fourcc(".mp3"): return "MP3";
     case fourcc("samr"): return "AMR";
     case fourcc("sawb"): return "AMR-WB";
-    case fourcc("dtsc"): case fourcc("dtsh"): case fourcc("dtsl"): case fourcc("dtse"): return "DTS";
+    case fourcc("dtsc"): case fourcc("dtsh"): case fourcc("dtsl"): case fourcc("dtse"):
+        return "DTS";
     case fourcc("mha1"): case fourcc("mhm1"): return "MPEG-H 3D Audio";
     case fourcc("lpcm"): case fourcc("sowt"): case fourcc("twos"): case fourcc("ipcm"):
     case fourcc("fpcm"): case fourcc("in24"): case fourcc("in32"): case fourcc("fl32"):
@@ -330,7 +331,7 @@ bool parse_full_box_count(Span box, size_t entryBytes, size_t extra, uint32_t *c
     }
     *count = be32(box.p + 4 + extra);
     if (box.cut)  // the entries that the end of the file left
-        *count = std::min<uint32_t>(*count, static_cast<uint32_t>((box.n - 8 - extra) / entryBytes));
+        *count = std::min(*count, static_cast<uint32_t>((box.n - 8 - extra) / entryBytes));
     if (*count > (box.n - 8 - extra) / entryBytes) {
         *error = std::string("the '") + name + "' box lists " + std::to_string(*count) +
                  " entries but holds room for " + std::to_string((box.n - 8 - extra) / entryBytes);
@@ -525,7 +526,8 @@ bool parse_itun_smpb_text(std::string text, Mp4ItunSmpb *out)
         !hex_field(text, &pos, &padding) || !hex_field(text, &pos, &length) ||
         priming > UINT32_MAX || padding > UINT32_MAX)
         return false;
-    *out = Mp4ItunSmpb{true, static_cast<uint32_t>(priming), static_cast<uint32_t>(padding), length};
+    *out = Mp4ItunSmpb{true, static_cast<uint32_t>(priming), static_cast<uint32_t>(padding),
+                       length};
     return true;
 }
 
@@ -907,7 +909,7 @@ std::string mp4_edit_list_text(const Mp4Track &t, int32_t sampleRate)
     if (span.badTime != 0)
         return s + ", a media time of " + std::to_string(span.badTime) + ": not applied";
     if (!span.usable)
-        return s + (n == 0 || n == span.empty ? ", nothing to apply" : ", no timescale: not applied");
+        return s + (n == span.empty ? ", nothing to apply" : ", no timescale: not applied");
     return s + ": from sample " + std::to_string(span.start) + ", " +
            (span.length == 0 ? std::string("to the end")
                              : std::to_string(span.length) + " samples long");
