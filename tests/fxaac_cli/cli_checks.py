@@ -401,7 +401,8 @@ def group_m4a(ctx):
     info = parse_info(so.decode())
     ctx.checks.case('info names the skipped track',
                     [] if info.get('track', '').startswith('2 of 2') and
-                    info.get('skipped', '').startswith("track 1: PCM audio ('sowt')") else [f'{info}'])
+                    info.get('skipped', '').startswith("track 1: PCM audio ('sowt')")
+                    else [f'{info}'])
 
     # Files without AAC are named by what they hold; info says so too and fails like decode.
     sine = ['-f', 'lavfi', '-i', 'sine=frequency=440:duration=1']
@@ -486,7 +487,8 @@ def smpb_item(priming, padding, length):
         return struct.pack('>I4s', 8 + len(payload), kind) + payload
     text = ' 00000000 %08X %08X %016X' % (priming, padding, length) + ' 00000000' * 8
     return box(b'----', box(b'mean', bytes(4) + b'com.apple.iTunes') +
-               box(b'name', bytes(4) + b'iTunSMPB') + box(b'data', struct.pack('>II', 1, 0) + text.encode()))
+               box(b'name', bytes(4) + b'iTunSMPB') +
+               box(b'data', struct.pack('>II', 1, 0) + text.encode()))
 
 
 def edit_gapless(data, edits=None, version=0, drop_edits=False, smpb=None):
