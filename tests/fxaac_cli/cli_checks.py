@@ -12,7 +12,10 @@
   m4a      (needs ffmpeg) the ADTS vectors remuxed to MP4/M4A decode bit-identically to their
            ADTS form, also with the movie box first, with 64-bit offsets and box sizes, behind
            other tracks, from a pipe and in QuickTime form; unsupported tracks, truncated files
-           and damaged boxes give clear messages and never crash
+           and damaged boxes give clear messages and never crash; files without AAC are named
+  gapless  (needs ffmpeg; faad optional) gapless M4A files at 44.1 and 48 kHz, mono and stereo,
+           short and long, with edit lists of both versions and iTunSMPB tags: exactly ffmpeg's
+           samples; --no-trim and 24-bit output; a movie box that runs past the end of the file
 
 Usage: cli_checks.py --fxaac PATH --driver PATH --vectors DIR --version V [--emulator CMD]
                      [--ffmpeg PATH] GROUP
@@ -426,12 +429,28 @@ def group_m4a(ctx):
     info = parse_info(so.decode())
     ctx.checks.case('info names the skipped track',
                     [] if info.get('track', '').startswith('2 of 2') and
-                    info.get('skipped', '').startswith('track 1:') else [f'{info}'])
+                    info.get('skipped', '').startswith("track 1: PCM audio ('sowt')")
+                    else [f'{info}'])
 
-    alac = w / 'alac.m4a'
-    ffmpeg(ctx, '-f', 'lavfi', '-i', 'sine=frequency=440:duration=1', '-c:a', 'alac', alac)
-    expect_error(ctx, 'no AAC track', ['decode', alac, '-o', w / 'alac.wav'],
-                 "no AAC audio track (track 1: 'alac' audio, not AAC)")
+    # Files without AAC are named by what they hold; info says so too and fails like decode.
+    sine = ['-f', 'lavfi', '-i', 'sine=frequency=440:duration=1']
+    video = ['-f', 'lavfi', '-i', 'testsrc=duration=1:size=64x48']
+    for name, args, what in [
+            ('alac.m4a', sine + ['-c:a', 'alac'], "track 1: ALAC audio ('alac')"),
+            ('mp3.mp4', sine + ['-c:a', 'mp3'],
+             "track 1: MP3 audio ('mp4a', object type indication 0x6b)"),
+            ('ac3.mp4', sine + ['-c:a', 'ac3'], "track 1: AC-3 audio ('ac-3')"),
+            ('video.mp4', video + ['-c:v', 'mpeg4'], "track 1: MPEG-4 Visual video ('mp4v')"),
+            ('video_alac.mov', video + sine + ['-c:v', 'mpeg4', '-c:a', 'alac'],
+             "track 1: MPEG-4 Visual video ('mp4v'); track 2: ALAC audio ('alac')")]:
+        try:
+            ffmpeg(ctx, *args, w / name)
+        except RuntimeError as e:
+            print(f'{name} not made ({e}): check skipped')
+            continue
+        needle = f'MP4 file without an AAC audio track ({what}); fxaac decodes AAC'
+        expect_error(ctx, f'no AAC track: {name}', ['decode', w / name, '-o', w / 'x.wav'], needle)
+        expect_error(ctx, f'no AAC track: {name} (info)', ['info', w / name], needle)
     data = bytearray(m4a.read_bytes())
     at = esds_asc_offset(bytes(data))
     data[at] = (data[at] & 0x07) | (1 << 3)  # audio object type 1, AAC Main
@@ -450,9 +469,11 @@ def group_m4a(ctx):
     if f'{total - n} damaged frames skipped' not in err or 'past the end of the file' not in err:
         p.append(f'message {err.strip()!r}')
     ctx.checks.case('truncated M4A', p)
+    # The movie box at the end, cut inside its sample size table: nothing to decode.
     (w / 'cut_moov.m4a').write_bytes(m4a.read_bytes()[:-200])
-    expect_error(ctx, 'movie box cut off', ['decode', w / 'cut_moov.m4a', '-o', w / 'x.wav'],
-                 "the 'moov' box runs past the end of the file")
+    expect_error(ctx, 'movie box cut off in its tables',
+                 ['decode', w / 'cut_moov.m4a', '-o', w / 'x.wav'],
+                 'the sample tables are cut off by the end of the file')
 
     # Damaged tables and boxes: a clear message, never a crash or a hang.
     original = m4a.read_bytes()
@@ -784,8 +805,159 @@ def progress_on_terminal(ctx, path, columns):
     return p
 
 
+# ---- gapless ---------------------------------------------------------------------------------
+
+def elst_box(edits, version):
+    p = struct.pack('>B3xI', version, len(edits))
+    for duration, media_time in edits:
+        p += struct.pack('>QqHH' if version else '>IiHH', duration, media_time, 1, 0)
+    return Box(b'elst', p)
+
+
+def smpb_item(priming, padding, length):
+    """An iTunSMPB item ('----' in 'ilst') as iTunes writes it."""
+    def box(kind, payload):
+        return struct.pack('>I4s', 8 + len(payload), kind) + payload
+    text = ' 00000000 %08X %08X %016X' % (priming, padding, length) + ' 00000000' * 8
+    return box(b'----', box(b'mean', bytes(4) + b'com.apple.iTunes') +
+               box(b'name', bytes(4) + b'iTunSMPB') +
+               box(b'data', struct.pack('>II', 1, 0) + text.encode()))
+
+
+def edit_gapless(data, edits=None, version=0, drop_edits=False, smpb=None):
+    """An ffmpeg M4A (media data first) with its edit list replaced or removed and an iTunSMPB
+    item appended to its 'ilst'."""
+    boxes = parse_boxes(data)
+    kinds = [b.kind for b in boxes]
+    if kinds.index(b'mdat') > kinds.index(b'moov'):
+        raise ValueError('expected mdat before moov')
+    moov = boxes[kinds.index(b'moov')]
+    trak = moov.find(b'trak')
+    if drop_edits:
+        trak.children = [c for c in trak.children if c.kind != b'edts']
+    if edits is not None:
+        trak.find(b'edts').children = [elst_box(edits, version)]
+    if smpb is not None:
+        meta = moov.find(b'udta').children[0]
+        at = meta.payload.index(b'ilst') - 4
+        size = struct.unpack('>I', meta.payload[at:at + 4])[0]
+        ilst = struct.pack('>I', size + len(smpb)) + meta.payload[at + 4:at + size] + smpb
+        meta.payload = meta.payload[:at] + ilst + meta.payload[at + size:]
+    return write_boxes(boxes)
+
+
+def channel_samples(w, channels):
+    """16-bit samples of a WAV file as one list per channel (faad writes mono as two channels)."""
+    s = struct.unpack(f'<{len(w.pcm) // 2}h', w.pcm)
+    return [list(s[c::w.channels]) for c in range(channels)]
+
+
+def largest_channel_difference(a, b, channels):
+    ca, cb = channel_samples(a, channels), channel_samples(b, channels)
+    return max((abs(x - y) for c in range(channels) for x, y in zip(ca[c], cb[c])), default=0)
+
+
+def group_gapless(ctx):
+    """Gapless M4A files made by ffmpeg, and variants with edited edit lists and iTunSMPB tags:
+    fxaac gives exactly ffmpeg's sample count (its float decoder's samples within a few 16-bit
+    steps); faad's count is shown beside it (faad leaves out the first frame whatever the file
+    says). --no-trim keeps every frame, 24-bit output keeps the span."""
+    if not ctx.ffmpeg:
+        print('ffmpeg not found: gapless checks skipped')
+        return SKIP
+    faad = shutil.which('faad')
+    w = ctx.work
+    worst_allowed = 16
+    made = {}
+    for name, rate, chn, seconds in [('44k_mono_5s', 44100, 1, 5), ('48k_stereo_3s', 48000, 2, 3),
+                                     ('44k_stereo_short', 44100, 2, 0.01),
+                                     ('48k_mono_short', 48000, 1, 0.015),
+                                     ('48k_stereo_1s', 48000, 2, 1)]:
+        expr = '0.5*sin(2*PI*440*t)' + ('|0.4*sin(2*PI*660*t+1)' if chn == 2 else '')
+        path = w / f'{name}.m4a'
+        # Without noise substitution, whose noise every decoder draws differently.
+        ffmpeg(ctx, '-f', 'lavfi', '-i', f"aevalsrc='{expr}':s={rate}:d={seconds}", '-c:a', 'aac',
+               '-aac_pns', '0', path)
+        made[name] = (path, chn)
+    base, chn1 = made['44k_mono_5s']
+    data = base.read_bytes()
+    variants = {'44k_mono_5s elst v1': dict(edits=[(5000, 1024)], version=1),
+                '44k_mono_5s iTunSMPB only': dict(drop_edits=True, smpb=smpb_item(2112, 0, 218000)),
+                '44k_mono_5s elst and iTunSMPB': dict(smpb=smpb_item(2112, 684, 220500)),
+                '44k_mono_5s 2 s edit from 5000': dict(edits=[(2000, 5000)]),
+                '44k_mono_5s no edit list': dict(drop_edits=True)}
+    for name, kw in variants.items():
+        path = w / (name.replace(' ', '_') + '.m4a')
+        path.write_bytes(edit_gapless(data, **kw))
+        made[name] = (path, chn1)
+
+    print(f"{'case':34} {'ffmpeg':>8} {'fxaac':>8} {'faad':>8} {'vs ffmpeg':>8} {'vs faad':>9}")
+    for name, (path, chn) in made.items():
+        p = []
+        wav = w / 'ffmpeg.wav'
+        ffmpeg(ctx, '-i', path, '-f', 'wav', wav)
+        ref = Wav(wav.read_bytes())
+        rc, got, err = ctx.decode_pcm(path)
+        if rc != 0 or got is None:
+            ctx.checks.case(name, [f'exit {rc}: {err.strip()}'])
+            continue
+        n_ref, n_got = len(ref.pcm) // (2 * chn), len(got.pcm) // (2 * chn)
+        worst = largest_channel_difference(got, ref, chn)
+        if n_got != n_ref:
+            p.append(f'{n_got} samples, ffmpeg {n_ref}')
+        if worst > worst_allowed:
+            p.append(f'differs from ffmpeg by {worst} 16-bit steps')
+        n_faad, worst_faad = '-', '-'
+        if faad:
+            subprocess.run([faad, '-q', '-o', w / 'faad.wav', path], stdout=subprocess.DEVNULL,
+                           stderr=subprocess.DEVNULL)
+            fw = Wav((w / 'faad.wav').read_bytes())
+            n_faad = len(fw.pcm) // (2 * fw.channels)
+            if n_faad == n_got:  # faad's samples line up with ours only then
+                worst_faad = largest_channel_difference(got, fw, chn)
+        print(f'{name:34} {n_ref:8} {n_got:8} {n_faad:>8} {worst:8} {worst_faad:>9}')
+        # 24-bit output keeps the same span; --no-trim keeps every frame, the span inside it.
+        rc24, w24, _ = ctx.decode_pcm(path, '--format', 's24')
+        s24 = w24.samples24() if w24 else []
+        s16 = struct.unpack(f'<{len(got.pcm) // 2}h', got.pcm)
+        if rc24 != 0 or len(s24) != len(s16) or max(
+                (abs(a - 256 * b) for a, b in zip(s24, s16)), default=0) > 256:
+            p.append(f'24-bit output: exit {rc24}, {len(s24)} samples for {len(s16)}')
+        rc, whole, _ = ctx.decode_pcm(path, '--no-trim')
+        rc, so, _ = ctx.fx('info', '-q', path)
+        info = parse_info(so.decode())
+        frames = int(info.get('frames', '0'))
+        if whole is None or len(whole.pcm) != frames * FRAME * 2 * chn or got.pcm not in whole.pcm:
+            p.append('--no-trim output is not every frame with the trimmed output inside it')
+        start = int(info.get('trimmed', '0').split()[0])
+        if whole is not None and whole.pcm[start * 2 * chn:][:len(got.pcm)] != got.pcm:
+            p.append(f'info says {start} samples trimmed at the start; the output starts elsewhere')
+        if info.get('duration', '').split('(')[-1] != f'{n_ref} samples per channel)':
+            p.append(f"info duration {info.get('duration')}")
+        ctx.checks.case(name, p)
+
+    # A movie box whose size overstates the file, and one cut off after its sample tables:
+    # decoded whole, with a warning and exit status 0.
+    ffmpeg(ctx, '-i', base, '-f', 'wav', w / 'ffmpeg.wav')
+    ref = Wav((w / 'ffmpeg.wav').read_bytes())
+    moov = data.index(b'moov') - 4
+    size = struct.unpack('>I', data[moov:moov + 4])[0]
+    udta = data.index(b'udta') - 4
+    for name, variant in [('moov size overstated', data[:moov] + struct.pack('>I', size + 99999) +
+                           data[moov + 4:]),
+                          ('moov cut in its metadata', data[:udta + 20])]:
+        (w / 'past.m4a').write_bytes(variant)
+        rc, out, err = ctx.fx('decode', w / 'past.m4a', '-o', '-')
+        got = Wav(out) if out else None
+        p = [] if rc == 0 and got is not None and len(got.pcm) == len(ref.pcm) else [
+            f'exit {rc}, {len(got.pcm) // 2 if got else 0} samples for {len(ref.pcm) // 2}']
+        if "the 'moov' box runs past the end of the file" not in err:
+            p.append(f'message {err.strip()!r}')
+        ctx.checks.case(name, p)
+
+
 GROUPS = {'vectors': group_vectors, 'errors': group_errors, 'damaged': group_damaged,
-          'm4a': group_m4a, 'realfiles': group_realfiles}
+          'm4a': group_m4a, 'gapless': group_gapless, 'realfiles': group_realfiles}
 
 
 def main():

@@ -1,8 +1,8 @@
 // fxaac: the command-line front end of the decoder library.
 //
 //   fxaac decode IN [-o OUT] [--format s16|s24] [--raw --rate R --channels C] [--no-conceal]
-//                [--quiet]
-//   fxaac info IN [--raw --rate R --channels C]
+//                [--no-trim] [--quiet]
+//   fxaac info IN [--raw --rate R --channels C] [--no-conceal] [--no-trim]
 //
 // Built on the library's public C interface only.
 #include <fcntl.h>
@@ -46,8 +46,8 @@ const char kHelp[] =
     "\n"
     "SYNOPSIS\n"
     "    fxaac decode IN [-o OUT] [--format s16|s24] [--raw --rate R --channels C]\n"
-    "                 [--no-conceal] [--quiet]\n"
-    "    fxaac info IN [--raw --rate R --channels C] [--no-conceal] [--quiet]\n"
+    "                 [--no-conceal] [--no-trim] [--quiet]\n"
+    "    fxaac info IN [--raw --rate R --channels C] [--no-conceal] [--no-trim] [--quiet]\n"
     "    fxaac --help | --version\n"
     "\n"
     "DESCRIPTION\n"
@@ -59,9 +59,13 @@ const char kHelp[] =
     "    one cut anywhere: decoding starts at the first whole frame), an\n"
     "    ADIF stream, an MPEG-4 AudioSpecificConfig followed by raw data blocks (also\n"
     "    behind a \"HEAAC\" marker), or an MP4/M4A file, whose first AAC audio track is\n"
-    "    decoded (other tracks are skipped; edit lists are not applied). Headerless raw\n"
-    "    data blocks need --raw with their rate and channel count. IN or OUT may be\n"
-    "    '-' for standard input or output.\n"
+    "    decoded (other tracks are skipped). Headerless raw data blocks need --raw\n"
+    "    with their rate and channel count. IN or OUT may be '-' for standard input\n"
+    "    or output.\n"
+    "\n"
+    "    MP4/M4A files are played gapless: the encoder priming and padding that the\n"
+    "    edit list and the iTunSMPB tag mark are dropped, so the output spans the\n"
+    "    same samples as ffmpeg's. --no-trim keeps every decoded sample.\n"
     "\n"
     "    Damaged frames of ADTS streams and MP4 files are counted and concealed: a\n"
     "    frame that fades out what was playing takes the place of each damaged frame,\n"
@@ -80,6 +84,7 @@ const char kHelp[] =
     "    --channels C       channel count of raw input, 1 or 2\n"
     "    --no-conceal       leave damaged and missing frames out instead of\n"
     "                       concealing them (the audio after them comes early)\n"
+    "    --no-trim          MP4: keep every decoded sample, priming and padding too\n"
     "    -q, --quiet        no progress bar, no warnings or notes (errors only)\n"
     "    -h, --help         show this text\n"
     "    -V, --version      show the version\n"
@@ -199,6 +204,8 @@ int parse_arguments(int argc, char **argv, Arguments *a)
             if (!take_value(&v) || !parse_number(v, 1, 2, &a->options.channels))
                 return usage_error("--channels needs a channel count of 1 or 2");
             a->haveChannels = true;
+        } else if (arg == "--no-trim" && !inlineValue) {
+            a->options.trim = false;
         } else if ((arg == "-q" || arg == "--quiet") && !inlineValue) {
             a->quiet = true;
         } else if (arg == "--no-conceal" && !inlineValue) {
@@ -433,6 +440,13 @@ int run_info(const Arguments &a)
     std::fprintf(out, "%-15s%d Hz\n", "sampling rate", r.sampleRate);
     std::fprintf(out, "%-15s%d\n", "channels", r.channels);
     std::fprintf(out, "%-15s%" PRIu64 "\n", "frames", r.frames);
+    if (!r.editList.empty())
+        std::fprintf(out, "%-15s%s\n", "edit list", r.editList.c_str());
+    if (!r.itunSmpb.empty())
+        std::fprintf(out, "%-15s%s\n", "iTunSMPB", r.itunSmpb.c_str());
+    if (r.kind == InputKind::Mp4)
+        std::fprintf(out, "%-15s%" PRIu64 " samples at the start, %" PRIu64 " at the end%s\n",
+                     "trimmed", r.trimmedStart, r.trimmedEnd, a.options.trim ? "" : " (--no-trim)");
     std::fprintf(out, "%-15s%s (%" PRIu64 " samples per channel)\n", "duration",
                  format_duration(seconds).c_str(), r.samplesPerChannel);
     if (seconds > 0)

@@ -1,5 +1,6 @@
 #include "mp4.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -10,6 +11,9 @@ namespace {
 // Largest 'moov' box read into memory. Its tables grow by 4 to 12 bytes per
 // access unit, so this covers days of audio.
 constexpr uint64_t kMaxMovieBytes = 256u << 20;
+
+// Largest iTunSMPB priming applied; ffmpeg passes over larger ones too.
+constexpr uint32_t kMaxItunPriming = 16383;
 
 constexpr uint32_t fourcc(const char (&s)[5])
 {
@@ -45,10 +49,13 @@ std::string type_name(uint32_t type)
     return s + "'";
 }
 
+// Bytes of a box. cut: the span ends at the end of the file, before the end
+// that its box declares (a 'moov' box that runs past the end of the file).
 struct Span {
     const uint8_t *p = nullptr;
     size_t n = 0;
-    Span tail(size_t from) const { return from <= n ? Span{p + from, n - from} : Span{}; }
+    bool cut = false;
+    Span tail(size_t from) const { return from <= n ? Span{p + from, n - from, cut} : Span{}; }
 };
 
 struct Box {
@@ -65,6 +72,10 @@ public:
     {
         if (rest_.n == 0 || !error_->empty())
             return false;
+        if (rest_.n < 8 && rest_.cut) {
+            rest_ = Span{};
+            return false;
+        }
         if (rest_.n < 8)
             return fail("a box header is cut off");
         uint64_t size = be32(rest_.p);
@@ -77,6 +88,12 @@ public:
             header = 16;
         } else if (size == 0) {
             size = rest_.n;  // the box extends to the end of its container
+        }
+        if (size > rest_.n && rest_.cut && rest_.n >= header) {
+            // Cut off by the end of the file: the box gets what there is.
+            box->payload = Span{rest_.p + header, rest_.n - header, true};
+            rest_ = Span{};
+            return true;
         }
         if (size < header || size > rest_.n)
             return fail("box " + type_name(box->type) + " claims " + std::to_string(size) +
@@ -211,6 +228,8 @@ bool parse_esds(Span esds, Mp4Track *t, std::string *error)
     return error->empty();
 }
 
+// Codec of an 'mp4a' entry by its objectTypeIndication (ISO/IEC 14496-1
+// registry), as people call it.
 const char *object_type_indication_name(uint8_t oti)
 {
     switch (oti) {
@@ -218,12 +237,45 @@ const char *object_type_indication_name(uint8_t oti)
     case 0x66: return "MPEG-2 AAC Main";
     case 0x67: return "MPEG-2 AAC LC";
     case 0x68: return "MPEG-2 AAC SSR";
-    case 0x69: return "MPEG-2 Audio (layers 1 to 3)";
-    case 0x6b: return "MPEG-1 Audio (layers 1 to 3)";
+    case 0x69: return "MP3";  // MPEG-2 Audio, layers 1 to 3
+    case 0x6b: return "MP3";  // MPEG-1 Audio, layers 1 to 3
     case 0xa5: return "AC-3";
     case 0xa6: return "E-AC-3";
     case 0xa9: return "DTS";
+    case 0xad: return "Opus";
     case 0xdd: return "Vorbis";
+    default: return nullptr;
+    }
+}
+
+// Codec of a sample entry by its type, for the entries seen in MP4, M4A and
+// QuickTime files.
+const char *sample_entry_codec(uint32_t type)
+{
+    switch (type) {
+    case fourcc("alac"): return "ALAC";
+    case fourcc("ac-3"): return "AC-3";
+    case fourcc("ec-3"): return "E-AC-3";
+    case fourcc("ac-4"): return "AC-4";
+    case fourcc("Opus"): return "Opus";
+    case fourcc("fLaC"): return "FLAC";
+    case fourcc(".mp3"): return "MP3";
+    case fourcc("samr"): return "AMR";
+    case fourcc("sawb"): return "AMR-WB";
+    case fourcc("dtsc"): case fourcc("dtsh"): case fourcc("dtsl"): case fourcc("dtse"):
+        return "DTS";
+    case fourcc("mha1"): case fourcc("mhm1"): return "MPEG-H 3D Audio";
+    case fourcc("lpcm"): case fourcc("sowt"): case fourcc("twos"): case fourcc("ipcm"):
+    case fourcc("fpcm"): case fourcc("in24"): case fourcc("in32"): case fourcc("fl32"):
+    case fourcc("fl64"): case fourcc("raw "): return "PCM";
+    case fourcc("ulaw"): case fourcc("alaw"): return "G.711";
+    case fourcc("avc1"): case fourcc("avc3"): return "H.264";
+    case fourcc("hvc1"): case fourcc("hev1"): return "H.265";
+    case fourcc("av01"): return "AV1";
+    case fourcc("vp08"): return "VP8";
+    case fourcc("vp09"): return "VP9";
+    case fourcc("mp4v"): return "MPEG-4 Visual";
+    case fourcc("jpeg"): case fourcc("mjpa"): return "Motion JPEG";
     default: return nullptr;
     }
 }
@@ -278,6 +330,8 @@ bool parse_full_box_count(Span box, size_t entryBytes, size_t extra, uint32_t *c
         return false;
     }
     *count = be32(box.p + 4 + extra);
+    if (box.cut)  // the entries that the end of the file left
+        *count = std::min(*count, static_cast<uint32_t>((box.n - 8 - extra) / entryBytes));
     if (*count > (box.n - 8 - extra) / entryBytes) {
         *error = std::string("the '") + name + "' box lists " + std::to_string(*count) +
                  " entries but holds room for " + std::to_string((box.n - 8 - extra) / entryBytes);
@@ -296,6 +350,8 @@ bool parse_stsz(Span b, Mp4Track *t, std::string *error)
     t->sampleCount = be32(b.p + 8);
     if (t->constantSampleSize != 0)
         return true;
+    if (b.cut)
+        t->sampleCount = std::min<uint32_t>(t->sampleCount, static_cast<uint32_t>((b.n - 12) / 4));
     if (t->sampleCount > (b.n - 12) / 4) {
         *error = "the 'stsz' box lists " + std::to_string(t->sampleCount) +
                  " sample sizes but holds " + std::to_string((b.n - 12) / 4);
@@ -321,6 +377,8 @@ bool parse_stz2(Span b, Mp4Track *t, std::string *error)
         *error = "the 'stz2' box has a field size of " + std::to_string(bits) + " bits";
         return false;
     }
+    if (b.cut)
+        t->sampleCount = std::min<uint64_t>(t->sampleCount, (b.n - 12) * 8 / bits);
     const uint64_t need = (static_cast<uint64_t>(t->sampleCount) * bits + 7) / 8;
     if (need > b.n - 12) {
         *error = "the 'stz2' box is too short for its " + std::to_string(t->sampleCount) + " samples";
@@ -377,11 +435,16 @@ struct TrackScan {
     bool hasEntry = false;
 };
 
+// The sample tables of an audio track; of other tracks only the type of the
+// first sample entry, which names their codec.
 bool parse_stbl(Span stbl, Mp4Track *t, TrackScan *scan, std::string *error)
 {
+    const bool audio = scan->handler == fourcc("soun");
     BoxWalk walk(stbl, error);
     Box b;
     while (walk.next(&b)) {
+        if (!audio && b.type != fourcc("stsd"))
+            continue;
         switch (b.type) {
         case fourcc("stsd"): {
             // version and flags, entry_count, then the sample entries.
@@ -394,7 +457,7 @@ bool parse_stbl(Span stbl, Mp4Track *t, TrackScan *scan, std::string *error)
             if (be32(b.payload.p + 4) > 0 && entries.next(&entry)) {
                 scan->hasEntry = true;
                 scan->entryType = entry.type;
-                if (entry.type == fourcc("mp4a") && !parse_mp4a(entry.payload, t, error))
+                if (audio && entry.type == fourcc("mp4a") && !parse_mp4a(entry.payload, t, error))
                     return false;
             }
             break;
@@ -423,6 +486,112 @@ bool parse_stbl(Span stbl, Mp4Track *t, TrackScan *scan, std::string *error)
     return error->empty();
 }
 
+// Timescale of a movie or media header: after version and flags and the
+// creation and modification times (32 or, in version 1, 64 bits each).
+uint32_t header_timescale(Span b)
+{
+    const size_t at = b.n > 0 && b.p[0] == 1 ? 20 : 12;
+    return b.n >= at + 4 ? be32(b.p + at) : 0;
+}
+
+// Hexadecimal field of an iTunSMPB text; false unless it is 1 to 16 digits.
+bool hex_field(const std::string &text, size_t *pos, uint64_t *value)
+{
+    while (*pos < text.size() && text[*pos] == ' ')
+        ++*pos;
+    size_t digits = 0;
+    *value = 0;
+    for (; *pos < text.size() && text[*pos] != ' '; ++*pos, ++digits) {
+        const char c = text[*pos];
+        const int v = c >= '0' && c <= '9'   ? c - '0'
+                      : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                      : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                             : -1;
+        if (v < 0 || digits == 16)
+            return false;
+        *value = *value << 4 | static_cast<uint64_t>(v);
+    }
+    return digits > 0;
+}
+
+// The text of an iTunSMPB tag: " 00000000 PPPPPPPP EEEEEEEE LLLLLLLLLLLLLLLL"
+// and more fields: a reserved field, then priming, padding and the length of
+// the original audio, in hexadecimal.
+bool parse_itun_smpb_text(std::string text, Mp4ItunSmpb *out)
+{
+    text = text.substr(0, text.find('\0'));
+    size_t pos = 0;
+    uint64_t reserved, priming, padding, length;
+    if (!hex_field(text, &pos, &reserved) || !hex_field(text, &pos, &priming) ||
+        !hex_field(text, &pos, &padding) || !hex_field(text, &pos, &length) ||
+        priming > UINT32_MAX || padding > UINT32_MAX)
+        return false;
+    *out = Mp4ItunSmpb{true, static_cast<uint32_t>(priming), static_cast<uint32_t>(padding),
+                       length};
+    return true;
+}
+
+// An iTunes metadata item ('----' in 'ilst'): 'mean', 'name' and 'data'
+// boxes; the first two are full boxes holding a string, 'data' holds a type
+// and a locale before its value.
+void read_itun_smpb_item(Span item, Mp4ItunSmpb *out)
+{
+    std::string ignored;
+    Box mean, name, data;
+    if (!find_child(item, fourcc("mean"), &mean, &ignored) ||
+        !find_child(item, fourcc("name"), &name, &ignored) ||
+        !find_child(item, fourcc("data"), &data, &ignored) || mean.payload.n < 4 ||
+        name.payload.n < 4 || data.payload.n < 8)
+        return;
+    const auto text = [](Span s, size_t from) {
+        return std::string(reinterpret_cast<const char *>(s.p) + from, s.n - from);
+    };
+    if (text(mean.payload, 4) == "com.apple.iTunes" && text(name.payload, 4) == "iTunSMPB")
+        parse_itun_smpb_text(text(data.payload, 8), out);
+}
+
+// The iTunSMPB tag of 'moov' > 'udta' > 'meta' > 'ilst' (or 'moov' > 'meta').
+// Damaged metadata is passed over: it never stands in the way of the audio.
+void find_itun_smpb(const Box &box, Mp4ItunSmpb *out)
+{
+    std::string ignored;
+    Box meta = box, ilst, item;
+    if (box.type == fourcc("udta") && !find_child(box.payload, fourcc("meta"), &meta, &ignored))
+        return;
+    // 'meta' is a full box in MP4 files, a plain one in QuickTime files.
+    const bool plain = meta.payload.n >= 8 && be32(meta.payload.p + 4) == fourcc("hdlr");
+    if (!find_child(meta.payload.tail(plain ? 0 : 4), fourcc("ilst"), &ilst, &ignored))
+        return;
+    BoxWalk walk(ilst.payload, &ignored);
+    while (walk.next(&item))
+        if (item.type == fourcc("----"))
+            read_itun_smpb_item(item.payload, out);
+}
+
+// The edit list ('edts' > 'elst'): version 0 entries are 32-bit duration and
+// media time, version 1 entries 64-bit; each ends with a 16.16 media rate.
+bool parse_edit_list(Span trak, Mp4Track *t, std::string *error)
+{
+    Box edts, elst;
+    if (!find_child(trak, fourcc("edts"), &edts, error) ||
+        !find_child(edts.payload, fourcc("elst"), &elst, error))
+        return error->empty();
+    const Span b = elst.payload;
+    const bool wide = b.n > 0 && b.p[0] == 1;
+    uint32_t count;
+    if (!parse_full_box_count(b, wide ? 20 : 12, 0, &count, "elst", error))
+        return false;
+    t->hasEditList = true;
+    t->edits.resize(count);
+    for (uint32_t i = 0; i < count; i++) {
+        const uint8_t *e = b.p + 8 + (wide ? 20 : 12) * static_cast<size_t>(i);
+        t->edits[i].segmentDuration = wide ? be64(e) : be32(e);
+        t->edits[i].mediaTime = wide ? static_cast<int64_t>(be64(e + 8))
+                                     : static_cast<int32_t>(be32(e + 4));
+    }
+    return true;
+}
+
 bool parse_trak(Span trak, Mp4Track *t, TrackScan *scan, std::string *error)
 {
     Box tkhd, mdia, mdhd, hdlr, minf, stbl;
@@ -435,43 +604,64 @@ bool parse_trak(Span trak, Mp4Track *t, TrackScan *scan, std::string *error)
         return false;
     if (!find_child(trak, fourcc("mdia"), &mdia, error))
         return error->empty();
-    if (find_child(mdia.payload, fourcc("mdhd"), &mdhd, error) && mdhd.payload.n >= 4) {
-        const size_t at = mdhd.payload.p[0] == 1 ? 20 : 12;
-        if (mdhd.payload.n >= at + 4)
-            t->timescale = be32(mdhd.payload.p + at);
-    }
+    if (find_child(mdia.payload, fourcc("mdhd"), &mdhd, error))
+        t->timescale = header_timescale(mdhd.payload);
     // version and flags, pre_defined, handler_type.
     if (find_child(mdia.payload, fourcc("hdlr"), &hdlr, error) && hdlr.payload.n >= 12)
         scan->handler = be32(hdlr.payload.p + 8);
     if (!error->empty())
         return false;
-    if (scan->handler != fourcc("soun"))
-        return true;  // not audio: its tables are of no interest
+    if (scan->handler == fourcc("soun") && !parse_edit_list(trak, t, error))
+        return false;
     if (!find_child(mdia.payload, fourcc("minf"), &minf, error) ||
         !find_child(minf.payload, fourcc("stbl"), &stbl, error))
         return error->empty();
     return parse_stbl(stbl.payload, t, scan, error);
 }
 
+// "track 2: ALAC audio ('alac')", "track 1: H.264 video ('avc1')".
 std::string describe_skip(const Mp4Track &t, const TrackScan &scan)
 {
     std::string s = "track " + std::to_string(t.number) + ": ";
-    if (scan.handler == fourcc("vide"))
-        return s + "video";
-    if (scan.handler == fourcc("text") || scan.handler == fourcc("sbtl") ||
-        scan.handler == fourcc("subt"))
-        return s + "text";
-    if (scan.handler != fourcc("soun"))
+    const char *kind = scan.handler == fourcc("soun")   ? "audio"
+                       : scan.handler == fourcc("vide") ? "video"
+                       : scan.handler == fourcc("text") || scan.handler == fourcc("sbtl") ||
+                               scan.handler == fourcc("subt")
+                           ? "text"
+                           : nullptr;
+    if (kind == nullptr)
         return s + "handler " + type_name(scan.handler);
     if (!scan.hasEntry)
-        return s + "audio without a sample entry";
-    if (scan.entryType != fourcc("mp4a"))
-        return s + type_name(scan.entryType) + " audio, not AAC";
-    char hex[8];
-    std::snprintf(hex, sizeof hex, "0x%02x", t.objectTypeIndication);
-    const char *name = object_type_indication_name(t.objectTypeIndication);
-    return s + "'mp4a' audio of object type indication " + hex + (name ? " (" : "") +
-           (name ? name : "") + (name ? ")" : "") + ", not AAC";
+        return s + kind + " without a sample entry";
+    if (scan.entryType == fourcc("mp4a") && scan.handler == fourcc("soun")) {
+        char hex[8];
+        std::snprintf(hex, sizeof hex, "0x%02x", t.objectTypeIndication);
+        const char *name = object_type_indication_name(t.objectTypeIndication);
+        return s + (name ? name : "unknown") + " audio ('mp4a', object type indication " + hex +
+               ")";
+    }
+    const char *codec = sample_entry_codec(scan.entryType);
+    return s + (codec ? std::string(codec) + " " : "") + kind + " (" + type_name(scan.entryType) +
+           ")";
+}
+
+// Bytes of a 'moov' box that runs past the end of the file worth reading:
+// its children up to the end of the file, or up to the first top-level box
+// that an overstated size has swallowed (its media data, say).
+uint64_t cut_movie_bytes(ByteSource &source, uint64_t from, uint64_t end)
+{
+    uint64_t at = from;
+    uint8_t head[8];
+    while (end - at >= 8 && source.read(at, head, 8)) {
+        const uint32_t type = be32(head + 4);
+        const uint64_t size = be32(head);
+        if (type == fourcc("mdat") || type == fourcc("moof") || size < 8)
+            break;
+        if (size > end - at)
+            return end - from;
+        at += size;
+    }
+    return at - from;
 }
 
 }  // namespace
@@ -498,6 +688,7 @@ bool mp4_find_aac_track(ByteSource &source, Mp4Track *track, std::vector<std::st
     uint64_t offset = 0;
     std::vector<uint8_t> movie;
     bool haveMovie = false;
+    bool movieCut = false;
     bool fragments = false;
     // Top level: the boxes are read from the source one header at a time, so
     // that the media data is never loaded whole.
@@ -527,16 +718,17 @@ bool mp4_find_aac_track(ByteSource &source, Mp4Track *track, std::vector<std::st
         }
         const bool complete = size <= end - offset;
         if (type == fourcc("moov") && !haveMovie) {
-            if (!complete) {
-                *error = "the 'moov' box runs past the end of the file (truncated file?)";
-                return false;
-            }
-            if (size - header > kMaxMovieBytes) {
+            // A 'moov' box that runs past the end of the file (a cut-off
+            // download, an overstated size) gives what there is of it.
+            const uint64_t have =
+                complete ? size : header + cut_movie_bytes(source, offset + header, end);
+            if (have - header > kMaxMovieBytes) {
                 *error = "the 'moov' box is larger than " + std::to_string(kMaxMovieBytes >> 20) +
                          " MiB";
                 return false;
             }
-            movie.resize(static_cast<size_t>(size - header));
+            movieCut = !complete;
+            movie.resize(static_cast<size_t>(have - header));
             if (!source.read(offset + header, movie.data(), movie.size())) {
                 *error = "read error";
                 return false;
@@ -554,14 +746,20 @@ bool mp4_find_aac_track(ByteSource &source, Mp4Track *track, std::vector<std::st
         return false;
     }
 
-    const Span moov{movie.data(), movie.size()};
+    const Span moov{movie.data(), movie.size(), movieCut};
     BoxWalk walk(moov, error);
     Box b;
     uint32_t count = 0;
     bool found = false;
+    uint32_t movieTimescale = 0;
+    Mp4ItunSmpb smpb;
     while (walk.next(&b)) {
         if (b.type == fourcc("mvex"))
             fragments = true;
+        if (b.type == fourcc("mvhd"))
+            movieTimescale = header_timescale(b.payload);
+        if (b.type == fourcc("udta") || b.type == fourcc("meta"))
+            find_itun_smpb(b, &smpb);
         if (b.type != fourcc("trak"))
             continue;
         count++;
@@ -582,16 +780,26 @@ bool mp4_find_aac_track(ByteSource &source, Mp4Track *track, std::vector<std::st
             skipped->push_back(describe_skip(t, scan));
         }
     }
-    if (!error->empty())
+    if (!error->empty() || (found && movieCut && (track->chunkRuns.empty() ||
+                                                  track->chunkOffsets.empty()))) {
+        if (movieCut && error->empty())
+            *error = "track " + std::to_string(track->number) +
+                     ": the sample tables are cut off by the end of the file";
+        else if (movieCut)
+            *error += " (the 'moov' box is cut off by the end of the file)";
         return false;
+    }
     if (!found) {
         std::string what = count == 0 ? "the file has no tracks" : "";
         for (const std::string &s : *skipped)
             what += (what.empty() ? "" : "; ") + s;
-        *error = "no AAC audio track (" + what + ")";
+        *error = "MP4 file without an AAC audio track (" + what + "); fxaac decodes AAC";
         return false;
     }
     track->trackCount = count;
+    track->movieTimescale = movieTimescale;
+    track->itunSmpb = smpb;
+    track->movieCut = movieCut;
     const std::string name = "track " + std::to_string(track->number) + ": ";
     if (track->audioSpecificConfig.empty()) {
         *error = name + "the AAC track has no AudioSpecificConfig (decoder specific info)";
@@ -606,6 +814,115 @@ bool mp4_find_aac_track(ByteSource &source, Mp4Track *track, std::vector<std::st
         return false;
     }
     return true;
+}
+
+namespace {
+
+// value * rate / timescale rounded to the nearest; UINT64_MAX when it does
+// not fit.
+uint64_t rescale(uint64_t value, uint32_t rate, uint32_t timescale)
+{
+    if (rate == timescale)
+        return value;
+    const uint64_t whole = value / timescale, rest = value % timescale;
+    if (whole > UINT64_MAX / rate)
+        return UINT64_MAX;
+    // rest * rate < 2^64 as both are below 2^32.
+    const uint64_t part = (rest * rate + timescale / 2) / timescale;
+    return whole * rate > UINT64_MAX - part ? UINT64_MAX : whole * rate + part;
+}
+
+// The span of the track that its edit list presents, in samples. The first
+// non-empty edit gives the start; the durations of the non-empty edits add
+// up (exact when they are contiguous, the only form written for audio).
+// Empty edits (media time -1, a pause before the track) are left out.
+struct EditSpan {
+    bool usable = false;
+    uint64_t start = 0;
+    uint64_t length = 0;  // 0: to the end of the track
+    uint32_t empty = 0;   // empty edits passed over
+    int64_t badTime = 0;  // a media time below -1, which makes the list unusable
+};
+
+EditSpan edit_span(const Mp4Track &t, uint32_t rate)
+{
+    EditSpan span;
+    if (!t.hasEditList || t.timescale == 0 || t.movieTimescale == 0 || rate == 0)
+        return span;
+    bool first = true;
+    uint64_t duration = 0;
+    for (const Mp4Edit &e : t.edits) {
+        if (e.mediaTime == -1) {
+            span.empty++;
+            continue;
+        }
+        if (e.mediaTime < 0) {
+            span.badTime = e.mediaTime;
+            return span;
+        }
+        if (first)
+            span.start = rescale(static_cast<uint64_t>(e.mediaTime), rate, t.timescale);
+        first = false;
+        duration = duration > UINT64_MAX - e.segmentDuration ? UINT64_MAX
+                                                             : duration + e.segmentDuration;
+    }
+    span.usable = !first;
+    span.length = rescale(duration, rate, t.movieTimescale);
+    return span;
+}
+
+}  // namespace
+
+Mp4Trim mp4_trim(const Mp4Track &t, int32_t sampleRate, uint32_t frameLength)
+{
+    Mp4Trim trim;
+    const uint32_t rate = sampleRate > 0 ? static_cast<uint32_t>(sampleRate) : 0;
+    if (frameLength == 0)
+        return trim;
+    uint64_t firstKept = 0;  // start of the first access unit kept
+    const EditSpan span = edit_span(t, rate);
+    if (span.usable) {
+        trim.fromEditList = true;
+        trim.skip = span.start;
+        firstKept = span.start / frameLength * frameLength;
+        // The access units that [start, start + length) overlaps.
+        if (span.length != 0 && span.start < UINT64_MAX - frameLength - span.length)
+            trim.end = (span.start + span.length + frameLength - 1) / frameLength * frameLength;
+    }
+    const Mp4ItunSmpb &tag = t.itunSmpb;
+    if (tag.present && tag.priming > 0 && tag.priming <= kMaxItunPriming) {
+        trim.fromItunSmpb = true;
+        trim.skip = std::max<uint64_t>(tag.priming, firstKept);
+    }
+    return trim;
+}
+
+std::string mp4_edit_list_text(const Mp4Track &t, int32_t sampleRate)
+{
+    if (!t.hasEditList)
+        return "";
+    const EditSpan span = edit_span(t, sampleRate > 0 ? static_cast<uint32_t>(sampleRate) : 0);
+    const size_t n = t.edits.size();
+    std::string s = std::to_string(n) + (n == 1 ? " edit" : " edits");
+    if (span.empty > 0)
+        s += " (" + std::to_string(span.empty) + " empty, not applied)";
+    if (span.badTime != 0)
+        return s + ", a media time of " + std::to_string(span.badTime) + ": not applied";
+    if (!span.usable)
+        return s + (n == span.empty ? ", nothing to apply" : ", no timescale: not applied");
+    return s + ": from sample " + std::to_string(span.start) + ", " +
+           (span.length == 0 ? std::string("to the end")
+                             : std::to_string(span.length) + " samples long");
+}
+
+std::string mp4_itun_smpb_text(const Mp4Track &t)
+{
+    const Mp4ItunSmpb &tag = t.itunSmpb;
+    if (!tag.present)
+        return "";
+    return "priming " + std::to_string(tag.priming) + ", padding " + std::to_string(tag.padding) +
+           ", length " + std::to_string(tag.length) + " samples" +
+           (tag.priming > kMaxItunPriming ? " (priming out of range: not applied)" : "");
 }
 
 bool Mp4SampleCursor::next(Mp4Sample *sample)

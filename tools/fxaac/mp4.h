@@ -23,6 +23,20 @@ struct Mp4ChunkRun {
     uint32_t samplesPerChunk;
 };
 
+// One entry of an edit list ('elst'): mediaTime -1 marks an empty edit.
+struct Mp4Edit {
+    uint64_t segmentDuration;  // movie timescale
+    int64_t mediaTime;         // media timescale
+};
+
+// The gapless fields of an iTunes 'iTunSMPB' tag, in samples.
+struct Mp4ItunSmpb {
+    bool present = false;
+    uint32_t priming = 0;
+    uint32_t padding = 0;
+    uint64_t length = 0;  // of the original audio
+};
+
 struct Mp4Track {
     uint32_t number = 0;          // position among the file's tracks, from 1
     uint32_t trackId = 0;         // track_ID of the track header
@@ -30,6 +44,11 @@ struct Mp4Track {
     uint8_t objectTypeIndication = 0;  // of the DecoderConfigDescriptor
     std::vector<uint8_t> audioSpecificConfig;  // the DecoderSpecificInfo
     uint32_t timescale = 0;       // media header
+    uint32_t movieTimescale = 0;  // movie header
+    bool hasEditList = false;
+    std::vector<Mp4Edit> edits;
+    Mp4ItunSmpb itunSmpb;
+    bool movieCut = false;        // the 'moov' box runs past the end of the file
     uint16_t entryChannels = 0;   // channelcount of the sample entry
     uint32_t entryRate = 0;       // samplerate of the sample entry, Hz
     // Sample tables.
@@ -46,6 +65,27 @@ struct Mp4Track {
 // track. *skipped receives one line per track passed over.
 bool mp4_find_aac_track(ByteSource &source, Mp4Track *track, std::vector<std::string> *skipped,
                         std::string *error);
+
+// Which decoded samples (per channel, counted from the first sample of the
+// first access unit) form the presentation: [skip, end).
+struct Mp4Trim {
+    uint64_t skip = 0;
+    uint64_t end = UINT64_MAX;     // UINT64_MAX: to the end of the track
+    bool fromEditList = false;
+    bool fromItunSmpb = false;
+};
+
+// The span that a player keeps, as ffmpeg computes it: the access units that
+// the edit list's span overlaps are kept whole (frameLength samples each),
+// less the samples in front of the edit's media time. An 'iTunSMPB' priming
+// of 1 to 16383 samples replaces that count, measured from the start of the
+// track, though never below the start of the first access unit kept. The
+// tag's padding and the end of the edit do not cut inside an access unit.
+Mp4Trim mp4_trim(const Mp4Track &track, int32_t sampleRate, uint32_t frameLength);
+
+// The edit list and iTunSMPB tag in words, for fxaac info ("" when absent).
+std::string mp4_edit_list_text(const Mp4Track &track, int32_t sampleRate);
+std::string mp4_itun_smpb_text(const Mp4Track &track);
 
 struct Mp4Sample {
     uint64_t offset;

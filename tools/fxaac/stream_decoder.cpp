@@ -14,6 +14,7 @@
 #include "mp4.h"
 #include "progress.h"
 #include "status_text.h"
+#include "trim_sink.h"
 
 namespace fxaac_cli {
 
@@ -141,8 +142,8 @@ private:
 class Session {
 public:
     Session(const DecodeOptions &options, PcmSink &sink, DecodeReport *report)
-        : options_(options), sink_(sink), report_(report), memory_(new DecoderMemory()),
-          progress(options.progress)
+        : options_(options), trim_(sink, options.pcm24 ? 4 : 2), sink_(trim_), report_(report),
+          memory_(new DecoderMemory()), progress(options.progress)
     {
         AACPlusDecoderInit(&memory_->instance, &memory_->work);
         if (options.pcm24)
@@ -150,6 +151,8 @@ public:
     }
 
     AacDecoder *decoder() { return &memory_->instance; }
+    TrimSink &trim() { return trim_; }
+    bool trims() const { return options_.trim; }
 
     void call(const uint8_t *input, size_t bytes, FrameStatus *status)
     {
@@ -399,6 +402,7 @@ private:
     }
 
     const DecodeOptions &options_;
+    TrimSink trim_;  // passes everything on unless an MP4 file's gapless span is set
     PcmSink &sink_;
     DecodeReport *report_;
     std::unique_ptr<DecoderMemory> memory_;
@@ -658,6 +662,18 @@ bool decode_blocks(Session &s, InputBuffer &in, uint64_t total, uint64_t tagsFro
     }
 }
 
+// Gapless playback: the span of the decoded samples that the edit list and
+// the iTunSMPB tag mark, applied by the session's trimming sink.
+void set_gapless_span(Session &s, const Mp4Track &track)
+{
+    DecodeReport &r = s.report();
+    r.editList = mp4_edit_list_text(track, r.sampleRate);
+    r.itunSmpb = mp4_itun_smpb_text(track);
+    const Mp4Trim trim = mp4_trim(track, r.sampleRate, FXAAC_FRAME_LENGTH);
+    if (s.trims() && (trim.fromEditList || trim.fromItunSmpb))
+        s.trim().keep(trim.skip, trim.end);
+}
+
 bool decode_mp4(Session &s, InputBuffer &in, FILE *file, std::string *error)
 {
     DecodeReport &r = s.report();
@@ -677,7 +693,8 @@ bool decode_mp4(Session &s, InputBuffer &in, FILE *file, std::string *error)
     }
     Mp4Track track;
     if (!mp4_find_aac_track(*source, &track, &r.skippedTracks, error)) {
-        *error = "MP4: " + *error;
+        if (error->rfind("MP4 file", 0) != 0)
+            *error = "MP4: " + *error;
         return false;
     }
     r.track = std::to_string(track.number) + " of " + std::to_string(track.trackCount) +
@@ -700,6 +717,9 @@ bool decode_mp4(Session &s, InputBuffer &in, FILE *file, std::string *error)
     }
     take_stream_parameters(s);
     r.audioObjectType = asc_object_type(asc.data(), asc.size());
+    if (track.movieCut)
+        s.note("the 'moov' box runs past the end of the file: decoding what its tables describe");
+    set_gapless_span(s, track);
 
     Mp4SampleCursor cursor(track);
     Mp4Sample sample;
@@ -732,7 +752,13 @@ bool decode_mp4(Session &s, InputBuffer &in, FILE *file, std::string *error)
         }
         s.progress.update(cursor.index(), track.sampleCount, s.seconds());
     }
-    if (!cursor.error().empty()) {
+    r.trimmedStart = s.trim().dropped_start();
+    r.trimmedEnd = s.trim().dropped_end();
+    r.samplesPerChannel -= std::min(r.samplesPerChannel, r.trimmedStart + r.trimmedEnd);
+    if (!cursor.error().empty() && track.movieCut) {
+        s.note(name + "the cut-off 'moov' box describes " + std::to_string(cursor.index()) +
+               " access units");
+    } else if (!cursor.error().empty()) {
         *error = name + cursor.error();
         return false;
     }

@@ -48,6 +48,7 @@ struct DecodeOptions {
     bool warnings = true;  // warnings and notes on standard error
     bool progress = false; // progress bar on standard error
     bool conceal = true;   // a frame of concealment for each damaged or missing frame
+    bool trim = true;      // MP4: drop the priming and padding that the file marks
 };
 
 class PcmSink {
@@ -75,6 +76,10 @@ struct DecodeReport {
     uint64_t payloadBytes = 0;       // compressed bytes of the frames, headers of ADTS frames included
     std::string track;               // MP4: which track was decoded
     std::vector<std::string> skippedTracks;
+    std::string editList;            // MP4: the track's edit list in words ("" when none)
+    std::string itunSmpb;            // MP4: the iTunSMPB tag in words ("" when none)
+    uint64_t trimmedStart = 0;       // MP4: samples per channel dropped as priming
+    uint64_t trimmedEnd = 0;         // MP4: samples per channel dropped past the edit's end
     std::string stopReason;          // set when decoding stopped before the end of the input
 };
 
