@@ -849,9 +849,15 @@ bool run(Session &s, FILE *input, const DecodeOptions &options, std::string *err
     if (kind == InputKind::Mp4)
         return decode_mp4(s, in, input, error);
     if (kind == InputKind::Adts || kind == InputKind::Unknown) {
-        if (find_adts_start(in.data(), in.avail(), in.at_eof()) < in.avail())
+        // A container that carries ADTS frames inside its packets (MPEG-TS)
+        // is named for what it is before the frames are looked for.
+        const char *what = kind == InputKind::Unknown
+                               ? foreign_format(in.data(), in.avail(), id3 > 0)
+                               : nullptr;
+        if (what == nullptr && find_adts_start(in.data(), in.avail(), in.at_eof()) < in.avail())
             kind = InputKind::Adts;
-        else if (const char *what = foreign_format(in.data(), in.avail(), id3 > 0)) {
+        else if (what != nullptr ||
+                 (what = foreign_format(in.data(), in.avail(), id3 > 0)) != nullptr) {
             *error = std::string("the input looks like ") + what + "; fxaac decodes AAC (ADTS, "
                      "ADIF, MP4/M4A)";
             return false;
