@@ -19,6 +19,7 @@
 namespace fxaac_bench {
 namespace {
 
+using namespace fxaac;
 using Channels = std::vector<std::unique_ptr<ChannelCapture>>;
 
 void count_channels(benchmark::State &state, size_t channels)
