@@ -148,6 +148,12 @@ public:
                             &sbrFlag);
     }
 
+    void call_latm(LatmState *latm, const uint8_t *input, size_t bytes, FrameStatus *status)
+    {
+        AACPlusDecodeLatm(&memory_->instance, latm, input, static_cast<int32_t>(bytes), output_,
+                          status);
+    }
+
     // Where the frame being decoded starts, for messages.
     void at(uint64_t byte, uint64_t unit = 0)
     {
@@ -489,6 +495,78 @@ bool decode_mp4(Session &s, InputBuffer &in, FILE *file, std::string *error)
     return true;
 }
 
+// Codes of AACPlusDecodeLatm that refuse a configuration rather than one
+// element.
+bool latm_refusal(int32_t code)
+{
+    return code < 0 && code != FXAAC_ERR_NO_SYNC && code != FXAAC_ERR_LATM_LENGTH &&
+           code != FXAAC_ERR_LATM_NO_CONFIG && code != FXAAC_ERR_NEED_MORE_INPUT;
+}
+
+std::string latm_refusal_text(int32_t code, const LatmState &latm)
+{
+    const int32_t aot = asc_object_type(latm.config.asc, sizeof latm.config.asc);
+    const std::string why = code == FXAAC_ERR_OBJECT_TYPE && aot != 2 && aot != 17
+                                ? unsupported_type(aot)
+                                : fxaac_status_text(code);
+    return "LATM/LOAS configuration refused: " + why;
+}
+
+// One LATM element's result: samples to the sink, lost sync and damage
+// counted as for ADTS. False when decoding must stop.
+bool take_latm_result(Session &s, const FrameStatus &status, const LatmState &latm,
+                      std::string *error)
+{
+    DecodeReport &r = s.report();
+    const size_t used = static_cast<size_t>(std::max(status.bytesConsumed, 1));
+    if (status.outputSamples > 0) {
+        if (r.sampleRate == 0)
+            take_stream_parameters(s);
+        return s.deliver(status, error);
+    }
+    if (status.errorCode == FXAAC_ERR_NO_SYNC || status.errorCode == FXAAC_ERR_LATM_LENGTH) {
+        s.lose_sync(used);
+    } else if (latm_refusal(status.errorCode) && r.frames == 0) {
+        *error = latm_refusal_text(status.errorCode, latm);
+        return false;
+    } else {
+        s.damaged(fxaac_status_text(status.errorCode));
+    }
+    return true;
+}
+
+// LOAS elements from the buffer, one bounded LATM call each. A refused
+// configuration before the first decoded frame stops decoding.
+bool decode_latm(Session &s, InputBuffer &in, uint64_t total, std::string *error)
+{
+    s.report().kind = InputKind::Latm;
+    std::unique_ptr<LatmState> latm(new LatmState);
+    LatmStateInit(latm.get());
+    FrameStatus status;
+    for (;;) {
+        if (!in.fill(kKeepAhead)) {
+            *error = in.error();
+            return false;
+        }
+        if (in.avail() == 0)
+            return true;
+        s.at(in.offset());
+        s.call_latm(latm.get(), in.data(), in.avail(), &status);
+        if (status.errorCode == FXAAC_ERR_NEED_MORE_INPUT) {
+            // kKeepAhead holds the longest element (8194 bytes): the input ends.
+            s.damaged("the input ends inside the LATM element (" + std::to_string(in.avail()) +
+                      " bytes left)");
+            return true;
+        }
+        if (!take_latm_result(s, status, *latm, error))
+            return false;
+        const size_t used = static_cast<size_t>(std::max(status.bytesConsumed, 1));
+        s.report().payloadBytes += used;
+        in.consume(used);
+        s.progress.update(in.offset(), total, s.seconds());
+    }
+}
+
 // ID3v2 tag in front of the stream: "ID3", version, flags, 28-bit size.
 uint64_t id3_tag_bytes(const uint8_t *p, size_t n)
 {
@@ -532,6 +610,9 @@ bool run(Session &s, FILE *input, const DecodeOptions &options, std::string *err
     const InputKind kind = detect_input_kind(in.data(), in.avail());
     if (kind == InputKind::Mp4)
         return decode_mp4(s, in, input, error);
+    if (kind == InputKind::Latm ||
+        (kind == InputKind::Unknown && loas_start(in.data(), in.avail()) < in.avail()))
+        return decode_latm(s, in, total, error);
     r.kind = kind == InputKind::Unknown ? InputKind::Asc : kind;
 
     std::vector<uint8_t> head(in.avail() + kHeaderPadding, 0);
@@ -562,6 +643,7 @@ const char *input_kind_name(InputKind kind)
     case InputKind::MarkedAsc: return "AudioSpecificConfig behind a HEAAC marker";
     case InputKind::Mp4: return "MP4/M4A";
     case InputKind::Raw: return "raw data blocks";
+    case InputKind::Latm: return "LATM/LOAS";
     case InputKind::Unknown: break;
     }
     return "unknown";
@@ -577,7 +659,34 @@ InputKind detect_input_kind(const uint8_t *p, size_t n)
         return InputKind::MarkedAsc;
     if (looks_like_mp4(p, n))
         return InputKind::Mp4;
+    if (looks_like_loas(p, n))
+        return InputKind::Latm;
     return InputKind::Unknown;
+}
+
+bool looks_like_loas(const uint8_t *p, size_t n)
+{
+    constexpr uint8_t kSyncFirst = 0x56, kSyncSecondMask = 0xE0;  // 11-bit sync word 0x2B7
+    if (n < 3 || p[0] != kSyncFirst || (p[1] & kSyncSecondMask) != kSyncSecondMask)
+        return false;
+    const size_t next = 3 + ((static_cast<size_t>(p[1] & 0x1F) << 8) | p[2]);
+    if (n < next + 2)
+        return n == next;
+    return p[next] == kSyncFirst && (p[next + 1] & kSyncSecondMask) == kSyncSecondMask;
+}
+
+size_t loas_start(const uint8_t *p, size_t n)
+{
+    constexpr int kChained = 3;
+    for (size_t i = 0; i < n; i++) {
+        size_t at = i;
+        int k = 0;
+        for (; k < kChained && at + 3 <= n && looks_like_loas(p + at, n - at); k++)
+            at += 3 + ((static_cast<size_t>(p[at + 1] & 0x1F) << 8) | p[at + 2]);
+        if (k == kChained)
+            return i;
+    }
+    return n;
 }
 
 int32_t asc_object_type(const uint8_t *p, size_t n)

@@ -13,13 +13,22 @@
 
 namespace fxaac_cli {
 
-enum class InputKind { Unknown, Adts, Adif, Asc, MarkedAsc, Mp4, Raw };
+enum class InputKind { Unknown, Adts, Adif, Asc, MarkedAsc, Mp4, Raw, Latm };
 
 const char *input_kind_name(InputKind kind);
 
 // The kind of input that the first bytes announce (Unknown: none of the
 // recognisable ones; such input is tried as an AudioSpecificConfig).
 InputKind detect_input_kind(const uint8_t *data, size_t n);
+
+// A LOAS sync word and length at the start that lead to the next sync word
+// (or to the end of the data).
+bool looks_like_loas(const uint8_t *data, size_t n);
+
+// Where a LOAS stream that does not start on a sync word (one cut anywhere)
+// begins in data[0, n): the first of three elements that lead from one to
+// the next; n when there is none.
+size_t loas_start(const uint8_t *data, size_t n);
 
 // Audio object type of an AudioSpecificConfig (0 when it is cut off).
 int32_t asc_object_type(const uint8_t *data, size_t n);
