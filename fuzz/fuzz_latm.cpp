@@ -28,8 +28,8 @@ int32_t call(LatmRun &run, const uint8_t *data, int32_t left, uint8_t *output)
     FrameStatus st;
     std::memset(&st, 0x55, sizeof st);
     const int32_t ret = AACPlusDecodeLatm(run.d.dec.get(), run.latm.get(), data, left, output, &st);
-    FUZZ_CHECK(ret == (st.outputSamples > 0 ? 1 : -1), "return value %d with %d samples", ret,
-               st.outputSamples);
+    FUZZ_CHECK(ret == (st.errorCode == 0 ? 1 : -1), "return value %d with error %d", ret,
+               st.errorCode);
     FUZZ_CHECK(st.reserved[0] == 0 && st.reserved[1] == 0, "reserved words not cleared");
     if (st.errorCode == FXAAC_ERR_NEED_MORE_INPUT) {
         FUZZ_CHECK(st.bytesConsumed == 0 && st.outputSamples == 0, "%d bytes, %d samples",
@@ -44,7 +44,7 @@ int32_t call(LatmRun &run, const uint8_t *data, int32_t left, uint8_t *output)
                "%d bytes consumed of %d given (error %d)", st.bytesConsumed, left, st.errorCode);
     FUZZ_CHECK(st.outputSamples >= 0 && st.outputSamples <= FXAAC_MAX_CHANNELS * FXAAC_FRAME_LENGTH,
                "%d samples", st.outputSamples);
-    FUZZ_CHECK((st.outputSamples > 0) == (st.errorCode == 0), "error %d with %d samples",
+    FUZZ_CHECK(st.outputSamples == 0 || st.errorCode == 0, "error %d with %d samples",
                st.errorCode, st.outputSamples);
     return st.bytesConsumed;
 }

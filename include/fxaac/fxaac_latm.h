@@ -70,7 +70,8 @@ FXAAC_API void LatmStateInit(LatmState *latm);
  * unsupported one fails with its code, as do the elements that refer to it),
  * then the payload is decoded as one raw data block. Needs an initialised
  * instance (AACPlusDecoderInit; no header call); output as for AACPlusDecode.
- * Prints nothing. Returns 1 when a block was decoded, else -1. */
+ * Prints nothing. Returns 1 when the block was decoded (errorCode 0; no
+ * samples for a block without channel elements), else -1. */
 FXAAC_API int32_t AACPlusDecodeLatm(AacDecoder *instance, LatmState *latm, const uint8_t *input,
                                     int32_t inputBytes, void *output, FrameStatus *status);
 

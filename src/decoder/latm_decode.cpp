@@ -70,13 +70,13 @@ int32_t decode_payload(AacDecoder *dec, LatmState *latm, const uint8_t *element,
     latm->payloadBytes = e.payloadBytes;
     const int32_t noSbr = 0;
     decode_raw_data(dec, latm->payload, e.payloadBytes, output, st, &noSbr, true);
-    if (st->outputSamples == 0)
-        return finish(st,
-                      st->errorCode == FXAAC_ERR_NEED_MORE_INPUT ? FXAAC_ERR_FRAME_OVERRUN
-                                                                 : st->errorCode,
-                      elementBytes);
+    // A block that runs past its payload is damaged, not incomplete.
+    if (st->errorCode == FXAAC_ERR_NEED_MORE_INPUT)
+        return finish(st, FXAAC_ERR_FRAME_OVERRUN, elementBytes);
+    if (st->errorCode != 0)
+        return finish(st, st->errorCode, elementBytes);
     st->bytesConsumed = elementBytes;
-    return 1;
+    return 1;  // samples, or none for a block without channel elements
 }
 
 }  // namespace

@@ -524,6 +524,8 @@ bool take_latm_result(Session &s, const FrameStatus &status, const LatmState &la
             take_stream_parameters(s);
         return s.deliver(status, error);
     }
+    if (status.errorCode == 0)
+        return true;  // a block without channel elements
     if (status.errorCode == FXAAC_ERR_NO_SYNC || status.errorCode == FXAAC_ERR_LATM_LENGTH) {
         s.lose_sync(used);
     } else if (latm_refusal(status.errorCode) && r.frames == 0) {
