@@ -44,8 +44,8 @@ int32_t call(LatmRun &run, const uint8_t *data, int32_t left, uint8_t *output)
                "%d bytes consumed of %d given (error %d)", st.bytesConsumed, left, st.errorCode);
     FUZZ_CHECK(st.outputSamples >= 0 && st.outputSamples <= FXAAC_MAX_CHANNELS * FXAAC_FRAME_LENGTH,
                "%d samples", st.outputSamples);
-    FUZZ_CHECK(st.outputSamples == 0 || st.errorCode == 0, "error %d with %d samples",
-               st.errorCode, st.outputSamples);
+    FUZZ_CHECK(st.outputSamples == 0 || st.errorCode == 0, "error %d with %d samples", st.errorCode,
+               st.outputSamples);
     return st.bytesConsumed;
 }
 
@@ -65,7 +65,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     auto stream = exact_copy(data + 1, n);
     size_t pos = 0;
     for (int calls = 0; calls < kMaxCalls; calls++) {
-        const int32_t used = call(run, stream.get() + pos, static_cast<int32_t>(n - pos), output.get());
+        const int32_t used = call(run, stream.get() + pos, static_cast<int32_t>(n - pos),
+                                  output.get());
         if (used == 0)
             break;
         pos += static_cast<size_t>(used);

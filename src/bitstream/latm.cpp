@@ -183,7 +183,7 @@ int32_t parse_audio_mux_element(const uint8_t *data, int32_t elementBytes,
         return FXAAC_ERR_LATM_LENGTH;
     if (cfg.otherDataPresent && !skip_within(&r, data, cfg.otherDataLenBits))
         return FXAAC_ERR_LATM_LENGTH;
-    aac_byte_align(&r);
+    skip_bits(&r, static_cast<uint32_t>(-r.bitsConsumed & 7));  // byte_alignment()
     // audioMuxLengthBytes is the element's exact length: a longer one would
     // hide the next sync word.
     return bits_available(&r, data) != 0 ? FXAAC_ERR_LATM_LENGTH : 0;

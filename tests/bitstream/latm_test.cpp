@@ -48,6 +48,7 @@ struct Mux {
     bool crc = false;  // crcCheckPresent
     int objectType = 0;  // 0: the ADTS stream's
     int numProgram = 0, numLayer = 0, numSubFrames = 0, frameLengthType = 0, versionA = 0;
+    std::vector<uint8_t> asc;  // version 1: this AudioSpecificConfig, byte-padded, in ascLen
 };
 
 void latm_value(BitWriter &w, uint32_t v)
@@ -66,6 +67,13 @@ void stream_mux_config(BitWriter &w, const Mux &m, const AdtsBlocks &a)
         latm_value(w, 0x1234);  // taraBufferFullness
     }
     w.put(1, 1).put(m.numSubFrames, 6).put(m.numProgram, 4).put(m.numLayer, 3);
+    if (m.version == 1 && !m.asc.empty()) {
+        latm_value(w, static_cast<uint32_t>(8 * m.asc.size()));
+        for (uint8_t b : m.asc)
+            w.put(b, 8);
+        w.put(0, 3).put(0xFF, 8).put(0, 2);  // frameLengthType, fullness, no other data, CRC
+        return;
+    }
     if (m.version == 1)
         latm_value(w, 16 + m.ascFillBits);  // ascLen
     // AudioSpecificConfig: 16 bits, GASpecificConfig all zero.
@@ -250,6 +258,23 @@ TEST(Latm, HandMadeMultiplexesDecodeLikeAdts)
             EXPECT_EQ(count(fed.codes, 0), static_cast<int>(a.blocks.size())) << name << " " << i;
         }
     }
+}
+
+// A config with a program config element: its comment's byte alignment
+// counts from the config's first bit, wherever that lies in the element.
+TEST(Latm, ConfigWithAProgramConfigElementDecodesLikeTheConfigStream)
+{
+    const Vector asc = vector_named("voice_44k_m_pce.asc");
+    const StreamDecoder header(asc);
+    ASSERT_GT(header.headerBytes, 2);
+    Mux m;
+    m.version = 1;
+    m.configEvery = 5;
+    m.asc.assign(asc.bytes.begin(), asc.bytes.begin() + header.headerBytes);
+    const AdtsBlocks a = split_adts(vector_named("voice_44k_m_pce.aac").bytes);
+    Fed fed = feed(make_loas(m, a), 0);
+    EXPECT_EQ(fed.samples, decode_unbounded(asc));
+    EXPECT_EQ(count(fed.codes, 0), static_cast<int>(a.blocks.size()));
 }
 
 TEST(Latm, UnsupportedMultiplexesAreRefusedWithTheirCodes)
