@@ -49,7 +49,7 @@ typedef struct LatmMuxConfig {
 
 /* Caller-owned state of a LATM/LOAS stream, kept from one call to the next. */
 typedef struct LatmState {
-    LatmMuxConfig config;  /* the last StreamMuxConfig met */
+    LatmMuxConfig config;  /* the last StreamMuxConfig met (a refused one as far as read) */
     int32_t configStatus;  /* 0: config usable; FXAAC_ERR_LATM_NO_CONFIG before any;
                               else the code that refused it */
     int32_t payloadBytes;  /* bytes of payload[] holding the last payload */

@@ -51,14 +51,17 @@ int32_t adopt_config(AacDecoder *dec, LatmState *latm, const LatmMuxConfig &cfg)
     return latm->configStatus;
 }
 
-// The element's status when it cannot be decoded: a refusal of its own
-// config is kept; one that refers to a refused config repeats that code.
+// The element's status when it cannot be decoded: a refused config is kept
+// (as far as it was read, for callers that name what it asks for); an element
+// that refers to a refused config repeats that code.
 int32_t element_failure(LatmState *latm, const LatmElement &e, int32_t code)
 {
     if (code == FXAAC_ERR_LATM_NO_CONFIG)
         return latm->configStatus;
-    if (e.newConfig)
+    if (e.newConfig) {
+        latm->config = e.config;
         latm->configStatus = code;
+    }
     return code;
 }
 
