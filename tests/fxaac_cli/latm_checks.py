@@ -8,7 +8,8 @@ every element with -smc-interval 1):
   - against ffmpeg's decode of the LATM file: the same sample count, and the same largest
     difference as between the two decoders on the ADTS form;
   - a stream cut anywhere is decoded from its first element after a StreamMuxConfig
-    (exit 2, the skipped bytes and elements counted); flipped bits never crash it.
+    (exit 2, the skipped bytes and elements counted); flipped bits never crash it; a config
+    of another object type is refused in words.
 
 Usage: latm_checks.py --fxaac PATH --vectors DIR [--emulator CMD] [--ffmpeg PATH]
 Exit status 0 when every check passes, 77 without ffmpeg, else 1.
@@ -102,6 +103,16 @@ class Checks:
         rc, pcm, err = self.fx_pcm(cut)
         if rc != 2 or not pcm or len(pcm) >= len(adts_pcm) or 'damaged frames skipped' not in err:
             p.append(f'cut stream: exit {rc}, {len(pcm or b"")} bytes: {err.strip()[:300]}')
+        # Explicit SBR signalling (object type 5) in every config: ffmpeg's
+        # StreamMuxConfig puts the AudioSpecificConfig at byte 5 of the element.
+        sbr, pos = bytearray(data), 0
+        while pos + 5 < len(sbr):
+            if not sbr[pos + 3] & 0x80:  # useSameStreamMux 0
+                sbr[pos + 5] = (sbr[pos + 5] & 7) | 5 << 3
+            pos += 3 + ((sbr[pos + 1] & 0x1F) << 8 | sbr[pos + 2])
+        rc, pcm, err = self.fx_pcm(None, stdin=bytes(sbr))
+        if rc != 1 or 'LATM/LOAS configuration refused: audio object type 5' not in err:
+            p.append(f'SBR config: exit {rc}: {err.strip()[:200]}')
         rng = random.Random(12)
         for trial in range(6):
             bad = bytearray(data)
