@@ -57,9 +57,14 @@ enum FxaacStatus {
     FXAAC_ERR_PULSE_POSITION = 23,     /* pulse outside the band table or the frame */
     FXAAC_ERR_DRC_EXCLUDE = 24,        /* DRC exclude list longer than its storage */
     FXAAC_ERR_TNS_ORDER = 25,          /* TNS filter order above 12 coefficient slots */
-    FXAAC_ERR_FRAME_OVERRUN = 26,      /* a raw data block runs past the end of its ADTS frame */
+    FXAAC_ERR_FRAME_OVERRUN = 26,      /* a raw data block runs past its ADTS frame or LATM payload */
     FXAAC_ERR_ADTS_LENGTH = 27,        /* ADTS frame length impossible: false sync or damaged header */
-    FXAAC_ERR_NEED_MORE_INPUT = -20    /* bounded call: the frame needs more bytes; nothing consumed */
+    FXAAC_ERR_NEED_MORE_INPUT = -20,   /* bounded call: the frame needs more bytes; nothing consumed */
+    FXAAC_ERR_LATM_CONFIG = -21,       /* LATM multiplex not supported: programs, layers, version */
+    FXAAC_ERR_LATM_SUBFRAMES = -22,    /* LATM element with more than one subframe */
+    FXAAC_ERR_LATM_NO_CONFIG = -23,    /* LATM payload before any StreamMuxConfig */
+    FXAAC_ERR_LATM_LENGTH = -24,       /* LATM element does not fit its length: damage or false sync */
+    FXAAC_ERR_LATM_FRAME_LENGTH = -25  /* LATM frameLengthType other than 0 (fixed or CELP/HVXC) */
 };
 
 /* One parsed ADTS frame header (ISO/IEC 13818-7 / 14496-3 adts_frame). */
@@ -302,5 +307,7 @@ FXAAC_STATIC_ASSERT(offsetof(DecoderWorkArea, element) == FXAAC_ELEMENT_OFFSET &
                     "the element record takes the last 4096 bytes of the work area");
 FXAAC_STATIC_ASSERT(sizeof(AacDecoder) <= FXAAC_INSTANCE_MAX_BYTES,
                     "an instance must fit the 8444 bytes callers reserve");
+
+#include <fxaac/fxaac_latm.h>
 
 #endif /* FXAAC_FXAAC_H */

@@ -17,9 +17,8 @@ constexpr uint32_t kObjectTypeErLc = 17;
 constexpr uint32_t kLastNonResilientType = 16;
 }  // namespace
 
-int32_t parse_audio_specific_config(BitCursor *reader, AudioConfig *out)
+int32_t read_audio_specific_config(BitCursor *reader, AudioConfig *out)
 {
-    aac_byte_align(reader);
     // No escapes: an object type of 31 or an index of 15 is taken as it stands
     // and refused below, so no explicit frequency is ever read.
     uint32_t objectType = read_bits(reader, 5);
@@ -49,6 +48,15 @@ int32_t parse_audio_specific_config(BitCursor *reader, AudioConfig *out)
     } else if (ga < 0) {
         return ga;
     }
+    return 0;
+}
+
+int32_t parse_audio_specific_config(BitCursor *reader, AudioConfig *out)
+{
+    aac_byte_align(reader);
+    int32_t result = read_audio_specific_config(reader, out);
+    if (result < 0)
+        return result;
     aac_byte_align(reader);
     return aac_get_processed_bits(reader) >> 3;
 }

@@ -64,6 +64,9 @@ int32_t get_adif_header(AdifHeader *adif, BitCursor *reader);
 namespace fxaac {
 // AudioSpecificConfig read through a reader that starts on its first byte.
 int32_t parse_audio_specific_config(BitCursor *reader, AudioConfig *out);
+// Its fields alone: 0 or a negative code, the reader left just past the last
+// field with no alignment (LATM carries the config without byte padding).
+int32_t read_audio_specific_config(BitCursor *reader, AudioConfig *out);
 }  // namespace fxaac
 
 #endif  // FXAAC_BITSTREAM_AUDIO_CONFIG_H

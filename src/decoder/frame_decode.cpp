@@ -21,6 +21,7 @@
 #include "bitstream/data_stream.h"
 #include "bitstream/program_config.h"
 #include "decoder/fill_element.h"
+#include "decoder/frame_stage.h"
 #include "filterbank/filter_bank.h"
 #include "syntax/channel_element.h"
 #include "syntax/ics_info.h"
@@ -349,7 +350,7 @@ int adts_frame_start(AacDecoder *dec, BitCursor *r, const Input &in, const Parse
 }
 
 int32_t decode_frame(AacDecoder *dec, const Input &in, void *output, FrameStatus *status,
-                     const int32_t *sbrFlag)
+                     const int32_t *sbrFlag, bool quiet = false)
 {
     const ParseState saved = save_parse_state(dec);
     Block b;
@@ -389,7 +390,7 @@ int32_t decode_frame(AacDecoder *dec, const Input &in, void *output, FrameStatus
                               frameLimit);
     }
     // The trusting entry point keeps its diagnostics; bounded calls print nothing.
-    if (failure != 0 && b.message && !in.bounded())
+    if (failure != 0 && b.message && !quiet)
         std::puts(b.message);
     if (failure != 0) {
         // A bounded call that did not read this ADTS frame's header cannot
@@ -425,6 +426,14 @@ int32_t decode_frame(AacDecoder *dec, const Input &in, void *output, FrameStatus
 
 }  // namespace
 
+int32_t fxaac::decode_raw_data(AacDecoder *instance, const uint8_t *input, int32_t inputBytes,
+                               void *output, FrameStatus *status, const int32_t *sbrFlag,
+                               bool quiet)
+{
+    return decode_frame(instance, Input{input, inputBytes < 0 ? 0 : inputBytes}, output, status,
+                        sbrFlag, quiet);
+}
+
 int32_t AACPlusDecode(AacDecoder *instance, const uint8_t *input, void *output,
                       FrameStatus *status, const int32_t *sbrFlag)
 {
@@ -434,6 +443,5 @@ int32_t AACPlusDecode(AacDecoder *instance, const uint8_t *input, void *output,
 int32_t AACPlusDecodeBuffer(AacDecoder *instance, const uint8_t *input, int32_t inputBytes,
                             void *output, FrameStatus *status, const int32_t *sbrFlag)
 {
-    return decode_frame(instance, Input{input, inputBytes < 0 ? 0 : inputBytes}, output, status,
-                        sbrFlag);
+    return fxaac::decode_raw_data(instance, input, inputBytes, output, status, sbrFlag, false);
 }

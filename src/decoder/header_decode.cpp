@@ -5,6 +5,7 @@
 #include "bitstream/adts.h"
 #include "bitstream/audio_config.h"
 #include "bitstream/bit_reader.h"
+#include "decoder/frame_stage.h"
 
 namespace {
 
@@ -69,16 +70,25 @@ int32_t decode_audio_specific_config(AacDecoder *dec, const uint8_t *input)
     bool marked = starts_with(input, "HEAAC", kMarkerBytes);
     int32_t markedLength = marked ? input[kMarkerBytes] : 0;
     const uint8_t *config = marked ? input + kMarkerBytes + 1 : input;
+    BitCursor reader;
+    aac_initbits(&reader, config);
+    int32_t result = configure_audio_specific_config(dec, &reader);
+    if (result < 0)
+        return result;
+    return marked ? markedLength + kMarkerBytes : result;
+}
 
+}  // namespace
+
+int32_t fxaac::configure_audio_specific_config(AacDecoder *dec, BitCursor *reader)
+{
     // The resilience flags are written only when the configuration carries
     // them, so they start from the instance's current values.
     AudioConfig cfg = {};
     cfg.sectionResilience = dec->sectionResilience;
     cfg.scalefactorResilience = dec->scalefactorResilience;
     cfg.spectralResilience = dec->spectralResilience;
-    BitCursor reader;
-    aac_initbits(&reader, config);
-    int32_t result = static_cast<int16_t>(parse_audio_specific_config(&reader, &cfg));
+    int32_t result = static_cast<int16_t>(parse_audio_specific_config(reader, &cfg));
     dec->sampleRate = static_cast<int32_t>(cfg.sampleRate);
     dec->channels = static_cast<int32_t>(cfg.channelConfig);
     dec->sfIndex = static_cast<int32_t>(cfg.sfIndex);
@@ -94,10 +104,8 @@ int32_t decode_audio_specific_config(AacDecoder *dec, const uint8_t *input)
         return FXAAC_ERR_FRAME_960;
     dec->objectType = to_profile(dec->objectType);
     dec->hasConfig = 1;
-    return marked ? markedLength + kMarkerBytes : result;
+    return result;
 }
-
-}  // namespace
 
 int32_t sample_rate_index(int32_t rate)
 {

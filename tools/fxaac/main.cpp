@@ -360,8 +360,9 @@ int conclude(bool ok, const std::string &error, const DecodeReport &r, bool quie
         std::fprintf(stderr, "fxaac: warning: %" PRIu64 " damaged frame%s skipped, %" PRIu64
                      " decoded\n", r.damagedFrames, r.damagedFrames == 1 ? "" : "s", r.frames);
     if (r.unsyncedBytes > 0)
-        std::fprintf(stderr, "fxaac: warning: %" PRIu64 " byte%s without ADTS frames skipped\n",
-                     r.unsyncedBytes, r.unsyncedBytes == 1 ? "" : "s");
+        std::fprintf(stderr, "fxaac: warning: %" PRIu64 " byte%s without %s skipped\n",
+                     r.unsyncedBytes, r.unsyncedBytes == 1 ? "" : "s",
+                     r.kind == InputKind::Latm ? "LATM elements" : "ADTS frames");
     if (r.concealedFrames > 0)
         std::fprintf(stderr, "fxaac: warning: %" PRIu64 " frame%s concealed\n", r.concealedFrames,
                      r.concealedFrames == 1 ? "" : "s");

@@ -35,10 +35,22 @@ const char *fxaac_status_text(int32_t status)
     case FXAAC_ERR_PULSE_POSITION: return "a pulse outside the band table or the frame";
     case FXAAC_ERR_DRC_EXCLUDE: return "a dynamic range control exclusion list that is too long";
     case FXAAC_ERR_TNS_ORDER: return "a TNS filter order above 12";
-    case FXAAC_ERR_FRAME_OVERRUN: return "a raw data block runs past the end of its ADTS frame";
+    case FXAAC_ERR_FRAME_OVERRUN:
+        return "a raw data block runs past the end of its ADTS frame or LATM payload";
     case FXAAC_ERR_ADTS_LENGTH:
         return "an impossible ADTS frame length (false sync word or damaged header)";
     case FXAAC_ERR_NEED_MORE_INPUT: return "the frame is incomplete: the data end inside it";
+    case FXAAC_ERR_LATM_CONFIG:
+        return "an LATM multiplex that is not supported (more than one program or layer, "
+               "audioMuxVersionA 1, or streams without the same time framing)";
+    case FXAAC_ERR_LATM_SUBFRAMES:
+        return "LATM elements of more than one subframe, which are not supported";
+    case FXAAC_ERR_LATM_NO_CONFIG: return "an LATM payload before any StreamMuxConfig";
+    case FXAAC_ERR_LATM_LENGTH:
+        return "an LATM element that does not fit its length (damage or a false sync word)";
+    case FXAAC_ERR_LATM_FRAME_LENGTH:
+        return "an LATM frame length type other than 0 (fixed, CELP or HVXC frame lengths), "
+               "which is not supported";
     default: return "unknown status";
     }
 }

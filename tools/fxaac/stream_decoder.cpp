@@ -161,6 +161,12 @@ public:
                             &sbrFlag);
     }
 
+    void call_latm(LatmState *latm, const uint8_t *input, size_t bytes, FrameStatus *status)
+    {
+        AACPlusDecodeLatm(&memory_->instance, latm, input, static_cast<int32_t>(bytes), output_,
+                          status);
+    }
+
     // Where the frame being decoded starts, for messages.
     void at(uint64_t byte, uint64_t unit = 0)
     {
@@ -172,8 +178,10 @@ public:
     {
         if (report_->kind == InputKind::Mp4)
             return "access unit " + std::to_string(unit_) + " (byte " + std::to_string(byte_) + ")";
-        return (report_->kind == InputKind::Adts ? "frame at byte " : "raw data block at byte ") +
-               std::to_string(byte_);
+        const char *what = report_->kind == InputKind::Adts   ? "frame at byte "
+                           : report_->kind == InputKind::Latm ? "LATM element at byte "
+                                                              : "raw data block at byte ";
+        return what + std::to_string(byte_);
     }
 
     // Hands a decoded frame to the sink. False when the sink fails.
@@ -227,7 +235,7 @@ public:
     // The ADTS bytes of a frame that decoded, for the average frame size.
     void frame_bytes(uint64_t bytes) { goodBytes_ += bytes; }
 
-    // ADTS bytes without a frame: one message per stretch of them.
+    // ADTS or LOAS bytes without a frame: one message per stretch of them.
     // brokenHeader: a sync word with an impossible header was among them.
     void lose_sync(uint64_t bytes, bool brokenHeader)
     {
@@ -252,7 +260,9 @@ public:
             return;
         unsynced_ = false;
         const uint64_t missing = started_ ? missing_frames() : 0;
-        std::string what = "no ADTS frame (" + std::to_string(unsyncedBytes_) +
+        std::string what = std::string(report_->kind == InputKind::Latm ? "no LATM element ("
+                                                                        : "no ADTS frame (") +
+                           std::to_string(unsyncedBytes_) +
                            (unsyncedBytes_ == 1 ? " byte" : " bytes") + " skipped";
         if (missing > 0)
             what += ", about " + std::to_string(missing) + (missing == 1 ? " frame" : " frames");
@@ -765,6 +775,81 @@ bool decode_mp4(Session &s, InputBuffer &in, FILE *file, std::string *error)
     return true;
 }
 
+// Codes of AACPlusDecodeLatm that refuse a configuration rather than one
+// element.
+bool latm_refusal(int32_t code)
+{
+    return code < 0 && code != FXAAC_ERR_NO_SYNC && code != FXAAC_ERR_LATM_LENGTH &&
+           code != FXAAC_ERR_LATM_NO_CONFIG && code != FXAAC_ERR_NEED_MORE_INPUT;
+}
+
+std::string latm_refusal_text(int32_t code, const LatmState &latm)
+{
+    const int32_t aot = asc_object_type(latm.config.asc, sizeof latm.config.asc);
+    const std::string why = code == FXAAC_ERR_OBJECT_TYPE && aot != 2 && aot != 17
+                                ? unsupported_type(aot)
+                                : fxaac_status_text(code);
+    return "LATM/LOAS configuration refused: " + why;
+}
+
+// One LATM element's result: samples to the sink, lost sync and damage
+// counted as for ADTS. False when decoding must stop.
+bool take_latm_result(Session &s, const FrameStatus &status, const LatmState &latm,
+                      std::string *error)
+{
+    DecodeReport &r = s.report();
+    const size_t used = static_cast<size_t>(std::max(status.bytesConsumed, 1));
+    if (status.outputSamples > 0) {
+        if (r.sampleRate == 0)
+            take_stream_parameters(s);
+        s.frame_bytes(used);
+        return s.deliver(status, error);
+    }
+    if (status.errorCode == 0)
+        return true;  // a block without channel elements
+    if (status.errorCode == FXAAC_ERR_NO_SYNC || status.errorCode == FXAAC_ERR_LATM_LENGTH) {
+        s.lose_sync(used, status.errorCode == FXAAC_ERR_LATM_LENGTH);
+    } else if (latm_refusal(status.errorCode) && r.frames == 0) {
+        *error = latm_refusal_text(status.errorCode, latm);
+        return false;
+    } else {
+        s.damaged(fxaac_status_text(status.errorCode));
+    }
+    return true;
+}
+
+// LOAS elements from the buffer, one bounded LATM call each. A refused
+// configuration before the first decoded frame stops decoding.
+bool decode_latm(Session &s, InputBuffer &in, uint64_t total, std::string *error)
+{
+    s.report().kind = InputKind::Latm;
+    std::unique_ptr<LatmState> latm(new LatmState);
+    AACPlusLatmInit(latm.get());
+    FrameStatus status;
+    for (;;) {
+        if (!in.fill(kKeepAhead)) {
+            *error = in.error();
+            return false;
+        }
+        if (in.avail() == 0)
+            return true;
+        s.at(in.offset());
+        s.call_latm(latm.get(), in.data(), in.avail(), &status);
+        if (status.errorCode == FXAAC_ERR_NEED_MORE_INPUT) {
+            // kKeepAhead holds the longest element (8194 bytes): the input ends.
+            s.damaged("the input ends inside the LATM element (" + std::to_string(in.avail()) +
+                      " bytes left)");
+            return true;
+        }
+        if (!take_latm_result(s, status, *latm, error))
+            return false;
+        const size_t used = static_cast<size_t>(std::max(status.bytesConsumed, 1));
+        s.report().payloadBytes += used;
+        in.consume(used);
+        s.progress.update(in.offset(), total, s.seconds());
+    }
+}
+
 // ID3v2 tag in front of the stream: "ID3", version, flags, 28-bit size.
 uint64_t id3_tag_bytes(const uint8_t *p, size_t n)
 {
@@ -848,18 +933,21 @@ bool run(Session &s, FILE *input, const DecodeOptions &options, std::string *err
     InputKind kind = detect_input_kind(in.data(), in.avail());
     if (kind == InputKind::Mp4)
         return decode_mp4(s, in, input, error);
+    // Containers that carry AAC inside their packets (MPEG-TS) are named for
+    // what they are before frames or LOAS elements are looked for in them.
+    const char *what =
+        kind == InputKind::Unknown ? foreign_format(in.data(), in.avail(), id3 > 0) : nullptr;
+    if (what == nullptr && (kind == InputKind::Latm || (kind == InputKind::Unknown &&
+                                                        loas_start(in.data(), in.avail()) <
+                                                            in.avail())))
+        return decode_latm(s, in, total, error);
     if (kind == InputKind::Adts || kind == InputKind::Unknown) {
-        // A container that carries ADTS frames inside its packets (MPEG-TS)
-        // is named for what it is before the frames are looked for.
-        const char *what = kind == InputKind::Unknown
-                               ? foreign_format(in.data(), in.avail(), id3 > 0)
-                               : nullptr;
         if (what == nullptr && find_adts_start(in.data(), in.avail(), in.at_eof()) < in.avail())
             kind = InputKind::Adts;
         else if (what != nullptr ||
                  (what = foreign_format(in.data(), in.avail(), id3 > 0)) != nullptr) {
             *error = std::string("the input looks like ") + what + "; fxaac decodes AAC (ADTS, "
-                     "ADIF, MP4/M4A)";
+                     "ADIF, LATM/LOAS, MP4/M4A)";
             return false;
         }
     }
@@ -901,6 +989,7 @@ const char *input_kind_name(InputKind kind)
     case InputKind::MarkedAsc: return "AudioSpecificConfig behind a HEAAC marker";
     case InputKind::Mp4: return "MP4/M4A";
     case InputKind::Raw: return "raw data blocks";
+    case InputKind::Latm: return "LATM/LOAS";
     case InputKind::Unknown: break;
     }
     return "unknown";
@@ -916,6 +1005,8 @@ InputKind detect_input_kind(const uint8_t *p, size_t n)
         return InputKind::MarkedAsc;
     if (looks_like_mp4(p, n))
         return InputKind::Mp4;
+    if (looks_like_loas(p, n))
+        return InputKind::Latm;
     return InputKind::Unknown;
 }
 
@@ -1015,6 +1106,31 @@ size_t find_adts_start(const uint8_t *p, size_t n, bool atEnd)
             same_fixed_header(p + i, p + next))
             return i;
         if (atEnd && (next == n || next + trailing_tag_bytes(p + next, n - next) == n))
+            return i;
+    }
+    return n;
+}
+
+bool looks_like_loas(const uint8_t *p, size_t n)
+{
+    constexpr uint8_t kSyncFirst = 0x56, kSyncSecondMask = 0xE0;  // 11-bit sync word 0x2B7
+    if (n < 3 || p[0] != kSyncFirst || (p[1] & kSyncSecondMask) != kSyncSecondMask)
+        return false;
+    const size_t next = 3 + ((static_cast<size_t>(p[1] & 0x1F) << 8) | p[2]);
+    if (n < next + 2)
+        return n == next;
+    return p[next] == kSyncFirst && (p[next + 1] & kSyncSecondMask) == kSyncSecondMask;
+}
+
+size_t loas_start(const uint8_t *p, size_t n)
+{
+    constexpr int kChained = 3;
+    for (size_t i = 0; i < n; i++) {
+        size_t at = i;
+        int k = 0;
+        for (; k < kChained && at + 3 <= n && looks_like_loas(p + at, n - at); k++)
+            at += 3 + ((static_cast<size_t>(p[at + 1] & 0x1F) << 8) | p[at + 2]);
+        if (k == kChained)
             return i;
     }
     return n;

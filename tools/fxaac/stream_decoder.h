@@ -14,7 +14,7 @@
 
 namespace fxaac_cli {
 
-enum class InputKind { Unknown, Adts, Adif, Asc, MarkedAsc, Mp4, Raw };
+enum class InputKind { Unknown, Adts, Adif, Asc, MarkedAsc, Mp4, Raw, Latm };
 
 const char *input_kind_name(InputKind kind);
 
@@ -36,6 +36,15 @@ const char *foreign_format(const uint8_t *data, size_t n, bool afterId3);
 // Bytes of metadata tags at the end of data (ID3v1, APEv2, Lyrics3 v1 and
 // v2, appended ID3v2), in any order and number; 0 when it ends otherwise.
 size_t trailing_tag_bytes(const uint8_t *data, size_t n);
+
+// A LOAS sync word and length at the start that lead to the next sync word
+// (or to the end of the data).
+bool looks_like_loas(const uint8_t *data, size_t n);
+
+// Where a LOAS stream that does not start on a sync word (one cut anywhere)
+// begins in data[0, n): the first of three elements that lead from one to
+// the next; n when there is none.
+size_t loas_start(const uint8_t *data, size_t n);
 
 // Audio object type of an AudioSpecificConfig (0 when it is cut off).
 int32_t asc_object_type(const uint8_t *data, size_t n);
