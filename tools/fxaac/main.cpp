@@ -5,7 +5,6 @@
 //   fxaac info IN [--raw --rate R --channels C] [--no-conceal] [--no-trim]
 //
 // Built on the library's public C interface only.
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -34,11 +33,6 @@ constexpr int kExitOk = 0;
 constexpr int kExitFailure = 1;
 constexpr int kExitDamaged = 2;  // decoded to the end, with damaged frames skipped or concealed
 
-// Standard output as the program found it. File descriptor 1 itself is
-// pointed at /dev/null: the library's frame call may print a diagnostic to
-// standard output, where it must not mix with WAV data, the report or the
-// progress bar; the command tells of every failed frame in its own words.
-FILE *g_stdout = nullptr;
 
 const char kHelp[] =
     "NAME\n"
@@ -265,14 +259,14 @@ public:
     WavSink(std::string path, int bits) : path_(std::move(path)), bits_(bits) {}
     ~WavSink() override
     {
-        if (file_ != nullptr && file_ != g_stdout)
+        if (file_ != nullptr && file_ != stdout)
             std::fclose(file_);
     }
 
     bool begin(int32_t rate, int32_t channels) override
     {
         if (path_ == "-") {
-            file_ = g_stdout;
+            file_ = stdout;
         } else {
             file_ = std::fopen(path_.c_str(), "wb");
             if (file_ == nullptr) {
@@ -298,7 +292,7 @@ public:
         if (!writer_)
             return true;
         bool ok = check(writer_->finish());
-        if (file_ != g_stdout) {
+        if (file_ != stdout) {
             if (std::fclose(file_) != 0 && ok) {
                 error_ = "cannot close '" + path_ + "': " + std::strerror(errno);
                 ok = false;
@@ -374,7 +368,7 @@ int run_decode(const Arguments &a)
     const std::string output = a.haveOutput ? a.output : default_output(a.input);
     if (output != "-" && a.input != "-" && same_file(a.input, output))
         return usage_error("the output '" + output + "' would overwrite the input; give -o");
-    if (output == "-" && g_stdout != nullptr && isatty(fileno(g_stdout)))
+    if (output == "-" && isatty(fileno(stdout)))
         return usage_error("refusing to write WAV data to a terminal; give -o FILE or use a pipe");
     FILE *in = open_input(a.input);
     if (in == nullptr)
@@ -424,7 +418,7 @@ int run_info(const Arguments &a)
         error_line(error);
         return kExitFailure;
     }
-    FILE *out = g_stdout;
+    FILE *out = stdout;
     if (out == nullptr) {
         error_line("standard output is closed");
         return kExitFailure;
@@ -481,28 +475,16 @@ int run_info(const Arguments &a)
 
 int main(int argc, char **argv)
 {
-    const int kept = dup(STDOUT_FILENO);
-    if (kept >= 0) {
-        g_stdout = fdopen(kept, "wb");
-        const int null = open("/dev/null", O_WRONLY);
-        dup2(null >= 0 ? null : STDERR_FILENO, STDOUT_FILENO);
-        if (null >= 0)
-            close(null);
-    }
     if (argc < 2)
         return usage_error("no command given: use 'fxaac decode IN' or 'fxaac info IN'");
     const std::string first = argv[1];
     if (first == "-h" || first == "--help" || first == "help") {
-        if (g_stdout == nullptr)
-            return kExitFailure;
-        std::fputs(kHelp, g_stdout);
-        return std::fflush(g_stdout) == 0 ? kExitOk : kExitFailure;
+        std::fputs(kHelp, stdout);
+        return std::fflush(stdout) == 0 ? kExitOk : kExitFailure;
     }
     if (first == "-V" || first == "--version") {
-        if (g_stdout == nullptr)
-            return kExitFailure;
-        std::fprintf(g_stdout, "fxaac %s\n", FXAAC_VERSION_STRING);
-        return std::fflush(g_stdout) == 0 ? kExitOk : kExitFailure;
+        std::fprintf(stdout, "fxaac %s\n", FXAAC_VERSION_STRING);
+        return std::fflush(stdout) == 0 ? kExitOk : kExitFailure;
     }
     if (first != "decode" && first != "info")
         return usage_error("unknown command '" + first + "'");
@@ -511,10 +493,8 @@ int main(int argc, char **argv)
     if (status >= 0)
         return status;
     if (a.help) {
-        if (g_stdout == nullptr)
-            return kExitFailure;
-        std::fputs(kHelp, g_stdout);
-        return std::fflush(g_stdout) == 0 ? kExitOk : kExitFailure;
+        std::fputs(kHelp, stdout);
+        return std::fflush(stdout) == 0 ? kExitOk : kExitFailure;
     }
     return a.command == "decode" ? run_decode(a) : run_info(a);
 }
