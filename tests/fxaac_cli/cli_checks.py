@@ -32,30 +32,14 @@ import sys
 import tempfile
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
-from fxaac_test_common import (Box, Runner, Wav, parse_boxes, parse_info,  # noqa: E402
-                               read_manifest, write_boxes)
+from fxaac_test_common import (Box, Checks, Runner, Wav, largest_difference,  # noqa: E402
+                               parse_boxes, parse_info, read_manifest, write_boxes)
 
 SKIP = 77
 FRAME = 1024
 KIND_NAMES = {'adts': 'ADTS', 'adts_multi': 'ADTS', 'adif': 'ADIF', 'asc': 'AudioSpecificConfig',
               'heaac': 'AudioSpecificConfig behind a HEAAC marker', 'raw': 'raw data blocks'}
 
-
-class Checks:
-    def __init__(self):
-        self.passed, self.failed, self.problems = 0, 0, []
-
-    def case(self, name, problems):
-        if problems:
-            self.failed += 1
-            print(f'FAIL {name}: ' + '; '.join(problems))
-        else:
-            self.passed += 1
-            print(f'ok   {name}')
-
-    def summary(self):
-        print(f'{self.passed} passed, {self.failed} failed')
-        return 0 if self.failed == 0 else 1
 
 
 def raw_args(v):
@@ -239,13 +223,6 @@ def group_errors(ctx):
 def pcm_frames(pcm, chn):
     step = 2 * chn * FRAME
     return [pcm[i:i + step] for i in range(0, len(pcm), step)]
-
-
-def largest_difference(a, b):
-    """Largest difference of two 16-bit little-endian sample strings, over the shorter one."""
-    n = min(len(a), len(b)) // 2
-    x, y = struct.unpack(f'<{n}h', a[:2 * n]), struct.unpack(f'<{n}h', b[:2 * n])
-    return max((abs(p - q) for p, q in zip(x, y)), default=0)
 
 
 def group_damaged(ctx):

@@ -34,6 +34,32 @@ def read_manifest(base):
             if l.strip() and not l.startswith('#')]
 
 
+class Checks:
+    """Tally of named cases: each passes, or fails with its problems printed."""
+
+    def __init__(self):
+        self.passed, self.failed = 0, 0
+
+    def case(self, name, problems):
+        if problems:
+            self.failed += 1
+            print(f'FAIL {name}: ' + '; '.join(problems))
+        else:
+            self.passed += 1
+            print(f'ok   {name}')
+
+    def summary(self):
+        print(f'{self.passed} passed, {self.failed} failed')
+        return 0 if self.failed == 0 else 1
+
+
+def largest_difference(a, b):
+    """Largest difference of two 16-bit little-endian sample strings, over the shorter one."""
+    n = min(len(a), len(b)) // 2
+    x, y = struct.unpack(f'<{n}h', a[:2 * n]), struct.unpack(f'<{n}h', b[:2 * n])
+    return max((abs(p - q) for p, q in zip(x, y)), default=0)
+
+
 class Wav:
     """A parsed RIFF/WAVE file: format fields, the size fields as written and the samples."""
 

@@ -24,36 +24,21 @@ import sys
 import tempfile
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
-from fxaac_test_common import Runner, Wav, parse_info, read_manifest  # noqa: E402
+from fxaac_test_common import (Checks, Runner, Wav, largest_difference,  # noqa: E402
+                               parse_info, read_manifest)
 
 SKIP = 77
 VECTORS = ['tone_8k_m.aac', 'voice_16k_m.aac', 'castanets_22k_m.aac', 'chord_32k_s_lo.aac',
            'castanets_44k_s.aac', 'pan_44k_s_is.aac', 'chord_48k_s.aac', 'castanets_96k_m.aac']
 
 
-def samples(pcm):
-    return memoryview(pcm).cast('h')
-
-
-def largest_difference(a, b):
-    return max((abs(x - y) for x, y in zip(samples(a), samples(b))), default=0)
-
-
-class Checks:
+class LatmChecks(Checks):
     def __init__(self, args, work):
+        super().__init__()
         self.runner = Runner(args.emulator)
         self.fxaac = args.fxaac
         self.ffmpeg = args.ffmpeg
         self.work = work
-        self.passed = self.failed = 0
-
-    def case(self, name, problems):
-        if problems:
-            self.failed += 1
-            print(f'FAIL {name}: ' + '; '.join(problems))
-        else:
-            self.passed += 1
-            print(f'ok   {name}')
 
     def fx_pcm(self, path, stdin=None):
         rc, out, err = self.runner.run([self.fxaac, 'decode', '-q', path if stdin is None else '-',
@@ -138,7 +123,7 @@ def main():
         return SKIP
     vectors = {v.name: v for v in read_manifest(args.vectors)}
     with tempfile.TemporaryDirectory() as tmp:
-        checks = Checks(args, pathlib.Path(tmp))
+        checks = LatmChecks(args, pathlib.Path(tmp))
         for name in VECTORS:
             v = vectors[name]
             rc, adts_pcm, err = checks.fx_pcm(v.path)
@@ -153,8 +138,7 @@ def main():
                 continue  # no second StreamMuxConfig to start a cut stream from
             checks.case(f'{name} as LATM, cut and damaged',
                         checks.cut_and_damaged(checks.work / f'{v.path.stem}.20.latm', adts_pcm))
-        print(f'{checks.passed} passed, {checks.failed} failed')
-        return 0 if checks.failed == 0 else 1
+        return checks.summary()
 
 
 if __name__ == '__main__':
