@@ -16,6 +16,8 @@
 #include "filterbank/imdct.h"
 #include "filterbank/pcm_output.h"
 
+using namespace fxaac;
+
 namespace {
 
 constexpr int N = FXAAC_FRAME_LENGTH;

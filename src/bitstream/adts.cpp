@@ -29,7 +29,7 @@ bool sync_peek_past_end(const BitCursor *r)
 
 using namespace fxaac;
 
-int32_t can_decode_objType(int32_t objectType)
+int32_t fxaac::can_decode_objType(int32_t objectType)
 {
     if (objectType < 0 || objectType > 31)
         return FXAAC_ERR_OBJECT_TYPE;

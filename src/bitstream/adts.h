@@ -7,10 +7,10 @@
 
 #include "bitstream/bit_reader.h"
 
-FXAAC_EXTERN_C_BEGIN
+namespace fxaac {
 // 0 when the audio object type (0 to 31) is decodable (AAC LC, ER AAC LC), else -12.
-FXAAC_API int32_t can_decode_objType(int32_t objectType);
-FXAAC_EXTERN_C_END
+int32_t can_decode_objType(int32_t objectType);
+}  // namespace fxaac
 
 namespace fxaac {
 // Byte-by-byte search over 8192 positions; 0 with the reader after the sync

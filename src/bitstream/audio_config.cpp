@@ -65,7 +65,7 @@ int32_t parse_audio_specific_config(BitCursor *reader, AudioConfig *out)
 
 using namespace fxaac;
 
-int32_t AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampleRate,
+int32_t fxaac::AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampleRate,
                                 uint32_t *channelConfig, uint32_t *sfIndex, uint32_t *objectType,
                                 uint8_t *sectionResilience, uint8_t *scalefactorResilience,
                                 uint8_t *spectralResilience, uint8_t *frameLengthFlag)

@@ -39,16 +39,16 @@ struct AudioConfig {
     uint8_t frameLengthFlag;
 };
 
-FXAAC_EXTERN_C_BEGIN
+namespace fxaac {
 // Parses an AudioSpecificConfig at buffer (its own reader, so alignment is
 // relative to its first byte). Returns its length in bytes or a negative code
 // (-6, -12, -13, -14, -15); outputs written before a failure stay written.
-FXAAC_API int32_t AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampleRate,
-                                          uint32_t *channelConfig, uint32_t *sfIndex,
-                                          uint32_t *objectType, uint8_t *sectionResilience,
-                                          uint8_t *scalefactorResilience,
-                                          uint8_t *spectralResilience, uint8_t *frameLengthFlag);
-FXAAC_EXTERN_C_END
+int32_t AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampleRate,
+                                uint32_t *channelConfig, uint32_t *sfIndex,
+                                uint32_t *objectType, uint8_t *sectionResilience,
+                                uint8_t *scalefactorResilience,
+                                uint8_t *spectralResilience, uint8_t *frameLengthFlag);
+}  // namespace fxaac
 
 namespace fxaac {
 // GASpecificConfig: 0, or -6 when channel configuration 0 comes with a PCE

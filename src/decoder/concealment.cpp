@@ -40,7 +40,7 @@ int32_t AACPlusConcealFrame(AacDecoder *instance, void *output, FrameStatus *sta
     for (int32_t k = 0; k < channels; k++) {
         int32_t *overlap = instance->overlap[k];
         fade_out(overlap);
-        myOutputToPCM(overlap, output, channels, format, 0, kFrame, k);
+        fxaac::myOutputToPCM(overlap, output, channels, format, 0, kFrame, k);
         std::memset(overlap, 0, sizeof instance->overlap[k]);
     }
     status->outputSamples = channels * kFrame;

@@ -27,6 +27,6 @@ void AACPlusDecoderInit(AacDecoder *instance, DecoderWorkArea *work)
     instance->scratchB = work->spectra[1];  // channel 0's spectrum region
     instance->elementRecord = &work->element.record;
 
-    filter_bank_init(instance);
+    fxaac::filter_bank_init(instance);
     instance->pnsSeed = kNoiseSeed;
 }

@@ -156,34 +156,34 @@ using namespace fxaac;
 
 // The exported stages run the selected kernels; postradix2 and postradix4
 // are the scalar forms.
-void radix4Bfly_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n) {
+void fxaac::radix4Bfly_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n) {
   radix4_stage(w, x, N, n);
 }
 
-void radix4Bfly_neon_w8(const int32_t *w8, int32_t *x, int32_t N, int32_t n) {
+void fxaac::radix4Bfly_neon_w8(const int32_t *w8, int32_t *x, int32_t N, int32_t n) {
   radix4_stage8(w8, x, N, n);
 }
 
-void postRadixCompute2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
+void fxaac::postRadixCompute2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
   post_radix2(out, x, digRevTable, N);
 }
 
-void postRadixCompute4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
+void fxaac::postRadixCompute4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
   post_radix4(out, x, digRevTable, N);
 }
 
-void postradix2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
+void fxaac::postradix2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
   post_radix2_c(out, x, digRevTable, N);
 }
 
-void postradix4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
+void fxaac::postradix4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
   post_radix4_c(out, x, digRevTable, N);
 }
 
 // 512 = 4^4 * 2: radix-4 stages n = 512, 128, 32 (each stage's twiddles
 // follow the previous stage's 6n/4 words), the packed n = 8 stage, then the
 // radix-2 last stage.
-void iDSP_fft32x32_512(const int32_t *w, const int32_t *w8, int32_t n, int32_t *in,
+void fxaac::iDSP_fft32x32_512(const int32_t *w, const int32_t *w8, int32_t n, int32_t *in,
                        int32_t *out) {
   int32_t block = n;
   for (; block > 8; block /= 4) {
@@ -195,7 +195,7 @@ void iDSP_fft32x32_512(const int32_t *w, const int32_t *w8, int32_t n, int32_t *
 }
 
 // 64 = 4^3: radix-4 stages n = 64 and 16, then the radix-4 last stage.
-void iDSP_fft32x32_64(const int32_t *w, int32_t n, int32_t *in, int32_t *out) {
+void fxaac::iDSP_fft32x32_64(const int32_t *w, int32_t n, int32_t *in, int32_t *out) {
   for (int32_t block = n; block > 4; block /= 4) {
     radix4_stage(w, in, n, block);
     w += 6 * block / 4;
@@ -203,7 +203,7 @@ void iDSP_fft32x32_64(const int32_t *w, int32_t n, int32_t *in, int32_t *out) {
   post_radix4(out, in, digRevTable4, n);
 }
 
-void my_FFT(int32_t *in, int32_t *out, int32_t n) {
+void fxaac::my_FFT(int32_t *in, int32_t *out, int32_t n) {
   if (n == 512) {
     iDSP_fft32x32_512(enc_neon_w_512_word32, enc_neon_w_512_8_word32, n, in, out);
   } else if (n == 64) {

@@ -22,37 +22,32 @@
 
 #include <fxaac/fxaac_export.h>
 
-FXAAC_EXTERN_C_BEGIN
-
+namespace fxaac {
 // n = 512 or 64 points from in to out; in is destroyed, the buffers must not
 // overlap. Any other n does nothing.
-FXAAC_API void my_FFT(int32_t *in, int32_t *out, int32_t n);
-
+void my_FFT(int32_t *in, int32_t *out, int32_t n);
 // The 512-point transform: w = enc_neon_w_512_word32, w8 =
 // enc_neon_w_512_8_word32, n = 512.
-FXAAC_API void iDSP_fft32x32_512(const int32_t *w, const int32_t *w8, int32_t n, int32_t *in,
-                                 int32_t *out);
+void iDSP_fft32x32_512(const int32_t *w, const int32_t *w8, int32_t n, int32_t *in,
+                       int32_t *out);
 // The 64-point transform: w = enc_neon_w_64_word32, n = 64.
-FXAAC_API void iDSP_fft32x32_64(const int32_t *w, int32_t n, int32_t *in, int32_t *out);
-
+void iDSP_fft32x32_64(const int32_t *w, int32_t n, int32_t *in, int32_t *out);
 // One radix-4 stage of block length n (a multiple of 16) over all N points
 // of x, in place, with that stage's twiddles w.
-FXAAC_API void radix4Bfly_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n);
+void radix4Bfly_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n);
 // The n = 8 stage, two blocks per step, with the packed twiddles w8.
-FXAAC_API void radix4Bfly_neon_w8(const int32_t *w8, int32_t *x, int32_t N, int32_t n);
-
+void radix4Bfly_neon_w8(const int32_t *w8, int32_t *x, int32_t N, int32_t n);
 // Last stages: a radix-2 (N = 512) or radix-4 (N = 64) butterfly without
 // twiddles, writing each result to its bin in out; digRevTable holds the
 // byte offset of each step's first bin.
-FXAAC_API void postRadixCompute2(int32_t *out, const int32_t *x, const int32_t *digRevTable,
-                                 int32_t N);
-FXAAC_API void postRadixCompute4(int32_t *out, const int32_t *x, const int32_t *digRevTable,
-                                 int32_t N);
+void postRadixCompute2(int32_t *out, const int32_t *x, const int32_t *digRevTable,
+                       int32_t N);
+void postRadixCompute4(int32_t *out, const int32_t *x, const int32_t *digRevTable,
+                       int32_t N);
 // Scalar forms of the two last stages, same arguments and results; no
 // decoder path calls them.
-FXAAC_API void postradix2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N);
-FXAAC_API void postradix4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N);
-
-FXAAC_EXTERN_C_END
+void postradix2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N);
+void postradix4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N);
+}  // namespace fxaac
 
 #endif  // FXAAC_FILTERBANK_FFT_H

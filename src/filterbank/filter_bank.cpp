@@ -140,7 +140,7 @@ void eight_short(AacDecoder *instance, int shape, int previous, const int32_t *s
 
 }  // namespace
 
-void ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t window_shape,
+void fxaac::ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t window_shape,
                   int32_t previous_shape, int32_t *spectrum, int32_t *overlap, int32_t *sbr_out,
                   int32_t *time, void *pcm_out, int32_t swap, int32_t channels, int16_t format,
                   int32_t channel, int32_t sbr_mode) {

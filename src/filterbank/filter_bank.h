@@ -6,7 +6,7 @@
 
 #include <fxaac/fxaac.h>
 
-FXAAC_EXTERN_C_BEGIN
+namespace fxaac {
 // Synthesises one channel's frame.
 //   window_sequence: 0 ONLY_LONG, 1 LONG_START, 2 EIGHT_SHORT, 3 LONG_STOP.
 //   window_shape, previous_shape: this frame's and the previous frame's shape
@@ -21,10 +21,10 @@ FXAAC_EXTERN_C_BEGIN
 // area scratchB points at on entry (the second channel's spectrum lives
 // there). Eight short windows leave scratchA and scratchB pointing inside
 // that area; the caller resets them. Any other window_sequence does nothing.
-FXAAC_API void ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t window_shape,
-                            int32_t previous_shape, int32_t *spectrum, int32_t *overlap,
-                            int32_t *sbr_out, int32_t *time, void *pcm_out, int32_t swap,
-                            int32_t channels, int16_t format, int32_t channel, int32_t sbr_mode);
-FXAAC_EXTERN_C_END
+void ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t window_shape,
+                  int32_t previous_shape, int32_t *spectrum, int32_t *overlap,
+                  int32_t *sbr_out, int32_t *time, void *pcm_out, int32_t swap,
+                  int32_t channels, int16_t format, int32_t channel, int32_t sbr_mode);
+}  // namespace fxaac
 
 #endif  // FXAAC_FILTERBANK_FILTER_BANK_H

@@ -2,7 +2,7 @@
 
 #include "filterbank/window_tables.h"
 
-void filter_bank_init(AacDecoder *instance)
+void fxaac::filter_bank_init(AacDecoder *instance)
 {
     instance->longWindow[0] = fxaac::dec_sin_long_fixed;
     instance->longWindow[1] = fxaac::kbd_long_fixed;

@@ -158,62 +158,62 @@ using namespace fxaac;
 
 // The exported kernels run the selected versions; the other forms are
 // portable.
-int32_t maxArray(const int32_t *x, int32_t n) { return block_magnitude(x, n); }
-int32_t max_Array_c(const int32_t *x, int32_t n) { return fold_magnitudes<false>(x, n); }
-void normalize30(int32_t *x, int32_t shift, int32_t n) { block_shift(x, shift, n); }
-void Normalize30_c(int32_t *x, int32_t shift, int32_t n) { block_shift_c(x, shift, n); }
+int32_t fxaac::maxArray(const int32_t *x, int32_t n) { return block_magnitude(x, n); }
+int32_t fxaac::max_Array_c(const int32_t *x, int32_t n) { return fold_magnitudes<false>(x, n); }
+void fxaac::normalize30(int32_t *x, int32_t shift, int32_t n) { block_shift(x, shift, n); }
+void fxaac::Normalize30_c(int32_t *x, int32_t shift, int32_t n) { block_shift_c(x, shift, n); }
 
-void preTwiddleCompute_c_neon(const int32_t *front, const int32_t *back, int32_t *out,
+void fxaac::preTwiddleCompute_c_neon(const int32_t *front, const int32_t *back, int32_t *out,
                               const int16_t *cosine, const int16_t *sine, int32_t count) {
   pre_twiddle(front, back, out, cosine, sine, count);
 }
 
-void preTwiddleCompute_c(const int32_t *front, const int32_t *back, int32_t *out,
+void fxaac::preTwiddleCompute_c(const int32_t *front, const int32_t *back, int32_t *out,
                          const int16_t *cosine, const int16_t *sine, int32_t count) {
   pre_twiddle_loop<false>(front, back, out, {cosine, sine}, count);
 }
 
-void preTwiddleCompute(const int32_t *front, const int32_t *back, int32_t *out,
+void fxaac::preTwiddleCompute(const int32_t *front, const int32_t *back, int32_t *out,
                        const int16_t *cosine, const int16_t *sine, int32_t count) {
   pre_twiddle_loop<false>(front, back, out, {cosine, sine}, count);
 }
 
-void postTwiddleCompute1_c(int32_t *out, const int32_t *in, const int16_t *cosine,
+void fxaac::postTwiddleCompute1_c(int32_t *out, const int32_t *in, const int16_t *cosine,
                            const int16_t *sine, int32_t N, int32_t shift) {
   post_twiddle_loop(out, in, {cosine, sine}, N, ShiftRight{shift});
 }
 
-void postTwiddleCompute2_c(int32_t *out, const int32_t *in, const int16_t *cosine,
+void fxaac::postTwiddleCompute2_c(int32_t *out, const int32_t *in, const int16_t *cosine,
                            const int16_t *sine, int32_t N, int32_t shift) {
   post_twiddle_loop(out, in, {cosine, sine}, N, ShiftLeftSat{-shift});
 }
 
-void postTwiddleCompute1(int32_t *out, const int32_t *in, const int16_t *cosine,
+void fxaac::postTwiddleCompute1(int32_t *out, const int32_t *in, const int16_t *cosine,
                          const int16_t *sine, int32_t N, int32_t shift) {
   postTwiddleCompute1_c(out, in, cosine, sine, N, shift);
 }
 
-void postTwiddleCompute2(int32_t *out, const int32_t *in, const int16_t *cosine,
+void fxaac::postTwiddleCompute2(int32_t *out, const int32_t *in, const int16_t *cosine,
                          const int16_t *sine, int32_t N, int32_t shift) {
   postTwiddleCompute2_c(out, in, cosine, sine, N, shift);
 }
 
-void postTwiddleCompute12_c_neon(int32_t *out, const int32_t *in, const int16_t *cosine,
+void fxaac::postTwiddleCompute12_c_neon(int32_t *out, const int32_t *in, const int16_t *cosine,
                                  const int16_t *sine, int32_t N, int32_t shift) {
   post_twiddle(out, in, cosine, sine, N, shift);
 }
 
-void ipreTwiddle(AacDecoder *instance, const int32_t *in, int32_t N) {
+void fxaac::ipreTwiddle(AacDecoder *instance, const int32_t *in, int32_t N) {
   const Twiddles w = twiddles_for(N);
   pre_twiddle(in, &in[N / 2 - 1], instance->scratchA, w.cosine, w.sine, N / 8);
 }
 
-void ipostTwiddle(AacDecoder *instance, int32_t *out, int32_t N, int32_t shift) {
+void fxaac::ipostTwiddle(AacDecoder *instance, int32_t *out, int32_t N, int32_t shift) {
   const Twiddles w = twiddles_for(N);
   post_twiddle(out, instance->scratchB, w.cosine, w.sine, N, shift);
 }
 
-void IMDCT(AacDecoder *instance, int32_t *in, int32_t *out, int32_t N) {
+void fxaac::IMDCT(AacDecoder *instance, int32_t *in, int32_t *out, int32_t N) {
   const Twiddles w = twiddles_for(N);
   // s: 0..31, 31 for an all-zero block (every shift then acts on zeros).
   const int16_t s = static_cast<int16_t>(norm_s32(block_magnitude(in, N)));

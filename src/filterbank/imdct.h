@@ -12,47 +12,43 @@
 
 #include <fxaac/fxaac.h>
 
-FXAAC_EXTERN_C_BEGIN
+namespace fxaac {
 // Reads N/2 coefficients at in, writes N samples at out; uses the instance's
 // scratchA and scratchB (N/2 words each).
-FXAAC_API void IMDCT(AacDecoder *instance, int32_t *in, int32_t *out, int32_t N);
-
+void IMDCT(AacDecoder *instance, int32_t *in, int32_t *out, int32_t N);
 // Pre-twiddle of the N/2 coefficients at in into scratchA (N/4 complex
 // values); scratchA must not overlap in.
-FXAAC_API void ipreTwiddle(AacDecoder *instance, const int32_t *in, int32_t N);
+void ipreTwiddle(AacDecoder *instance, const int32_t *in, int32_t N);
 // Post-twiddle of the FFT output in scratchB into the N samples at out,
 // undoing the block exponent: shift >= 0 shifts right, shift < 0 shifts left
 // by -shift with saturation.
-FXAAC_API void ipostTwiddle(AacDecoder *instance, int32_t *out, int32_t N, int32_t shift);
-
+void ipostTwiddle(AacDecoder *instance, int32_t *out, int32_t N, int32_t shift);
 // Bitwise OR of the saturated absolute values of x[0] .. x[n/2 - 1] (half of
 // n): it has the leading bit of the largest magnitude.
-FXAAC_API int32_t maxArray(const int32_t *x, int32_t n);
+int32_t maxArray(const int32_t *x, int32_t n);
 // Largest saturated absolute value of x[0] .. x[n/2 - 1]. Not used by the
 // decoder.
-FXAAC_API int32_t max_Array_c(const int32_t *x, int32_t n);
+int32_t max_Array_c(const int32_t *x, int32_t n);
 // In place over n words: shift >= 0 gives x >> shift (arithmetic), shift < 0
 // gives x << -shift, wrapping.
-FXAAC_API void normalize30(int32_t *x, int32_t shift, int32_t n);
-FXAAC_API void Normalize30_c(int32_t *x, int32_t shift, int32_t n);
-
+void normalize30(int32_t *x, int32_t shift, int32_t n);
+void Normalize30_c(int32_t *x, int32_t shift, int32_t n);
 // Pre-twiddle kernel: for k = 0 .. 2 count - 1, with a = in[2k] and
 // b = in[N/2 - 1 - 2k] (front = in, back = &in[N/2 - 1], count = N/8),
 //   out[2k]     = -sat(q(a, cos[k]) + q(b, sin[k]))
 //   out[2k + 1] =  sat(q(a, sin[k]) - q(b, cos[k]))
 // that is -(a + jb)(cos - j sin) / 2. Each step takes k from the front and
 // its mirror 2 count - 1 - k from the back.
-FXAAC_API void preTwiddleCompute_c_neon(const int32_t *front, const int32_t *back, int32_t *out,
-                                        const int16_t *cosine, const int16_t *sine,
-                                        int32_t count);
+void preTwiddleCompute_c_neon(const int32_t *front, const int32_t *back, int32_t *out,
+                              const int16_t *cosine, const int16_t *sine,
+                              int32_t count);
 // The same with wrapping sums and negation. The sums of two products never
 // leave the 32-bit range, so the results are identical. Not used by the
 // decoder.
-FXAAC_API void preTwiddleCompute_c(const int32_t *front, const int32_t *back, int32_t *out,
-                                   const int16_t *cosine, const int16_t *sine, int32_t count);
-FXAAC_API void preTwiddleCompute(const int32_t *front, const int32_t *back, int32_t *out,
-                                 const int16_t *cosine, const int16_t *sine, int32_t count);
-
+void preTwiddleCompute_c(const int32_t *front, const int32_t *back, int32_t *out,
+                         const int16_t *cosine, const int16_t *sine, int32_t count);
+void preTwiddleCompute(const int32_t *front, const int32_t *back, int32_t *out,
+                       const int16_t *cosine, const int16_t *sine, int32_t count);
 // Post-twiddle kernel: for k < M = N/4, with zr + j zi = in[k],
 //   A[k] = sh(sat(q(zr, cos[k]) + q(zi, sin[k])))
 //   B[k] = sh(sat(q(zr, sin[k]) - q(zi, cos[k])))
@@ -62,19 +58,19 @@ FXAAC_API void preTwiddleCompute(const int32_t *front, const int32_t *back, int3
 //   out[M - 1 - 2i] = -sat B[i],    out[M - 2 - 2i] = -sat A[M-1-i]
 //   out[3M + 2i] = out[3M - 1 - 2i] = A[i]
 //   out[3M + 2i + 1] = out[3M - 2 - 2i] = B[M-1-i]
-FXAAC_API void postTwiddleCompute12_c_neon(int32_t *out, const int32_t *in, const int16_t *cosine,
-                                           const int16_t *sine, int32_t N, int32_t shift);
+void postTwiddleCompute12_c_neon(int32_t *out, const int32_t *in, const int16_t *cosine,
+                                 const int16_t *sine, int32_t N, int32_t shift);
 // Its two halves, not used by the decoder: form 1 for shift >= 0 (right
 // shift), form 2 for shift <= 0 (saturating left shift by -shift); same
 // arguments and results as the combined kernel in their range.
-FXAAC_API void postTwiddleCompute1_c(int32_t *out, const int32_t *in, const int16_t *cosine,
-                                     const int16_t *sine, int32_t N, int32_t shift);
-FXAAC_API void postTwiddleCompute2_c(int32_t *out, const int32_t *in, const int16_t *cosine,
-                                     const int16_t *sine, int32_t N, int32_t shift);
-FXAAC_API void postTwiddleCompute1(int32_t *out, const int32_t *in, const int16_t *cosine,
-                                   const int16_t *sine, int32_t N, int32_t shift);
-FXAAC_API void postTwiddleCompute2(int32_t *out, const int32_t *in, const int16_t *cosine,
-                                   const int16_t *sine, int32_t N, int32_t shift);
-FXAAC_EXTERN_C_END
+void postTwiddleCompute1_c(int32_t *out, const int32_t *in, const int16_t *cosine,
+                           const int16_t *sine, int32_t N, int32_t shift);
+void postTwiddleCompute2_c(int32_t *out, const int32_t *in, const int16_t *cosine,
+                           const int16_t *sine, int32_t N, int32_t shift);
+void postTwiddleCompute1(int32_t *out, const int32_t *in, const int16_t *cosine,
+                         const int16_t *sine, int32_t N, int32_t shift);
+void postTwiddleCompute2(int32_t *out, const int32_t *in, const int16_t *cosine,
+                         const int16_t *sine, int32_t N, int32_t shift);
+}  // namespace fxaac
 
 #endif  // FXAAC_FILTERBANK_IMDCT_H

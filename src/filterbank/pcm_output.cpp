@@ -107,28 +107,28 @@ void pcm24_interleave_c(const int32_t *in, int32_t *out, int32_t n) {
 
 // The two-channel kernels run the selected versions; the _c forms below
 // convert one sample per step.
-void out16bit(const int32_t *in, int16_t *out, int32_t n) { fxaac::pcm16_interleave(in, out, n); }
-void out24bit(const int32_t *in, int32_t *out, int32_t n) { fxaac::pcm24_interleave(in, out, n); }
-void out16bit_noshift(const int32_t *in, int16_t *out, int32_t n) {
+void fxaac::out16bit(const int32_t *in, int16_t *out, int32_t n) { fxaac::pcm16_interleave(in, out, n); }
+void fxaac::out24bit(const int32_t *in, int32_t *out, int32_t n) { fxaac::pcm24_interleave(in, out, n); }
+void fxaac::out16bit_noshift(const int32_t *in, int16_t *out, int32_t n) {
   interleave<Pcm16NoShift, kPair>(in, out, n);
 }
 
-void out16bit_c(const int32_t *in, int16_t *out, int32_t n) { interleave<Pcm16, 1>(in, out, n); }
-void out24bit_c(const int32_t *in, int32_t *out, int32_t n) { interleave<Pcm24, 1>(in, out, n); }
-void out16bit_noshift_c(const int32_t *in, int16_t *out, int32_t n) {
+void fxaac::out16bit_c(const int32_t *in, int16_t *out, int32_t n) { interleave<Pcm16, 1>(in, out, n); }
+void fxaac::out24bit_c(const int32_t *in, int32_t *out, int32_t n) { interleave<Pcm24, 1>(in, out, n); }
+void fxaac::out16bit_noshift_c(const int32_t *in, int16_t *out, int32_t n) {
   interleave<Pcm16NoShift, 1>(in, out, n);
 }
 
-void *myOutputToPCM(const int32_t *samples, void *out, int32_t channels, int16_t format,
+void *fxaac::myOutputToPCM(const int32_t *samples, void *out, int32_t channels, int16_t format,
                     int32_t swap, int32_t count, int32_t channel) {
   return to_pcm<false>(samples, out, channels, format, swap, count, channel);
 }
 
-void *myOutputToPCM_noshift(const int32_t *samples, void *out, int32_t channels, int16_t format,
+void *fxaac::myOutputToPCM_noshift(const int32_t *samples, void *out, int32_t channels, int16_t format,
                             int32_t swap, int32_t count, int32_t channel) {
   return to_pcm<true>(samples, out, channels, format, swap, count, channel);
 }
 
-void myPCMtoSBR(int32_t *out, const int32_t *samples, int32_t /*channels*/, int32_t count) {
+void fxaac::myPCMtoSBR(int32_t *out, const int32_t *samples, int32_t /*channels*/, int32_t count) {
   for (int32_t i = 0; i < count; ++i) out[i] = shl_sat(add_wrap(samples[i], kHalf16), kFullScaleShift);
 }

@@ -19,38 +19,33 @@
 
 #include <fxaac/fxaac.h>
 
-FXAAC_EXTERN_C_BEGIN
-
+namespace fxaac {
 // Writes count samples of one channel into the interleaved buffer out and
 // returns out. The slot is channel, or 1 - channel when swap is 1. format 2
 // gives 24-bit samples in 32-bit words, any other value 16-bit samples. With
 // two channels count must be even (the decoder passes 1024).
-FXAAC_API void *myOutputToPCM(const int32_t *samples, void *out, int32_t channels,
-                              int16_t format, int32_t swap, int32_t count, int32_t channel);
+void *myOutputToPCM(const int32_t *samples, void *out, int32_t channels,
+                    int16_t format, int32_t swap, int32_t count, int32_t channel);
 // As myOutputToPCM, except that two-channel 16-bit output is clipped without
 // rounding shift (out16bit_noshift). Not used by the decoder.
-FXAAC_API void *myOutputToPCM_noshift(const int32_t *samples, void *out, int32_t channels,
-                                      int16_t format, int32_t swap, int32_t count,
-                                      int32_t channel);
-
+void *myOutputToPCM_noshift(const int32_t *samples, void *out, int32_t channels,
+                            int16_t format, int32_t swap, int32_t count,
+                            int32_t channel);
 // Two-channel kernels: out[2i] for i < n, odd elements untouched. They
 // convert two samples per step and handle n rounded down to an even count.
-FXAAC_API void out16bit(const int32_t *in, int16_t *out, int32_t n);
-FXAAC_API void out24bit(const int32_t *in, int32_t *out, int32_t n);
+void out16bit(const int32_t *in, int16_t *out, int32_t n);
+void out24bit(const int32_t *in, int32_t *out, int32_t n);
 // out[2i] = clip16(in[i]): no offset, no shift.
-FXAAC_API void out16bit_noshift(const int32_t *in, int16_t *out, int32_t n);
-
+void out16bit_noshift(const int32_t *in, int16_t *out, int32_t n);
 // One-sample-per-step forms of the three kernels, with identical results
 // for even n. Not used by the decoder.
-FXAAC_API void out16bit_c(const int32_t *in, int16_t *out, int32_t n);
-FXAAC_API void out16bit_noshift_c(const int32_t *in, int16_t *out, int32_t n);
-FXAAC_API void out24bit_c(const int32_t *in, int32_t *out, int32_t n);
-
+void out16bit_c(const int32_t *in, int16_t *out, int32_t n);
+void out16bit_noshift_c(const int32_t *in, int16_t *out, int32_t n);
+void out24bit_c(const int32_t *in, int32_t *out, int32_t n);
 // SBR hand-off: out[i] = sat((samples[i] + 256) << 7) for i < count; count
 // <= 0 writes nothing. channels is accepted for call compatibility and not
 // used: the hand-off buffers are per channel.
-FXAAC_API void myPCMtoSBR(int32_t *out, const int32_t *samples, int32_t channels, int32_t count);
-
-FXAAC_EXTERN_C_END
+void myPCMtoSBR(int32_t *out, const int32_t *samples, int32_t channels, int32_t count);
+}  // namespace fxaac
 
 #endif  // FXAAC_FILTERBANK_PCM_OUTPUT_H

@@ -198,25 +198,28 @@ FXAAC_EXTERN_C_BEGIN
 extern int32_t Carry;
 extern int32_t Overflow;
 
-FXAAC_API int32_t mpy_32_16_r_AAC_DEC(int32_t k, int32_t x);
-FXAAC_API int32_t mpy_32_16_r_ns(int32_t k, int32_t x);
-FXAAC_API int32_t shift_dir_AAC_DEC(int32_t x, int32_t n);
-FXAAC_API int16_t normalize_AAC_DEC(int32_t x);
-FXAAC_API int16_t normalize_pos(int32_t x);
-FXAAC_API int32_t L_add_AAC_DEC(int32_t a, int32_t b);
-FXAAC_API int32_t L_sub_AAC_DEC(int32_t a, int32_t b);
-FXAAC_API int32_t L_abs_AAC_DEC(int32_t a);
-FXAAC_API int32_t L_shl_AAC_DEC(int32_t x, int32_t n);
-FXAAC_API int32_t L_shr_AAC_DEC(int32_t x, int32_t n);
-FXAAC_API int32_t L_shl_AAC_DEC_sat(int32_t x, int32_t n);
-FXAAC_API int16_t negate(int32_t x);
-FXAAC_API int16_t extract_h(int32_t x);
-FXAAC_API int16_t extract_l(int32_t x);
-FXAAC_API int32_t L_add_c(int32_t a, int32_t b);
-FXAAC_API int32_t L_sub_c(int32_t a, int32_t b);
-FXAAC_API int32_t L_ExtractFFT(int32_t x, int16_t* hi, int16_t* lo);
-FXAAC_API int32_t modified_Mpy_32_16_FFT(int32_t hi, int32_t lo, int32_t n);
 
 FXAAC_EXTERN_C_END
+
+namespace fxaac {
+int32_t mpy_32_16_r_AAC_DEC(int32_t k, int32_t x);
+int32_t mpy_32_16_r_ns(int32_t k, int32_t x);
+int32_t shift_dir_AAC_DEC(int32_t x, int32_t n);
+int16_t normalize_AAC_DEC(int32_t x);
+int16_t normalize_pos(int32_t x);
+int32_t L_add_AAC_DEC(int32_t a, int32_t b);
+int32_t L_sub_AAC_DEC(int32_t a, int32_t b);
+int32_t L_abs_AAC_DEC(int32_t a);
+int32_t L_shl_AAC_DEC(int32_t x, int32_t n);
+int32_t L_shr_AAC_DEC(int32_t x, int32_t n);
+int32_t L_shl_AAC_DEC_sat(int32_t x, int32_t n);
+int16_t negate(int32_t x);
+int16_t extract_h(int32_t x);
+int16_t extract_l(int32_t x);
+int32_t L_add_c(int32_t a, int32_t b);
+int32_t L_sub_c(int32_t a, int32_t b);
+int32_t L_ExtractFFT(int32_t x, int16_t* hi, int16_t* lo);
+int32_t modified_Mpy_32_16_FFT(int32_t hi, int32_t lo, int32_t n);
+}  // namespace fxaac
 
 #endif /* FXAAC_FIXEDPOINT_BASIC_OPS_H */

@@ -68,29 +68,29 @@ void add_saturate_c(const int32_t* x, const int32_t* y, int32_t* z, int n) { qad
 
 // The exported routines run the selected kernels; the unrolled set is the
 // same kernels on whole steps of eight.
-void vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_rise(x, w, y, n); }
-void vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_fall(x, w, y, n); }
-void vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_rise_add(x, w, y, n); }
-void vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_fall_add(x, w, y, n); }
-void my_vqadd(const int32_t* x, const int32_t* y, int32_t* z, int n) { fxaac::add_saturate(x, y, z, n); }
-void my_vcopy(const int32_t* src, int32_t* dst, int n) { copy_cells(src, dst, n); }
-void my_vzero(int32_t* p, int n) { zero_down(p, n, 1); }
-void memcopy16_16(const int16_t* src, int16_t* dst, int n) { copy_cells(src, dst, n); }
-void memcopy16_16_y_m(const int16_t* src, int16_t* dst, int n) { copy_cells(src, dst, n); }
-void memcopy16_16_m_y(const int16_t* src, int16_t* dst, int n) { copy_cells(src, dst, n); }
-void memcopy32_32(const int32_t* src, int32_t* dst, int n) { copy_cells(src, dst, n); }
-void setzero32(int32_t* p, int n) { zero_up(p, n); }
+void fxaac::vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_rise(x, w, y, n); }
+void fxaac::vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_fall(x, w, y, n); }
+void fxaac::vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_rise_add(x, w, y, n); }
+void fxaac::vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_fall_add(x, w, y, n); }
+void fxaac::my_vqadd(const int32_t* x, const int32_t* y, int32_t* z, int n) { fxaac::add_saturate(x, y, z, n); }
+void fxaac::my_vcopy(const int32_t* src, int32_t* dst, int n) { copy_cells(src, dst, n); }
+void fxaac::my_vzero(int32_t* p, int n) { zero_down(p, n, 1); }
+void fxaac::memcopy16_16(const int16_t* src, int16_t* dst, int n) { copy_cells(src, dst, n); }
+void fxaac::memcopy16_16_y_m(const int16_t* src, int16_t* dst, int n) { copy_cells(src, dst, n); }
+void fxaac::memcopy16_16_m_y(const int16_t* src, int16_t* dst, int n) { copy_cells(src, dst, n); }
+void fxaac::memcopy32_32(const int32_t* src, int32_t* dst, int n) { copy_cells(src, dst, n); }
+void fxaac::setzero32(int32_t* p, int n) { zero_up(p, n); }
 
-int16_t findMin(const int16_t* x, int n) {
+int16_t fxaac::findMin(const int16_t* x, int n) {
   int16_t m = x[0];
   for (int i = 1; i < n; ++i) m = x[i] < m ? x[i] : m;
   return m;
 }
 
-void my_vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_rise(x, w, y, whole_steps(n, kUnroll)); }
-void my_vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_fall(x, w, y, whole_steps(n, kUnroll)); }
-void my_vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_rise_add(x, w, y, whole_steps(n, kUnroll)); }
-void my_vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_fall_add(x, w, y, whole_steps(n, kUnroll)); }
-void vadd(const int32_t* x, const int32_t* y, int32_t* z, int n) { fxaac::add_saturate(x, y, z, whole_steps(n, kUnroll)); }
-void vcopy(const int32_t* src, int32_t* dst, int n) { copy_cells(src, dst, whole_steps(n, kUnroll)); }
-void vzero(int32_t* p, int n) { zero_down(p, n, kUnrollZero); }
+void fxaac::my_vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_rise(x, w, y, whole_steps(n, kUnroll)); }
+void fxaac::my_vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_fall(x, w, y, whole_steps(n, kUnroll)); }
+void fxaac::my_vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_rise_add(x, w, y, whole_steps(n, kUnroll)); }
+void fxaac::my_vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n) { fxaac::window_fall_add(x, w, y, whole_steps(n, kUnroll)); }
+void fxaac::vadd(const int32_t* x, const int32_t* y, int32_t* z, int n) { fxaac::add_saturate(x, y, z, whole_steps(n, kUnroll)); }
+void fxaac::vcopy(const int32_t* src, int32_t* dst, int n) { copy_cells(src, dst, whole_steps(n, kUnroll)); }
+void fxaac::vzero(int32_t* p, int n) { zero_down(p, n, kUnrollZero); }

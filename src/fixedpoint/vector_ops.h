@@ -24,39 +24,42 @@
 FXAAC_EXTERN_C_BEGIN
 
 /* y[i] = m(x[i], w[i]); pairs; y may be x. */
-FXAAC_API void vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n);
 /* y[i] = m(x[i], w[-i]), w pointing at the last coefficient; pairs; y may be x. */
-FXAAC_API void vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n);
 /* y[i] += m(x[i], w[i]), wrapping; pairs. */
-FXAAC_API void vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n);
 /* y[i] += m(x[i], w[-i]), wrapping; pairs. */
-FXAAC_API void vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n);
 /* z[i] = x[i] + y[i], saturating; pairs; z may be x or y. */
-FXAAC_API void my_vqadd(const int32_t* x, const int32_t* y, int32_t* z, int n);
 /* Copies n words; the ranges must not overlap. */
-FXAAC_API void my_vcopy(const int32_t* src, int32_t* dst, int n);
 /* Clears the n words p[-(n - 1)] .. p[0]: p points at the last word. */
-FXAAC_API void my_vzero(int32_t* p, int n);
 /* Copy n 16-bit cells (n <= 0: nothing). */
-FXAAC_API void memcopy16_16(const int16_t* src, int16_t* dst, int n);
-FXAAC_API void memcopy16_16_y_m(const int16_t* src, int16_t* dst, int n);
-FXAAC_API void memcopy16_16_m_y(const int16_t* src, int16_t* dst, int n);
 /* Copies n words (n <= 0: nothing). */
-FXAAC_API void memcopy32_32(const int32_t* src, int32_t* dst, int n);
 /* Clears the n words p[0] .. p[n - 1] (n <= 0: nothing). */
-FXAAC_API void setzero32(int32_t* p, int n);
 /* Smallest of x[0] .. x[n - 1]; x[0] when n <= 1. */
-FXAAC_API int16_t findMin(const int16_t* x, int n);
 
 /* Unrolled set: steps of 8 (vzero: 16). */
-FXAAC_API void my_vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n);
-FXAAC_API void my_vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n);
-FXAAC_API void my_vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n);
-FXAAC_API void my_vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n);
-FXAAC_API void vadd(const int32_t* x, const int32_t* y, int32_t* z, int n);
-FXAAC_API void vcopy(const int32_t* src, int32_t* dst, int n);
-FXAAC_API void vzero(int32_t* p, int n);
 
 FXAAC_EXTERN_C_END
+
+namespace fxaac {
+void vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n);
+void vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n);
+void vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n);
+void vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n);
+void my_vqadd(const int32_t* x, const int32_t* y, int32_t* z, int n);
+void my_vcopy(const int32_t* src, int32_t* dst, int n);
+void my_vzero(int32_t* p, int n);
+void memcopy16_16(const int16_t* src, int16_t* dst, int n);
+void memcopy16_16_y_m(const int16_t* src, int16_t* dst, int n);
+void memcopy16_16_m_y(const int16_t* src, int16_t* dst, int n);
+void memcopy32_32(const int32_t* src, int32_t* dst, int n);
+void setzero32(int32_t* p, int n);
+int16_t findMin(const int16_t* x, int n);
+void my_vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n);
+void my_vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n);
+void my_vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n);
+void my_vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n);
+void vadd(const int32_t* x, const int32_t* y, int32_t* z, int n);
+void vcopy(const int32_t* src, int32_t* dst, int n);
+void vzero(int32_t* p, int n);
+}  // namespace fxaac
 
 #endif /* FXAAC_FIXEDPOINT_VECTOR_OPS_H */

@@ -49,7 +49,7 @@ void grouped_offsets(ChannelStream *s)
 
 }  // namespace
 
-int32_t window_grouping_info(ChannelStream *stream, int32_t sfIndex)
+int32_t fxaac::window_grouping_info(ChannelStream *stream, int32_t sfIndex)
 {
     if (sfIndex < 0 || sfIndex >= kNumSampleRates)
         return FXAAC_ERR_GROUPING_RATE;

@@ -22,11 +22,11 @@ constexpr int32_t kObjectTypeLd = 23;
 constexpr int32_t kLastNonResilientType = 16;
 }  // namespace fxaac
 
-FXAAC_EXTERN_C_BEGIN
+namespace fxaac {
 // Derives windows, groups and band offsets from window_sequence and
 // scale_factor_grouping: 0 or 10.
-FXAAC_API int32_t window_grouping_info(ChannelStream *stream, int32_t sfIndex);
-FXAAC_EXTERN_C_END
+int32_t window_grouping_info(ChannelStream *stream, int32_t sfIndex);
+}  // namespace fxaac
 
 namespace fxaac {
 // Parses ics_info into the stream: 0, 7 (low delay with short windows), 10

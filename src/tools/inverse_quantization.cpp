@@ -199,23 +199,23 @@ void dequantize_band(int32_t sf, int32_t *dst, const int16_t *src, int32_t from,
 
 }  // namespace
 
-void inverse_quantization(int32_t *dst, const int16_t *src)
+void fxaac::inverse_quantization(int32_t *dst, const int16_t *src)
 {
     dequantize_range(dst, src, 0, FXAAC_FRAME_LENGTH);
 }
 
-void invquantize(int32_t *dst, const int16_t *src)
+void fxaac::invquantize(int32_t *dst, const int16_t *src)
 {
     for (int i = 0; i < FXAAC_FRAME_LENGTH; i++)
         dst[i] = dequantize(src[i]);
 }
 
-void get_scale_factor_gain(int32_t sf, int32_t *values, int32_t count, const int16_t *mantissas)
+void fxaac::get_scale_factor_gain(int32_t sf, int32_t *values, int32_t count, const int16_t *mantissas)
 {
     scale_band(sf, values, count, mantissas);
 }
 
-void apply_scalefactors(const ChannelStream *stream, int32_t *spectrum)
+void fxaac::apply_scalefactors(const ChannelStream *stream, int32_t *spectrum)
 {
     const int maxSfb = stream->max_sfb;
     int windowsBefore = 0;
@@ -236,7 +236,7 @@ void apply_scalefactors(const ChannelStream *stream, int32_t *spectrum)
     }
 }
 
-void dec_quant_to_spec(const ChannelStream *stream, int32_t *dst, const int32_t *src)
+void fxaac::dec_quant_to_spec(const ChannelStream *stream, int32_t *dst, const int32_t *src)
 {
     const int numSwb = stream->num_swb;
     const int lines = stream->swb_offset[numSwb];  // 128 per short window

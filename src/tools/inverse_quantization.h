@@ -7,22 +7,22 @@
 
 #include <fxaac/fxaac.h>
 
-FXAAC_EXTERN_C_BEGIN
+namespace fxaac {
 // dst[i] = sign(q) |q|^(4/3) * 2^13 for 1024 values, |q| <= 8191. May run in
 // place with src in the second half of dst's 4096 bytes: src[i] is read
 // before dst[i] is written, and that write reaches only values already read.
-FXAAC_API void inverse_quantization(int32_t *dst, const int16_t *src);
+void inverse_quantization(int32_t *dst, const int16_t *src);
 // Same results, one value per step.
-FXAAC_API void invquantize(int32_t *dst, const int16_t *src);
+void invquantize(int32_t *dst, const int16_t *src);
 // Scales every coded band of the spectrum (grouped order) by its scale factor.
-FXAAC_API void apply_scalefactors(const ChannelStream *stream, int32_t *spectrum);
+void apply_scalefactors(const ChannelStream *stream, int32_t *spectrum);
 // Scales count values in place by 2^((sf - 100)/4); sf <= 23 silences them.
-FXAAC_API void get_scale_factor_gain(int32_t sf, int32_t *values, int32_t count,
-                                     const int16_t *mantissas);
+void get_scale_factor_gain(int32_t sf, int32_t *values, int32_t count,
+                           const int16_t *mantissas);
 // Reorders eight short windows from grouped, band-interleaved order (src) to
 // window order (dst).
-FXAAC_API void dec_quant_to_spec(const ChannelStream *stream, int32_t *dst, const int32_t *src);
-FXAAC_EXTERN_C_END
+void dec_quant_to_spec(const ChannelStream *stream, int32_t *dst, const int32_t *src);
+}  // namespace fxaac
 
 namespace fxaac {
 // inverse_quantization and apply_scalefactors in one pass, with the same

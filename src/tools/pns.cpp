@@ -46,7 +46,7 @@ void fill_noise_band(int32_t *lines, int width, int32_t energy, uint32_t norm, u
 
 }  // namespace
 
-void pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *seed)
+void fxaac::pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *seed)
 {
     uint32_t state = static_cast<uint32_t>(*seed);
     const int maxSfb = stream->max_sfb;
@@ -68,7 +68,7 @@ void pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *seed)
     *seed = static_cast<int32_t>(state);
 }
 
-void random1init(int32_t seed, int32_t period)
+void fxaac::random1init(int32_t seed, int32_t period)
 {
     g_random1.start = static_cast<uint32_t>(seed) + 1u;
     g_random1.state = g_random1.start;
@@ -76,7 +76,7 @@ void random1init(int32_t seed, int32_t period)
     g_random1.calls = 0;
 }
 
-int32_t random1(void)
+int32_t fxaac::random1(void)
 {
     if (g_random1.period != 0 && ++g_random1.calls >= g_random1.period) {
         g_random1.calls = 0;

@@ -6,15 +6,15 @@
 
 #include <fxaac/fxaac.h>
 
-FXAAC_EXTERN_C_BEGIN
+namespace fxaac {
 // Fills the channel's noise bands; seed is the instance's generator state,
 // which runs on across bands, channels and frames.
-FXAAC_API void pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *seed);
+void pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *seed);
 // A second, independent generator (not used by decoding): starts at seed + 1
 // and restarts every `period` calls when period is non-zero.
-FXAAC_API void random1init(int32_t seed, int32_t period);
+void random1init(int32_t seed, int32_t period);
 // Next value of that generator, 0 to 2^31 - 1.
-FXAAC_API int32_t random1(void);
-FXAAC_EXTERN_C_END
+int32_t random1(void);
+}  // namespace fxaac
 
 #endif  // FXAAC_TOOLS_PNS_H

@@ -15,7 +15,7 @@ bool pulses_in_range(const ChannelStream *stream, int lines)
 
 }  // namespace fxaac
 
-void pulse_decode(const ChannelStream *stream, int16_t *quantised)
+void fxaac::pulse_decode(const ChannelStream *stream, int16_t *quantised)
 {
     const PulseInfo &p = stream->pulse;
     int k = stream->swb_offset[p.pulse_start_sfb];

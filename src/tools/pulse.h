@@ -11,10 +11,10 @@ namespace fxaac {
 bool pulses_in_range(const ChannelStream *stream, int lines);
 }  // namespace fxaac
 
-FXAAC_EXTERN_C_BEGIN
+namespace fxaac {
 // Adds the pulses to the quantised values: magnitudes grow away from zero,
 // and a zero value becomes negative.
-FXAAC_API void pulse_decode(const ChannelStream *stream, int16_t *quantised);
-FXAAC_EXTERN_C_END
+void pulse_decode(const ChannelStream *stream, int16_t *quantised);
+}  // namespace fxaac
 
 #endif  // FXAAC_TOOLS_PULSE_H

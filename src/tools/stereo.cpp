@@ -30,7 +30,7 @@ inline int32_t intensity_line(int32_t v, int32_t m, int32_t shift)
 
 }  // namespace
 
-void ms_decode(const ChannelStream *first, const ChannelStream *second, int32_t *spectrumFirst,
+void fxaac::ms_decode(const ChannelStream *first, const ChannelStream *second, int32_t *spectrumFirst,
                int32_t *spectrumSecond)
 {
     if (first->ms_mask_present <= 0)
@@ -57,7 +57,7 @@ void ms_decode(const ChannelStream *first, const ChannelStream *second, int32_t 
     }
 }
 
-void is_decode(const ChannelStream *first, const ChannelStream *second,
+void fxaac::is_decode(const ChannelStream *first, const ChannelStream *second,
                const int32_t *spectrumFirst, int32_t *spectrumSecond)
 {
     const int maxSfb = second->max_sfb;

@@ -5,14 +5,14 @@
 
 #include <fxaac/fxaac.h>
 
-FXAAC_EXTERN_C_BEGIN
+namespace fxaac {
 // Mid/side bands become left = m + s, right = m - s (saturating).
-FXAAC_API void ms_decode(const ChannelStream *first, const ChannelStream *second,
-                         int32_t *spectrumFirst, int32_t *spectrumSecond);
+void ms_decode(const ChannelStream *first, const ChannelStream *second,
+               int32_t *spectrumFirst, int32_t *spectrumSecond);
 // Intensity bands of the second channel become the first channel's lines
 // scaled by +-2^(-position/4); only spectrumSecond is written.
-FXAAC_API void is_decode(const ChannelStream *first, const ChannelStream *second,
-                         const int32_t *spectrumFirst, int32_t *spectrumSecond);
-FXAAC_EXTERN_C_END
+void is_decode(const ChannelStream *first, const ChannelStream *second,
+               const int32_t *spectrumFirst, int32_t *spectrumSecond);
+}  // namespace fxaac
 
 #endif  // FXAAC_TOOLS_STEREO_H

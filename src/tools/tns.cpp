@@ -109,7 +109,7 @@ int tns_reflection_to_lpc(const int32_t *k, int order, int16_t *lpc)
 
 using namespace fxaac;
 
-void tns_ar_filter_fixed(int32_t *line, int32_t size, int32_t step, const int16_t *lpc,
+void fxaac::tns_ar_filter_fixed(int32_t *line, int32_t size, int32_t step, const int16_t *lpc,
                          int32_t order, int32_t shift, int32_t *scratch)
 {
     // hist[j - 1] is the history word of the output j lines back. With the
@@ -164,7 +164,7 @@ void tns_ar_filter_fixed(int32_t *line, int32_t size, int32_t step, const int16_
     }
 }
 
-void tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfIndex, int16_t objectType,
+void fxaac::tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfIndex, int16_t objectType,
                       int32_t *spectrum, int32_t *scratch)
 {
     if (!stream->tns_data_present || stream->num_windows < 1)

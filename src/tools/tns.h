@@ -22,16 +22,15 @@ constexpr int kTnsMaxOrderShort = 7;
 int tns_reflection_to_lpc(const int32_t *k, int order, int16_t *lpc);
 }  // namespace fxaac
 
-FXAAC_EXTERN_C_BEGIN
+namespace fxaac {
 // Applies the TNS filters of one channel to its spectrum (1024 words, window
 // w of eight short windows at lines 128w .. 128w + 127), in place. Nothing
 // happens when tns_data_present is 0. sfIndex outside 0..11 filters nothing;
 // objectType outside 0..23, or one without a TNS maximum order, skips the
 // long-window filters. scratch: the filter history, up to 1024 words (see
 // tns_ar_filter_fixed); its previous contents are irrelevant.
-FXAAC_API void tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfIndex,
-                                int16_t objectType, int32_t *spectrum, int32_t *scratch);
-
+void tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfIndex,
+                      int16_t objectType, int32_t *spectrum, int32_t *scratch);
 // All-pole filter over `size` lines in place, visiting line[0], line[step],
 // line[2 * step], ... (step +1 upward, -1 downward). For the n-th line:
 //   y[n] = x[n] - sum_{j=1}^{min(n, order)} 2 * ((h[n-j] * lpc[j]) >> 16)
@@ -43,8 +42,8 @@ FXAAC_API void tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfI
 // Scratch: the history word of the n-th line goes to scratch[size - 1 - n],
 // so exactly scratch[0] .. scratch[size - 1] is written (newest lowest: the
 // output j lines back is j words above it). size <= 0 does nothing.
-FXAAC_API void tns_ar_filter_fixed(int32_t *line, int32_t size, int32_t step, const int16_t *lpc,
-                                   int32_t order, int32_t shift, int32_t *scratch);
-FXAAC_EXTERN_C_END
+void tns_ar_filter_fixed(int32_t *line, int32_t size, int32_t step, const int16_t *lpc,
+                         int32_t order, int32_t shift, int32_t *scratch);
+}  // namespace fxaac
 
 #endif  // FXAAC_TOOLS_TNS_H

@@ -12,6 +12,8 @@
 #include "fixedpoint/basic_ops.h"
 #include "fixedpoint/vector_ops.h"
 
+using namespace fxaac;
+
 namespace {
 
 constexpr int32_t kMin = INT32_MIN, kMax = INT32_MAX;

@@ -13,6 +13,8 @@
 #include "tools/inverse_quantization.h"
 #include "tools/stereo.h"
 
+using namespace fxaac;
+
 namespace {
 
 constexpr int kN = FXAAC_FRAME_LENGTH;
