@@ -10,9 +10,10 @@
 // caller supplies 3 readable bytes past the last byte a parse can reach (a
 // field read looks at a 4-byte window). BitCursor, which every parser inside
 // the library uses, adds an end bound: a bounded cursor never loads a byte at
-// or past `end`, bytes beyond it read as zero, and the caller tells an
-// overrun from the bit count (bits_available). The exported parser names take
-// a BitReader and forward to the parsers (decoder/parser_exports.cpp).
+// or past `end` (bytes beyond it read as zero), and its sticky `overrun` flag
+// is set by the first read or skip that moves it past `end`; the frame stages
+// check it at syntax boundaries. The exported parser names take a BitReader
+// and forward to the parsers (api/exported_names.cpp).
 #ifndef FXAAC_BITSTREAM_BIT_READER_H
 #define FXAAC_BITSTREAM_BIT_READER_H
 
@@ -32,6 +33,7 @@ struct BitCursor {
     uint32_t bitPos;
     int32_t bitsConsumed;
     const uint8_t *end;    // one past the caller's data; nullptr: unbounded
+    bool overrun;          // sticky: a read or skip went past end
 };
 
 FXAAC_EXTERN_C_BEGIN
@@ -45,16 +47,24 @@ FXAAC_EXTERN_C_END
 
 namespace fxaac {
 
+// Sets the sticky flag once a bounded cursor stands past its end (at the end
+// itself, with no bit of the last byte taken, it is still inside).
+inline void note_overrun(BitCursor *r)
+{
+    if (r->end != nullptr && (r->ptr > r->end || (r->ptr == r->end && r->bitPos != 0)))
+        r->overrun = true;
+}
+
 // Starts an unbounded cursor at buffer.
 inline void aac_initbits(BitCursor *r, const uint8_t *buffer)
 {
-    *r = {buffer, 0, 0, nullptr};
+    *r = {buffer, 0, 0, nullptr, false};
 }
 
 // Starts a cursor that never loads bytes at or past buffer + size.
 inline void init_bounded(BitCursor *r, const uint8_t *buffer, int32_t size)
 {
-    *r = {buffer, 0, 0, buffer + (size > 0 ? size : 0)};
+    *r = {buffer, 0, 0, buffer + (size > 0 ? size : 0), false};
 }
 
 inline int32_t aac_get_processed_bits(const BitCursor *r) { return r->bitsConsumed; }
@@ -68,13 +78,14 @@ inline int32_t aac_byte_align(BitCursor *r)
     r->bitsConsumed += n;
     r->bitPos = 0;
     r->ptr += 1;
+    note_overrun(r);
     return n;
 }
 
 // The unbounded cursor at an exported reader's position, and back.
 inline BitCursor cursor_of(const BitReader *r)
 {
-    return {r->ptr, r->bitPos, r->bitsConsumed, nullptr};
+    return {r->ptr, r->bitPos, r->bitsConsumed, nullptr, false};
 }
 
 inline void store_cursor(BitReader *r, const BitCursor &c)
@@ -107,6 +118,7 @@ inline void skip_bits(BitCursor *r, uint32_t n)
     r->ptr += pos >> 3;
     r->bitPos = pos & 7;
     r->bitsConsumed += static_cast<int32_t>(n);
+    note_overrun(r);
 }
 
 // Skips whole bytes: the bit position is unchanged.
@@ -114,6 +126,7 @@ inline void skip_bytes(BitCursor *r, uint32_t bytes)
 {
     r->ptr += bytes;
     r->bitsConsumed += static_cast<int32_t>(8 * bytes);
+    note_overrun(r);
 }
 
 // The next n bits (1 to 25) as an unsigned value, without advancing.
@@ -132,8 +145,8 @@ inline uint32_t read_bits(BitCursor *r, uint32_t n)
 
 inline uint32_t read_bit(BitCursor *r) { return read_bits(r, 1); }
 
-// Bits left before the end of a bounded reader's data; negative after an
-// overrun. Meaningless for unbounded readers.
+// Bits left before the end of a bounded cursor's data; negative after an
+// overrun. Meaningless for unbounded cursors.
 inline int64_t bits_available(const BitCursor *r, const uint8_t *start)
 {
     return 8 * static_cast<int64_t>(r->end - start) - r->bitsConsumed;

@@ -12,11 +12,10 @@
 
 namespace fxaac {
 
-// The frame stage of AACPlusDecodeBuffer: one raw data block (or ADTS frame)
-// in inputBytes bytes, never read past. quiet: no message is printed when
-// the block fails (the error code alone tells).
+// The frame call of AACPlusDecodeBuffer: one raw data block (or ADTS frame)
+// in inputBytes bytes, never read past; it prints nothing.
 int32_t decode_raw_data(AacDecoder *instance, const uint8_t *input, int32_t inputBytes,
-                        void *output, FrameStatus *status, const int32_t *sbrFlag, bool quiet);
+                        void *output, FrameStatus *status, const int32_t *sbrFlag);
 
 // Sets up the instance for the AudioSpecificConfig at the reader, as header
 // decoding does for an AudioSpecificConfig stream (the reader starts on the

@@ -72,7 +72,7 @@ int32_t decode_payload(AacDecoder *dec, LatmState *latm, const uint8_t *element,
     copy_bits(latm->payload, e.payloadBytes, element, elementBytes, e.payloadBit);
     latm->payloadBytes = e.payloadBytes;
     const int32_t noSbr = 0;
-    decode_raw_data(dec, latm->payload, e.payloadBytes, output, st, &noSbr, true);
+    decode_raw_data(dec, latm->payload, e.payloadBytes, output, st, &noSbr);
     // A block that runs past its payload is damaged, not incomplete.
     if (st->errorCode == FXAAC_ERR_NEED_MORE_INPUT)
         return finish(st, FXAAC_ERR_FRAME_OVERRUN, elementBytes);

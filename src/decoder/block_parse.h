@@ -1,0 +1,36 @@
+// Block parsing: the syntax elements of one raw data block into the element
+// record and the quantised spectra (ISO/IEC 14496-3 4.4.2.1).
+#ifndef FXAAC_DECODER_BLOCK_PARSE_H
+#define FXAAC_DECODER_BLOCK_PARSE_H
+
+#include <cstdint>
+
+#include <fxaac/fxaac.h>
+
+#include "bitstream/bit_reader.h"
+#include "decoder/frame_buffers.h"
+
+namespace fxaac {
+
+// What the parse of one block leaves for reconstruction and synthesis.
+struct Block {
+    int channels = 0;
+    bool twoSingles = false;         // two SCE/LFE elements, a channel each
+    int32_t code = 0;                // the last element's status, as the frame reports it
+    const char *message = nullptr;   // the diagnostic of a misplaced element
+    int32_t windowSequence[2] = {0, 0};
+    int32_t windowShape[2] = {0, 0};
+};
+
+// Clears the element record, binds its section lists and parses elements
+// until END (or, for error-resilient object types, the one element the
+// channel count implies). A block carries one SCE or LFE, two of them, or
+// one CPE; a coupling channel element stops it. Returns 0, or the positive
+// status that failed the block. A bounded cursor that runs past its end
+// stops the parse at the next element boundary with 0; the caller reads
+// its overrun flag.
+int32_t parse_block(AacDecoder *dec, BitCursor *r, const FrameBuffers &buf, Block *b);
+
+}  // namespace fxaac
+
+#endif  // FXAAC_DECODER_BLOCK_PARSE_H

@@ -1,0 +1,81 @@
+#include "decoder/reconstruction.h"
+
+#include <cstring>
+
+#include "syntax/ics_info.h"
+#include "tools/inverse_quantization.h"
+#include "tools/pns.h"
+#include "tools/stereo.h"
+#include "tools/tns.h"
+
+namespace {
+
+using namespace fxaac;
+
+constexpr int N = FXAAC_FRAME_LENGTH;
+
+// The stream that carries output channel k.
+ChannelStream *stream_of(ChannelElement *e, const Block &b, int k)
+{
+    if (b.twoSingles)
+        return &e->stream[k];
+    if (e->first_channel == k)
+        return &e->stream[0];
+    if (e->second_channel == k)
+        return &e->stream[1];
+    return &e->stream[0];
+}
+
+// Quantised values to the scaled spectrum in window order.
+void dequantize_channel(const ChannelStream *s, const FrameBuffers &buf, int k)
+{
+    if (s->window_sequence == kEightShort) {
+        dequantize_and_scale(s, buf.work, buf.quantised[k]);
+        dec_quant_to_spec(s, buf.spectrum[k], buf.work);
+    } else {
+        dequantize_and_scale(s, buf.spectrum[k], buf.quantised[k]);  // in place
+    }
+}
+
+// M/S on the first channel's turn, then noise, intensity (which writes the
+// second channel) and TNS; the second channel gets noise and TNS.
+void spectral_tools(AacDecoder *dec, const FrameBuffers &buf, Block *b, int k)
+{
+    ChannelElement *e = dec->elementRecord;
+    ChannelStream *s;
+    if (b->twoSingles) {
+        s = &e->stream[k];
+        pns_decode(s, buf.spectrum[k], &dec->pnsSeed);
+    } else if (e->first_channel == k) {
+        s = &e->stream[0];
+        ChannelStream *partner = &e->stream[1];
+        int32_t *other = buf.spectrum[e->second_channel & 1];
+        ms_decode(s, partner, buf.spectrum[k], other);
+        pns_decode(s, buf.spectrum[k], &dec->pnsSeed);
+        if (b->channels == 2)
+            is_decode(s, partner, buf.spectrum[k], other);
+    } else {
+        s = e->second_channel == k ? &e->stream[1] : &e->stream[0];
+        pns_decode(s, buf.spectrum[k], &dec->pnsSeed);
+    }
+    tns_decode_frame(s, &s->tns, dec->sfIndex, static_cast<int16_t>(dec->objectType),
+                     buf.spectrum[k], dec->scratchA);
+    b->windowSequence[k] = s->window_sequence;
+    b->windowShape[k] = s->window_shape;
+}
+
+}  // namespace
+
+void fxaac::reconstruct_block(AacDecoder *dec, FrameBuffers *buf, Block *b)
+{
+    // Channel 1's quantised values leave the work area, whose first half
+    // short-window dequantisation of channel 0 needs.
+    if (b->channels == 2) {
+        std::memcpy(buf->movedQuantised, buf->quantised[1], sizeof(int16_t) * N);
+        buf->quantised[1] = buf->movedQuantised;
+    }
+    for (int k = 0; k < b->channels; k++)
+        dequantize_channel(stream_of(dec->elementRecord, *b, k), *buf, k);
+    for (int k = 0; k < b->channels; k++)
+        spectral_tools(dec, *buf, b, k);
+}

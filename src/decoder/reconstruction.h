@@ -1,0 +1,20 @@
+// Reconstruction: each channel's quantised values to its spectrum in window
+// order, then the spectral tools of the block (ISO/IEC 14496-3 4.6).
+#ifndef FXAAC_DECODER_RECONSTRUCTION_H
+#define FXAAC_DECODER_RECONSTRUCTION_H
+
+#include <fxaac/fxaac.h>
+
+#include "decoder/block_parse.h"
+#include "decoder/frame_buffers.h"
+
+namespace fxaac {
+
+// Dequantisation and scale factors per channel, then per channel M/S (on the
+// first channel's turn), noise substitution, intensity stereo and TNS.
+// Leaves each channel's window sequence and shape in the block.
+void reconstruct_block(AacDecoder *dec, FrameBuffers *buf, Block *b);
+
+}  // namespace fxaac
+
+#endif  // FXAAC_DECODER_RECONSTRUCTION_H

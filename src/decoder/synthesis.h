@@ -1,0 +1,23 @@
+// Synthesis: the filterbank of each channel and its output, as PCM into the
+// caller's buffer or, in SBR mode, as hand-off samples.
+#ifndef FXAAC_DECODER_SYNTHESIS_H
+#define FXAAC_DECODER_SYNTHESIS_H
+
+#include <cstdint>
+
+#include <fxaac/fxaac.h>
+
+#include "decoder/block_parse.h"
+#include "decoder/frame_buffers.h"
+
+namespace fxaac {
+
+// Synthesises every channel of the block into output (sbrMode 0) or into a
+// hand-off buffer of the call (sbrMode non-zero), and keeps each channel's
+// window shape for the next frame.
+void synthesize_block(AacDecoder *dec, FrameBuffers *buf, const Block &b, void *output,
+                      int32_t sbrMode);
+
+}  // namespace fxaac
+
+#endif  // FXAAC_DECODER_SYNTHESIS_H
