@@ -26,3 +26,28 @@ if(NOT actual STREQUAL expected)
 endif()
 list(LENGTH actual n)
 message(STATUS "${n} exported symbols as listed")
+
+# The headers that declare the exported names (HEADERS, ';'-separated) say
+# the same: every FXAAC_API declaration is listed, and every listed name is
+# declared in one of them.
+set(declared)
+string(REPLACE "|" ";" HEADERS "${HEADERS}")
+foreach(header IN LISTS HEADERS)
+  file(READ ${header} text)
+  string(REGEX MATCHALL "FXAAC_API[^(;]*[ *]([A-Za-z_][A-Za-z0-9_]*)\\(" decls "${text}")
+  foreach(decl IN LISTS decls)
+    string(REGEX REPLACE "^.*[ *]([A-Za-z_][A-Za-z0-9_]*)\\($" "\\1" name "${decl}")
+    list(APPEND declared ${name})
+  endforeach()
+endforeach()
+list(REMOVE_DUPLICATES declared)
+list(SORT declared)
+if(NOT declared STREQUAL expected)
+  set(missing ${expected})
+  list(REMOVE_ITEM missing ${declared})
+  set(extra ${declared})
+  list(REMOVE_ITEM extra ${expected})
+  message(FATAL_ERROR "the headers' FXAAC_API declarations differ from ${EXPECTED}\n"
+                      "  listed, not declared: ${missing}\n  declared, not listed: ${extra}")
+endif()
+message(STATUS "the headers declare the same ${n} names")
