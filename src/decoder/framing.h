@@ -27,6 +27,7 @@ struct ParseState {
     int16_t rawBlocksLeft;
     int32_t sceTagSeen;
     int32_t firstSceTag;
+    uint32_t fillExtensions;
     int32_t *scratchB;
 };
 
