@@ -7,16 +7,9 @@
 #include <sstream>
 
 #include "bitstream/adts.h"
-#include "bitstream/data_stream.h"
-#include "bitstream/program_config.h"
-#include "decoder/fill_element.h"
-#include "syntax/channel_element.h"
-#include "syntax/ics_info.h"
-#include "syntax/section_data.h"
-#include "syntax/side_data.h"
-#include "syntax/spectral_data.h"
-#include "tools/inverse_quantization.h"
-#include "tools/pulse.h"
+#include "decoder/block_parse.h"
+#include "decoder/frame_buffers.h"
+#include "decoder/reconstruction.h"
 
 #ifndef FXAAC_VECTOR_DIR
 #error "FXAAC_VECTOR_DIR must name tests/vectors"
@@ -58,8 +51,6 @@ namespace {
 
 using namespace fxaac;
 
-enum ElementId : uint32_t { kSce = 0, kCpe = 1, kCce = 2, kLfe = 3, kDse = 4, kPce = 5, kFil = 6, kEnd = 7 };
-
 void bind_sections(ChannelStream *s, uint8_t (*lists)[FXAAC_MAX_SECTIONS])
 {
     s->sect_cb = lists[0];
@@ -67,164 +58,53 @@ void bind_sections(ChannelStream *s, uint8_t (*lists)[FXAAC_MAX_SECTIONS])
     s->sect_end = lists[2];
 }
 
-// The decoder's reconstruction of one channel: dequantisation, scale
-// factors and, for eight short windows, the return to window order.
-void reconstruct(const ChannelStream *s, const int16_t *quantised, int32_t *spectrum)
-{
-    if (s->window_sequence == kEightShort) {
-        int32_t grouped[FXAAC_FRAME_LENGTH];
-        inverse_quantization(grouped, quantised);
-        apply_scalefactors(s, grouped);
-        dec_quant_to_spec(s, spectrum, grouped);
-    } else {
-        inverse_quantization(spectrum, quantised);
-        apply_scalefactors(s, spectrum);
-    }
-}
-
-class Walker {
+// The channel states that the library's own block parser passes its tap.
+class Capturer {
 public:
-    Walker(StreamCapture *out, std::string *error) : out_(out), error_(error) {}
+    explicit Capturer(StreamCapture *out) : out_(out) {}
 
-    // One raw data block from the reader. Returns false on anything the
-    // capture does not handle.
-    bool block(BitCursor *r)
-    {
-        for (;;) {
-            const BitCursor elementStart = *r;
-            const uint32_t id = read_bits(r, 3);
-            switch (id) {
-            case kSce:
-            case kLfe:
-            case kCpe:
-                if (!element(r, id))
-                    return false;
-                if (!check(elementStart, r, id))
-                    return false;
-                break;
-            case kDse:
-                data_stream_element(r);
-                break;
-            case kPce: {
-                ProgramConfig pce = {};
-                program_config_element(&pce, r);
-                break;
-            }
-            case kFil:
-                VorNexAACPlus_GetSbrBitStream(r);
-                break;
-            case kEnd:
-                return true;
-            default:
-                return fail("coupling channel element");
-            }
-        }
-    }
+    ChannelTap tap() { return {this, &Capturer::at}; }
 
 private:
-    bool fail(const std::string &why)
+    static void at(void *context, TapPoint point, const ChannelStream *s, const BitCursor *r,
+                   const int16_t *quantised)
     {
-        *error_ = why;
-        return false;
+        static_cast<Capturer *>(context)->take(point, s, r, quantised);
     }
 
-    // The channel element, walked with the exported parsers so that the
-    // reader can be kept at the section and spectral data of each channel.
-    bool element(BitCursor *r, uint32_t id)
+    void take(TapPoint point, const ChannelStream *s, const BitCursor *r, const int16_t *quantised)
     {
-        std::memset(&element_, 0, sizeof element_);
-        bind_sections(&element_.stream[0], lists_[0]);
-        bind_sections(&element_.stream[1], lists_[1]);
-        element_.element_instance_tag = static_cast<uint16_t>(read_bits(r, 4));
-        if (id != kCpe) {
-            element_.common_window = 0;
-            return channel(r, &element_.stream[0]);
+        if (point == TapPoint::kSections) {
+            c_ = std::make_unique<ChannelCapture>();
+            c_->atSections = *s;
+            c_->sectionReader = *r;
+            bind_sections(&c_->atSections, c_->sectionScratch);
+            return;
         }
-        element_.common_window = read_bits(r, 1);
-        ChannelStream *first = &element_.stream[0];
-        if (element_.common_window) {
-            if (ics_info(first, r, 1, out_->sfIndex, out_->objectType) > 0)
-                return fail("ics_info");
-            first->ms_mask_present = static_cast<int16_t>(read_bits(r, 2));
-            if (first->ms_mask_present == 1)
-                for (int x = 0; x < first->num_window_groups * first->max_sfb; x++)
-                    first->ms_used[x] = static_cast<uint8_t>(read_bits(r, 1));
-            std::memcpy(&element_.stream[1], first, sizeof *first);  // shares the section lists
+        if (point == TapPoint::kSpectrum) {
+            c_->atSpectrum = *s;
+            c_->spectrumReader = *r;
+            std::memcpy(c_->sections[0], s->sect_cb, FXAAC_MAX_SECTIONS);
+            std::memcpy(c_->sections[1], s->sect_start, FXAAC_MAX_SECTIONS);
+            std::memcpy(c_->sections[2], s->sect_end, FXAAC_MAX_SECTIONS);
+            bind_sections(&c_->atSpectrum, c_->sections);
+            return;
         }
-        return channel(r, first) && channel(r, &element_.stream[1]);
-    }
-
-    bool channel(BitCursor *r, ChannelStream *s)
-    {
-        auto c = std::make_unique<ChannelCapture>();
-        s->global_gain = static_cast<uint16_t>(read_bits(r, 8));
-        if (!element_.common_window && ics_info(s, r, 0, out_->sfIndex, out_->objectType) > 0)
-            return fail("ics_info");
-        c->atSections = *s;
-        c->sectionReader = *r;
-        if (section_data(s, r) > 0 || scale_factor_data(s, r) > 0)
-            return fail("section or scale factor data");
-        if ((s->pulse_data_present = static_cast<uint8_t>(read_bits(r, 1))))
-            pulse_data(&s->pulse, r);
-        if ((s->tns_data_present = static_cast<uint8_t>(read_bits(r, 1))) &&
-            tns_data(s, &s->tns, r) > 0)
-            return fail("tns_data");
-        if ((s->gain_control_data_present = static_cast<uint8_t>(read_bits(r, 1))))
-            return fail("gain control data");
-        c->atSpectrum = *s;
-        c->spectrumReader = *r;
-        std::memcpy(c->sections[0], s->sect_cb, FXAAC_MAX_SECTIONS);
-        std::memcpy(c->sections[1], s->sect_start, FXAAC_MAX_SECTIONS);
-        std::memcpy(c->sections[2], s->sect_end, FXAAC_MAX_SECTIONS);
-        bind_sections(&c->atSpectrum, c->sections);
-        bind_sections(&c->atSections, c->sectionScratch);
-        if (spectral_data(s, r, c->quantised, static_cast<int16_t>(out_->objectType)) > 0)
-            return fail("spectral_data");
-        if (s->pulse_data_present)
-            pulse_decode(s, c->quantised);
-        reconstruct(&c->atSpectrum, c->quantised, c->spectrum);
-        pending_.push_back(std::move(c));
-        return true;
-    }
-
-    // The library's own parse of the element must end where the walk ended
-    // and give the same quantised values.
-    bool check(const BitCursor &elementStart, const BitCursor *walked, uint32_t id)
-    {
-        BitCursor r = elementStart;
-        read_bits(&r, 3);
-        ChannelElement e;
-        std::memset(&e, 0, sizeof e);
-        uint8_t lists[2][3][FXAAC_MAX_SECTIONS];
-        bind_sections(&e.stream[0], lists[0]);
-        bind_sections(&e.stream[1], lists[1]);
-        int16_t q[2][FXAAC_FRAME_LENGTH];
-        int32_t status;
-        if (id == kCpe) {
-            status = channel_pair_element(&e, &r, q[0], q[1], out_->sfIndex, out_->objectType);
-        } else {
-            e.element_instance_tag = static_cast<uint16_t>(read_bits(&r, 4));
-            status = individual_channel_stream(&e, &r, &e.stream[0], 0, q[0], out_->sfIndex,
-                                               out_->objectType);
-        }
-        if (status != 0)
-            return fail("the library refuses the element: status " + std::to_string(status));
-        if (aac_get_processed_bits(&r) != aac_get_processed_bits(walked))
-            return fail("the walk and the library end at different bits");
-        for (size_t k = 0; k < pending_.size(); k++)
-            if (std::memcmp(q[k], pending_[k]->quantised, sizeof q[k]) != 0)
-                return fail("the walk and the library decode different values");
-        for (auto &c : pending_)
-            out_->channels.push_back(std::move(c));
-        pending_.clear();
-        return true;
+        std::memcpy(c_->quantised, quantised, sizeof c_->quantised);
+        int32_t grouped[FXAAC_FRAME_LENGTH];
+        dequantize_channel(&c_->atSpectrum, c_->quantised, c_->spectrum, grouped);
+        out_->channels.push_back(std::move(c_));
     }
 
     StreamCapture *out_;
-    std::string *error_;
-    ChannelElement element_;
-    uint8_t lists_[2][3][FXAAC_MAX_SECTIONS];
-    std::vector<std::unique_ptr<ChannelCapture>> pending_;
+    std::unique_ptr<ChannelCapture> c_;
+};
+
+// A decoder of the vector's stream, for its block parser.
+struct Decoder {
+    AacDecoder instance;
+    DecoderWorkArea work;
+    int32_t output[FXAAC_MAX_CHANNELS * FXAAC_FRAME_LENGTH];
 };
 
 }  // namespace
@@ -239,7 +119,10 @@ std::unique_ptr<StreamCapture> capture_stream(const std::string &name, std::stri
         *error = "cannot read " + vector_dir() + "/" + name;
         return nullptr;
     }
-    Walker walker(out.get(), error);
+    auto dec = std::make_unique<Decoder>();
+    AACPlusDecoderInit(&dec->instance, &dec->work);
+    Capturer capturer(out.get());
+    const ChannelTap tap = capturer.tap();
     size_t offset = 0;
     while (offset + 7 <= size) {
         BitCursor r;
@@ -253,10 +136,15 @@ std::unique_ptr<StreamCapture> capture_stream(const std::string &name, std::stri
             *error = "ADTS frames of one block without CRC only";
             return nullptr;
         }
-        out->sfIndex = h.sampling_frequency_index;
-        out->objectType = h.object_type - 1;  // profile numbering
-        if (!walker.block(&r))
+        out->sfIndex = dec->instance.sfIndex = h.sampling_frequency_index;
+        out->objectType = dec->instance.objectType = h.object_type - 1;  // profile numbering
+        const FrameBuffers buf = plan_frame_buffers(&dec->instance, dec->output);
+        Block block;
+        if (const int32_t status = parse_block(&dec->instance, &r, buf, &block, &tap)) {
+            *error = "the block parser refuses frame " + std::to_string(out->frames) +
+                     ": status " + std::to_string(status);
             return nullptr;
+        }
         out->frames++;
         offset += h.frame_length;
     }

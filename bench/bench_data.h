@@ -43,9 +43,7 @@ struct ChannelCapture {
 };
 
 // Every channel of every raw data block of an ADTS vector (one block per
-// ADTS frame). The walk uses the library's exported parsers element by
-// element and is checked against the library's channel element parsers:
-// same bits consumed, same quantised values.
+// ADTS frame), as the library's own block parser meets them.
 struct StreamCapture {
     std::string name;
     int32_t sfIndex = 0;

@@ -32,37 +32,39 @@ void prepare_element_record(AacDecoder *dec, const FrameBuffers &buf)
 }
 
 int32_t parse_single(AacDecoder *dec, BitCursor *r, uint32_t id, const FrameBuffers &buf,
-                     Block *b)
+                     Block *b, const ChannelTap *tap)
 {
     ChannelElement *e = dec->elementRecord;
     e->element_id = static_cast<uint16_t>(id);
     e->first_channel = static_cast<uint16_t>(b->channels);
     e->second_channel = static_cast<uint16_t>(b->channels + 1);
     int32_t status = single_lfe_channel_element(dec, e, r, buf.quantised, dec->sfIndex,
-                                                dec->objectType);
+                                                dec->objectType, tap);
     b->channels += 1;
     return status;
 }
 
-int32_t parse_pair(AacDecoder *dec, BitCursor *r, const FrameBuffers &buf, Block *b)
+int32_t parse_pair(AacDecoder *dec, BitCursor *r, const FrameBuffers &buf, Block *b,
+                   const ChannelTap *tap)
 {
     ChannelElement *e = dec->elementRecord;
     e->element_id = kCpe;
     e->first_channel = 0;
     e->second_channel = 1;
     int32_t status = channel_pair_element(e, r, buf.quantised[0], buf.quantised[1], dec->sfIndex,
-                                          dec->objectType);
+                                          dec->objectType, tap);
     b->channels = 2;
     return status;
 }
 
 // Error-resilient streams carry one element without an element id.
-int32_t parse_resilient(AacDecoder *dec, BitCursor *r, const FrameBuffers &buf, Block *b)
+int32_t parse_resilient(AacDecoder *dec, BitCursor *r, const FrameBuffers &buf, Block *b,
+                        const ChannelTap *tap)
 {
     if (dec->channels == 1)
-        b->code = parse_single(dec, r, kSce, buf, b);
+        b->code = parse_single(dec, r, kSce, buf, b, tap);
     else if (dec->channels == 2)
-        b->code = parse_pair(dec, r, buf, b);
+        b->code = parse_pair(dec, r, buf, b, tap);
     else
         return b->code = FXAAC_ERR_CHANNELS;
     return b->code > 0 ? b->code : 0;
@@ -87,17 +89,17 @@ int32_t misplaced(uint32_t id, int elements, Block *b)
 // One element after its id: the status it leaves (negative codes of a
 // program config element are kept but do not fail the block).
 int32_t parse_element(AacDecoder *dec, BitCursor *r, uint32_t id, const FrameBuffers &buf,
-                      Block *b, int *elements)
+                      Block *b, int *elements, const ChannelTap *tap)
 {
     switch (id) {
     case kSce:
     case kLfe:
         b->twoSingles = b->channels == 1;
         ++*elements;
-        return parse_single(dec, r, id, buf, b);
+        return parse_single(dec, r, id, buf, b, tap);
     case kCpe:
         *elements = 1;
-        return parse_pair(dec, r, buf, b);
+        return parse_pair(dec, r, buf, b, tap);
     case kDse:
         data_stream_element(r);
         return b->code;
@@ -113,11 +115,12 @@ int32_t parse_element(AacDecoder *dec, BitCursor *r, uint32_t id, const FrameBuf
 
 }  // namespace
 
-int32_t fxaac::parse_block(AacDecoder *dec, BitCursor *r, const FrameBuffers &buf, Block *b)
+int32_t fxaac::parse_block(AacDecoder *dec, BitCursor *r, const FrameBuffers &buf, Block *b,
+                           const ChannelTap *tap)
 {
     prepare_element_record(dec, buf);
     if (dec->objectType > kLastNonResilientType)
-        return parse_resilient(dec, r, buf, b);
+        return parse_resilient(dec, r, buf, b, tap);
     int elements = 0;
     for (;;) {
         uint32_t id = read_bits(r, kElementIdBits);
@@ -127,7 +130,7 @@ int32_t fxaac::parse_block(AacDecoder *dec, BitCursor *r, const FrameBuffers &bu
             return b->code = FXAAC_ERR_COUPLING_ELEMENT;
         if (int32_t code = misplaced(id, elements, b))
             return b->code = code;
-        b->code = parse_element(dec, r, id, buf, b, &elements);
+        b->code = parse_element(dec, r, id, buf, b, &elements, tap);
         if (b->code > 0)
             return b->code;
     }

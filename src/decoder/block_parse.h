@@ -9,6 +9,7 @@
 
 #include "bitstream/bit_reader.h"
 #include "decoder/frame_buffers.h"
+#include "syntax/channel_element.h"
 
 namespace fxaac {
 
@@ -28,8 +29,9 @@ struct Block {
 // one CPE; a coupling channel element stops it. Returns 0, or the positive
 // status that failed the block. A bounded cursor that runs past its end
 // stops the parse at the next element boundary with 0; the caller reads
-// its overrun flag.
-int32_t parse_block(AacDecoder *dec, BitCursor *r, const FrameBuffers &buf, Block *b);
+// its overrun flag. tap: an observer of each channel's parse, or null.
+int32_t parse_block(AacDecoder *dec, BitCursor *r, const FrameBuffers &buf, Block *b,
+                    const ChannelTap *tap = nullptr);
 
 }  // namespace fxaac
 

@@ -26,17 +26,6 @@ ChannelStream *stream_of(ChannelElement *e, const Block &b, int k)
     return &e->stream[0];
 }
 
-// Quantised values to the scaled spectrum in window order.
-void dequantize_channel(const ChannelStream *s, const FrameBuffers &buf, int k)
-{
-    if (s->window_sequence == kEightShort) {
-        dequantize_and_scale(s, buf.work, buf.quantised[k]);
-        dec_quant_to_spec(s, buf.spectrum[k], buf.work);
-    } else {
-        dequantize_and_scale(s, buf.spectrum[k], buf.quantised[k]);  // in place
-    }
-}
-
 // M/S on the first channel's turn, then noise, intensity (which writes the
 // second channel) and TNS; the second channel gets noise and TNS.
 void spectral_tools(AacDecoder *dec, const FrameBuffers &buf, Block *b, int k)
@@ -66,6 +55,17 @@ void spectral_tools(AacDecoder *dec, const FrameBuffers &buf, Block *b, int k)
 
 }  // namespace
 
+void fxaac::dequantize_channel(const ChannelStream *s, const int16_t *quantised, int32_t *spectrum,
+                               int32_t *grouped)
+{
+    if (s->window_sequence == kEightShort) {
+        dequantize_and_scale(s, grouped, quantised);
+        dec_quant_to_spec(s, spectrum, grouped);
+    } else {
+        dequantize_and_scale(s, spectrum, quantised);  // in place in the decoder
+    }
+}
+
 void fxaac::reconstruct_block(AacDecoder *dec, FrameBuffers *buf, Block *b)
 {
     // Channel 1's quantised values leave the work area, whose first half
@@ -75,7 +75,8 @@ void fxaac::reconstruct_block(AacDecoder *dec, FrameBuffers *buf, Block *b)
         buf->quantised[1] = buf->movedQuantised;
     }
     for (int k = 0; k < b->channels; k++)
-        dequantize_channel(stream_of(dec->elementRecord, *b, k), *buf, k);
+        dequantize_channel(stream_of(dec->elementRecord, *b, k), buf->quantised[k],
+                           buf->spectrum[k], buf->work);
     for (int k = 0; k < b->channels; k++)
         spectral_tools(dec, *buf, b, k);
 }

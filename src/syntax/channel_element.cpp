@@ -30,30 +30,16 @@ int32_t read_side_data(ChannelStream *s, BitCursor *r, int32_t objectType)
     return FXAAC_OK;
 }
 
-}  // namespace
-
-int32_t fxaac::individual_channel_stream(ChannelElement *element, BitCursor *reader,
-                                  ChannelStream *stream, int32_t scaleFlag, int16_t *quantised,
-                                  int32_t sfIndex, int32_t objectType)
+void tap_at(const ChannelTap *tap, TapPoint point, const ChannelStream *s, const BitCursor *r,
+            const int16_t *quantised = nullptr)
 {
-    stream->global_gain = static_cast<uint16_t>(read_bits(reader, 8));
-    int32_t status;
-    if (element->common_window == 0 && scaleFlag == 0 &&
-        (status = ics_info(stream, reader, 0, sfIndex, objectType)) > 0)
-        return status;
-    if ((status = section_data(stream, reader)) > 0)
-        return status;
-    if ((status = scale_factor_data(stream, reader)) > 0)
-        return status;
-    if (scaleFlag == 0 && (status = read_side_data(stream, reader, objectType)) > 0)
-        return status;
-    // The error-resilient syntax places TNS data after the gain control flag.
-    if (objectType > kLastNonResilientType && stream->tns_data_present &&
-        (status = tns_data(stream, &stream->tns, reader)) > 0)
-        return status;
-    if ((status = spectral_data(stream, reader, quantised, static_cast<int16_t>(objectType))) > 0)
-        return status;
+    if (tap != nullptr)
+        tap->at(tap->context, point, s, r, quantised);
+}
 
+// Pulses are added to the quantised values of long windows only.
+int32_t add_pulses(ChannelStream *stream, int16_t *quantised, int32_t objectType)
+{
     if (stream->pulse_data_present == 0)
         return FXAAC_OK;
     if (stream->window_sequence == kEightShort)
@@ -65,9 +51,40 @@ int32_t fxaac::individual_channel_stream(ChannelElement *element, BitCursor *rea
     return FXAAC_OK;
 }
 
+}  // namespace
+
+int32_t fxaac::individual_channel_stream(ChannelElement *element, BitCursor *reader,
+                                  ChannelStream *stream, int32_t scaleFlag, int16_t *quantised,
+                                  int32_t sfIndex, int32_t objectType, const ChannelTap *tap)
+{
+    stream->global_gain = static_cast<uint16_t>(read_bits(reader, 8));
+    int32_t status;
+    if (element->common_window == 0 && scaleFlag == 0 &&
+        (status = ics_info(stream, reader, 0, sfIndex, objectType)) > 0)
+        return status;
+    tap_at(tap, TapPoint::kSections, stream, reader);
+    if ((status = section_data(stream, reader)) > 0)
+        return status;
+    if ((status = scale_factor_data(stream, reader)) > 0)
+        return status;
+    if (scaleFlag == 0 && (status = read_side_data(stream, reader, objectType)) > 0)
+        return status;
+    // The error-resilient syntax places TNS data after the gain control flag.
+    if (objectType > kLastNonResilientType && stream->tns_data_present &&
+        (status = tns_data(stream, &stream->tns, reader)) > 0)
+        return status;
+    tap_at(tap, TapPoint::kSpectrum, stream, reader);
+    if ((status = spectral_data(stream, reader, quantised, static_cast<int16_t>(objectType))) > 0)
+        return status;
+    if ((status = add_pulses(stream, quantised, objectType)) != FXAAC_OK)
+        return status;
+    tap_at(tap, TapPoint::kParsed, stream, reader, quantised);
+    return FXAAC_OK;
+}
+
 int32_t fxaac::single_lfe_channel_element(AacDecoder *instance, ChannelElement *element,
                                    BitCursor *reader, int16_t *const *quantised, int32_t sfIndex,
-                                   int32_t objectType)
+                                   int32_t objectType, const ChannelTap *tap)
 {
     element->element_instance_tag = static_cast<uint16_t>(read_bits(reader, 4));
     const int32_t tag = element->element_instance_tag;
@@ -80,11 +97,12 @@ int32_t fxaac::single_lfe_channel_element(AacDecoder *instance, ChannelElement *
     }
     element->common_window = 0;
     return individual_channel_stream(element, reader, &element->stream[which], 0,
-                                     quantised[which], sfIndex, objectType);
+                                     quantised[which], sfIndex, objectType, tap);
 }
 
 int32_t fxaac::channel_pair_element(ChannelElement *element, BitCursor *reader, int16_t *quantised0,
-                             int16_t *quantised1, int32_t sfIndex, int32_t objectType)
+                             int16_t *quantised1, int32_t sfIndex, int32_t objectType,
+                             const ChannelTap *tap)
 {
     element->element_instance_tag = static_cast<uint16_t>(read_bits(reader, 4));
     element->common_window = read_bits(reader, 1);
@@ -107,10 +125,10 @@ int32_t fxaac::channel_pair_element(ChannelElement *element, BitCursor *reader, 
         std::memcpy(&element->stream[1], first, sizeof *first);
     }
     int32_t status = individual_channel_stream(element, reader, first, 0, quantised0, sfIndex,
-                                               objectType);
+                                               objectType, tap);
     if (status > 0)
         return status;
     status = individual_channel_stream(element, reader, &element->stream[1], 0, quantised1,
-                                       sfIndex, objectType);
+                                       sfIndex, objectType, tap);
     return status < 0 ? 0 : status;
 }
