@@ -12,9 +12,6 @@ namespace {
 // access unit, so this covers days of audio.
 constexpr uint64_t kMaxMovieBytes = 256u << 20;
 
-// Largest iTunSMPB priming applied; ffmpeg passes over larger ones too.
-constexpr uint32_t kMaxItunPriming = 16383;
-
 constexpr uint32_t fourcc(const char (&s)[5])
 {
     return static_cast<uint32_t>(static_cast<uint8_t>(s[0])) << 24 |
@@ -63,6 +60,54 @@ struct Box {
     Span payload;
 };
 
+// A box header (ISO/IEC 14496-12 4.2): a 32-bit size and the type, then a
+// 64-bit size when the size is 1; size 0 gives the box the rest of its
+// container.
+struct BoxHeader {
+    uint32_t type = 0;
+    uint64_t size = 0;   // of the whole box, header included
+    size_t bytes = 0;    // of the header: 8, or 16 with a 64-bit size
+    bool toEnd = false;  // size 0: the box runs to the end of its container
+};
+
+// The header at p, of which n bytes are at hand, with room bytes left in its
+// container. Returns nullptr, or what keeps the header from being read.
+const char *parse_box_header(const uint8_t *p, size_t n, uint64_t room, BoxHeader *h)
+{
+    if (n < 8)
+        return "a box header is cut off";
+    h->size = be32(p);
+    h->type = be32(p + 4);
+    h->bytes = 8;
+    h->toEnd = h->size == 0;
+    if (h->size == 1) {
+        if (n < 16)
+            return "a 64-bit box header is cut off";
+        h->size = be64(p + 8);
+        h->bytes = 16;
+    } else if (h->toEnd) {
+        h->size = room;
+    }
+    return nullptr;
+}
+
+// The header of the box at offset in a source, its container ending at end.
+bool read_box_header(ByteSource &source, uint64_t offset, uint64_t end, BoxHeader *h,
+                     std::string *error)
+{
+    uint8_t head[16];
+    const size_t n = static_cast<size_t>(std::min<uint64_t>(end - offset, sizeof head));
+    if (n >= 8 && !source.read(offset, head, n)) {
+        *error = "read error";
+        return false;
+    }
+    if (const char *why = parse_box_header(head, n, end - offset, h)) {
+        *error = std::string(why) + " at byte " + std::to_string(offset);
+        return false;
+    }
+    return true;
+}
+
 // Iterates the boxes that fill a span (the payload of a container box). A box
 // whose size does not fit the span stops the walk with an error.
 class BoxWalk {
@@ -76,30 +121,21 @@ public:
             rest_ = Span{};
             return false;
         }
-        if (rest_.n < 8)
-            return fail("a box header is cut off");
-        uint64_t size = be32(rest_.p);
-        box->type = be32(rest_.p + 4);
-        size_t header = 8;
-        if (size == 1) {
-            if (rest_.n < 16)
-                return fail("a 64-bit box header is cut off");
-            size = be64(rest_.p + 8);
-            header = 16;
-        } else if (size == 0) {
-            size = rest_.n;  // the box extends to the end of its container
-        }
-        if (size > rest_.n && rest_.cut && rest_.n >= header) {
+        BoxHeader h;
+        if (const char *why = parse_box_header(rest_.p, rest_.n, rest_.n, &h))
+            return fail(why);
+        box->type = h.type;
+        if (h.size > rest_.n && rest_.cut && rest_.n >= h.bytes) {
             // Cut off by the end of the file: the box gets what there is.
-            box->payload = Span{rest_.p + header, rest_.n - header, true};
+            box->payload = Span{rest_.p + h.bytes, rest_.n - h.bytes, true};
             rest_ = Span{};
             return true;
         }
-        if (size < header || size > rest_.n)
-            return fail("box " + type_name(box->type) + " claims " + std::to_string(size) +
+        if (h.size < h.bytes || h.size > rest_.n)
+            return fail("box " + type_name(h.type) + " claims " + std::to_string(h.size) +
                         " bytes where " + std::to_string(rest_.n) + " remain");
-        box->payload = Span{rest_.p + header, static_cast<size_t>(size) - header};
-        rest_ = rest_.tail(static_cast<size_t>(size));
+        box->payload = Span{rest_.p + h.bytes, static_cast<size_t>(h.size) - h.bytes};
+        rest_ = rest_.tail(static_cast<size_t>(h.size));
         return true;
     }
 
@@ -435,6 +471,38 @@ struct TrackScan {
     bool hasEntry = false;
 };
 
+// The sample description ('stsd'): the type of its first sample entry, and
+// of an audio track's 'mp4a' entry its fields and decoder configuration.
+bool parse_stsd(Span b, bool audio, Mp4Track *t, TrackScan *scan, std::string *error)
+{
+    // version and flags, entry_count, then the sample entries.
+    if (b.n < 8) {
+        *error = "the 'stsd' box is too short";
+        return false;
+    }
+    BoxWalk entries(b.tail(8), error);
+    Box entry;
+    if (be32(b.p + 4) == 0 || !entries.next(&entry))
+        return true;
+    scan->hasEntry = true;
+    scan->entryType = entry.type;
+    return !audio || entry.type != fourcc("mp4a") || parse_mp4a(entry.payload, t, error);
+}
+
+// One of the tables that place an audio track's samples: sizes, chunks,
+// chunk offsets; other boxes are passed over.
+bool parse_sample_table(const Box &b, Mp4Track *t, std::string *error)
+{
+    switch (b.type) {
+    case fourcc("stsz"): return parse_stsz(b.payload, t, error);
+    case fourcc("stz2"): return parse_stz2(b.payload, t, error);
+    case fourcc("stsc"): return parse_stsc(b.payload, t, error);
+    case fourcc("stco"): return parse_chunk_offsets(b.payload, false, t, error);
+    case fourcc("co64"): return parse_chunk_offsets(b.payload, true, t, error);
+    default: return true;
+    }
+}
+
 // The sample tables of an audio track; of other tracks only the type of the
 // first sample entry, which names their codec.
 bool parse_stbl(Span stbl, Mp4Track *t, TrackScan *scan, std::string *error)
@@ -443,45 +511,11 @@ bool parse_stbl(Span stbl, Mp4Track *t, TrackScan *scan, std::string *error)
     BoxWalk walk(stbl, error);
     Box b;
     while (walk.next(&b)) {
-        if (!audio && b.type != fourcc("stsd"))
-            continue;
-        switch (b.type) {
-        case fourcc("stsd"): {
-            // version and flags, entry_count, then the sample entries.
-            if (b.payload.n < 8) {
-                *error = "the 'stsd' box is too short";
-                return false;
-            }
-            BoxWalk entries(b.payload.tail(8), error);
-            Box entry;
-            if (be32(b.payload.p + 4) > 0 && entries.next(&entry)) {
-                scan->hasEntry = true;
-                scan->entryType = entry.type;
-                if (audio && entry.type == fourcc("mp4a") && !parse_mp4a(entry.payload, t, error))
-                    return false;
-            }
-            break;
-        }
-        case fourcc("stsz"):
-            if (!parse_stsz(b.payload, t, error))
-                return false;
-            break;
-        case fourcc("stz2"):
-            if (!parse_stz2(b.payload, t, error))
-                return false;
-            break;
-        case fourcc("stsc"):
-            if (!parse_stsc(b.payload, t, error))
-                return false;
-            break;
-        case fourcc("stco"):
-        case fourcc("co64"):
-            if (!parse_chunk_offsets(b.payload, b.type == fourcc("co64"), t, error))
-                return false;
-            break;
-        default:
-            break;
-        }
+        const bool ok = b.type == fourcc("stsd") ? parse_stsd(b.payload, audio, t, scan, error)
+                        : audio                  ? parse_sample_table(b, t, error)
+                                                 : true;
+        if (!ok)
+            return false;
     }
     return error->empty();
 }
@@ -592,14 +626,24 @@ bool parse_edit_list(Span trak, Mp4Track *t, std::string *error)
     return true;
 }
 
+// track_ID of a track header ('tkhd'): after version and flags and the
+// creation and modification times (32 or, in version 1, 64 bits each); 0
+// when the box is too short.
+uint32_t track_id(Span tkhd)
+{
+    if (tkhd.n < 4)
+        return 0;
+    const size_t at = tkhd.p[0] == 1 ? 20 : 12;
+    return tkhd.n >= at + 4 ? be32(tkhd.p + at) : 0;
+}
+
+// A track: its header, media header and handler, edit list (audio tracks)
+// and sample tables.
 bool parse_trak(Span trak, Mp4Track *t, TrackScan *scan, std::string *error)
 {
     Box tkhd, mdia, mdhd, hdlr, minf, stbl;
-    if (find_child(trak, fourcc("tkhd"), &tkhd, error) && tkhd.payload.n >= 4) {
-        const size_t at = tkhd.payload.p[0] == 1 ? 20 : 12;  // after the two times
-        if (tkhd.payload.n >= at + 4)
-            t->trackId = be32(tkhd.payload.p + at);
-    }
+    if (find_child(trak, fourcc("tkhd"), &tkhd, error))
+        t->trackId = track_id(tkhd.payload);
     if (!error->empty())
         return false;
     if (!find_child(trak, fourcc("mdia"), &mdia, error))
@@ -651,17 +695,172 @@ std::string describe_skip(const Mp4Track &t, const TrackScan &scan)
 uint64_t cut_movie_bytes(ByteSource &source, uint64_t from, uint64_t end)
 {
     uint64_t at = from;
-    uint8_t head[8];
-    while (end - at >= 8 && source.read(at, head, 8)) {
-        const uint32_t type = be32(head + 4);
-        const uint64_t size = be32(head);
-        if (type == fourcc("mdat") || type == fourcc("moof") || size < 8)
+    BoxHeader h;
+    std::string ignored;
+    while (end - at >= 8 && read_box_header(source, at, end, &h, &ignored)) {
+        if (h.type == fourcc("mdat") || h.type == fourcc("moof") || h.toEnd || h.size < h.bytes)
             break;
-        if (size > end - at)
+        if (h.size > end - at)
             return end - from;
-        at += size;
+        at += h.size;
     }
     return at - from;
+}
+
+// The 'moov' box as read from the file.
+struct Movie {
+    std::vector<uint8_t> bytes;  // its payload
+    bool found = false;
+    bool cut = false;        // the box runs past the end of the file
+    bool fragments = false;  // the file has movie fragments ('moof', 'mvex')
+};
+
+// The payload of the 'moov' box at offset (header h). A 'moov' box that runs
+// past the end of the file (a cut-off download, an overstated size) gives
+// what there is of it.
+bool read_movie(ByteSource &source, uint64_t offset, const BoxHeader &h, Movie *movie,
+                std::string *error)
+{
+    const uint64_t end = source.size();
+    const bool complete = h.size <= end - offset;
+    const uint64_t have =
+        complete ? h.size : h.bytes + cut_movie_bytes(source, offset + h.bytes, end);
+    if (have - h.bytes > kMaxMovieBytes) {
+        *error = "the 'moov' box is larger than " + std::to_string(kMaxMovieBytes >> 20) + " MiB";
+        return false;
+    }
+    movie->cut = !complete;
+    movie->bytes.resize(static_cast<size_t>(have - h.bytes));
+    if (!source.read(offset + h.bytes, movie->bytes.data(), movie->bytes.size())) {
+        *error = "read error";
+        return false;
+    }
+    movie->found = true;
+    return true;
+}
+
+// The top-level boxes, read from the source one header at a time so that
+// the media data is never loaded whole: the first 'moov' box, and whether
+// there are movie fragments.
+bool find_movie(ByteSource &source, Movie *movie, std::string *error)
+{
+    const uint64_t end = source.size();
+    uint64_t offset = 0;
+    while (end - offset >= 8) {
+        BoxHeader h;
+        if (!read_box_header(source, offset, end, &h, error))
+            return false;
+        if (h.size < h.bytes) {
+            *error = "box " + type_name(h.type) + " at byte " + std::to_string(offset) +
+                     " has an impossible size of " + std::to_string(h.size) + " bytes";
+            return false;
+        }
+        if (h.type == fourcc("moov") && !movie->found && !read_movie(source, offset, h, movie, error))
+            return false;
+        if (h.type == fourcc("moof"))
+            movie->fragments = true;
+        if (h.size > end - offset)
+            break;  // e.g. a cut-off 'mdat': its samples are checked one by one
+        offset += h.size;
+    }
+    if (!movie->found) {
+        *error = "no 'moov' box: the file is not a complete MP4 file";
+        return false;
+    }
+    return true;
+}
+
+// What the walk of the 'moov' box found besides the chosen track.
+struct MovieScan {
+    uint32_t tracks = 0;
+    bool found = false;  // an AAC track was chosen
+    uint32_t movieTimescale = 0;
+    Mp4ItunSmpb smpb;
+};
+
+// One 'trak' box: chosen when it is the first AAC audio track, else passed
+// over with a line in *skipped (tracks after the chosen one are counted only).
+bool scan_track(Span trak, MovieScan *scan, Mp4Track *track, std::vector<std::string> *skipped,
+                std::string *error)
+{
+    scan->tracks++;
+    if (scan->found)
+        return true;
+    Mp4Track t;
+    t.number = scan->tracks;
+    TrackScan kind;
+    if (!parse_trak(trak, &t, &kind, error)) {
+        *error = "track " + std::to_string(t.number) + ": " + *error;
+        return false;
+    }
+    if (kind.handler == fourcc("soun") && kind.entryType == fourcc("mp4a") &&
+        is_aac_indication(t.objectTypeIndication)) {
+        *track = std::move(t);
+        scan->found = true;
+    } else {
+        skipped->push_back(describe_skip(t, kind));
+    }
+    return true;
+}
+
+// The boxes of 'moov': the movie header, metadata and tracks. False when a
+// track is refused; a walk stopped by a damaged box leaves its message in
+// *error and returns true.
+bool scan_movie(Movie *movie, MovieScan *scan, Mp4Track *track, std::vector<std::string> *skipped,
+                std::string *error)
+{
+    BoxWalk walk(Span{movie->bytes.data(), movie->bytes.size(), movie->cut}, error);
+    Box b;
+    while (walk.next(&b)) {
+        if (b.type == fourcc("mvex"))
+            movie->fragments = true;
+        if (b.type == fourcc("mvhd"))
+            scan->movieTimescale = header_timescale(b.payload);
+        if (b.type == fourcc("udta") || b.type == fourcc("meta"))
+            find_itun_smpb(b, &scan->smpb);
+        if (b.type == fourcc("trak") && !scan_track(b.payload, scan, track, skipped, error))
+            return false;
+    }
+    return true;
+}
+
+// A walk stopped by damage, or a chosen track whose tables the end of the
+// file cut off, in words.
+void explain_scan_failure(const Movie &movie, const Mp4Track &track, std::string *error)
+{
+    if (movie.cut && error->empty())
+        *error = "track " + std::to_string(track.number) +
+                 ": the sample tables are cut off by the end of the file";
+    else if (movie.cut)
+        *error += " (the 'moov' box is cut off by the end of the file)";
+}
+
+// No AAC track among the tracks passed over, in words.
+std::string no_aac_track(const MovieScan &scan, const std::vector<std::string> &skipped)
+{
+    std::string what = scan.tracks == 0 ? "the file has no tracks" : "";
+    for (const std::string &s : skipped)
+        what += (what.empty() ? "" : "; ") + s;
+    return "MP4 file without an AAC audio track (" + what + "); fxaac decodes AAC";
+}
+
+// What the chosen track needs before its samples can be walked.
+bool check_track(const Mp4Track &track, bool fragments, std::string *error)
+{
+    const std::string name = "track " + std::to_string(track.number) + ": ";
+    if (track.audioSpecificConfig.empty()) {
+        *error = name + "the AAC track has no AudioSpecificConfig (decoder specific info)";
+        return false;
+    }
+    if (track.sampleCount == 0 && fragments) {
+        *error = name + "fragmented MP4 (movie fragments) is not supported";
+        return false;
+    }
+    if (track.sampleCount > 0 && (track.chunkRuns.empty() || track.chunkOffsets.empty())) {
+        *error = name + "the sample-to-chunk or chunk offset table is missing";
+        return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -684,245 +883,26 @@ bool mp4_find_aac_track(ByteSource &source, Mp4Track *track, std::vector<std::st
                         std::string *error)
 {
     error->clear();
-    const uint64_t end = source.size();
-    uint64_t offset = 0;
-    std::vector<uint8_t> movie;
-    bool haveMovie = false;
-    bool movieCut = false;
-    bool fragments = false;
-    // Top level: the boxes are read from the source one header at a time, so
-    // that the media data is never loaded whole.
-    while (end - offset >= 8) {
-        uint8_t head[16];
-        if (!source.read(offset, head, 8)) {
-            *error = "read error";
-            return false;
-        }
-        uint64_t size = be32(head);
-        const uint32_t type = be32(head + 4);
-        uint64_t header = 8;
-        if (size == 1) {
-            if (end - offset < 16 || !source.read(offset + 8, head + 8, 8)) {
-                *error = "a 64-bit box header is cut off at byte " + std::to_string(offset);
-                return false;
-            }
-            size = be64(head + 8);
-            header = 16;
-        } else if (size == 0) {
-            size = end - offset;
-        }
-        if (size < header) {
-            *error = "box " + type_name(type) + " at byte " + std::to_string(offset) +
-                     " has an impossible size of " + std::to_string(size) + " bytes";
-            return false;
-        }
-        const bool complete = size <= end - offset;
-        if (type == fourcc("moov") && !haveMovie) {
-            // A 'moov' box that runs past the end of the file (a cut-off
-            // download, an overstated size) gives what there is of it.
-            const uint64_t have =
-                complete ? size : header + cut_movie_bytes(source, offset + header, end);
-            if (have - header > kMaxMovieBytes) {
-                *error = "the 'moov' box is larger than " + std::to_string(kMaxMovieBytes >> 20) +
-                         " MiB";
-                return false;
-            }
-            movieCut = !complete;
-            movie.resize(static_cast<size_t>(have - header));
-            if (!source.read(offset + header, movie.data(), movie.size())) {
-                *error = "read error";
-                return false;
-            }
-            haveMovie = true;
-        } else if (type == fourcc("moof")) {
-            fragments = true;
-        }
-        if (!complete)
-            break;  // e.g. a cut-off 'mdat': its samples are checked one by one
-        offset += size;
-    }
-    if (!haveMovie) {
-        *error = "no 'moov' box: the file is not a complete MP4 file";
+    Movie movie;
+    if (!find_movie(source, &movie, error))
+        return false;
+    MovieScan scan;
+    if (!scan_movie(&movie, &scan, track, skipped, error))
+        return false;
+    if (!error->empty() || (scan.found && movie.cut && (track->chunkRuns.empty() ||
+                                                track->chunkOffsets.empty()))) {
+        explain_scan_failure(movie, *track, error);
         return false;
     }
-
-    const Span moov{movie.data(), movie.size(), movieCut};
-    BoxWalk walk(moov, error);
-    Box b;
-    uint32_t count = 0;
-    bool found = false;
-    uint32_t movieTimescale = 0;
-    Mp4ItunSmpb smpb;
-    while (walk.next(&b)) {
-        if (b.type == fourcc("mvex"))
-            fragments = true;
-        if (b.type == fourcc("mvhd"))
-            movieTimescale = header_timescale(b.payload);
-        if (b.type == fourcc("udta") || b.type == fourcc("meta"))
-            find_itun_smpb(b, &smpb);
-        if (b.type != fourcc("trak"))
-            continue;
-        count++;
-        if (found)
-            continue;
-        Mp4Track t;
-        t.number = count;
-        TrackScan scan;
-        if (!parse_trak(b.payload, &t, &scan, error)) {
-            *error = "track " + std::to_string(count) + ": " + *error;
-            return false;
-        }
-        if (scan.handler == fourcc("soun") && scan.entryType == fourcc("mp4a") &&
-            is_aac_indication(t.objectTypeIndication)) {
-            *track = std::move(t);
-            found = true;
-        } else {
-            skipped->push_back(describe_skip(t, scan));
-        }
-    }
-    if (!error->empty() || (found && movieCut && (track->chunkRuns.empty() ||
-                                                  track->chunkOffsets.empty()))) {
-        if (movieCut && error->empty())
-            *error = "track " + std::to_string(track->number) +
-                     ": the sample tables are cut off by the end of the file";
-        else if (movieCut)
-            *error += " (the 'moov' box is cut off by the end of the file)";
+    if (!scan.found) {
+        *error = no_aac_track(scan, *skipped);
         return false;
     }
-    if (!found) {
-        std::string what = count == 0 ? "the file has no tracks" : "";
-        for (const std::string &s : *skipped)
-            what += (what.empty() ? "" : "; ") + s;
-        *error = "MP4 file without an AAC audio track (" + what + "); fxaac decodes AAC";
-        return false;
-    }
-    track->trackCount = count;
-    track->movieTimescale = movieTimescale;
-    track->itunSmpb = smpb;
-    track->movieCut = movieCut;
-    const std::string name = "track " + std::to_string(track->number) + ": ";
-    if (track->audioSpecificConfig.empty()) {
-        *error = name + "the AAC track has no AudioSpecificConfig (decoder specific info)";
-        return false;
-    }
-    if (track->sampleCount == 0 && fragments) {
-        *error = name + "fragmented MP4 (movie fragments) is not supported";
-        return false;
-    }
-    if (track->sampleCount > 0 && (track->chunkRuns.empty() || track->chunkOffsets.empty())) {
-        *error = name + "the sample-to-chunk or chunk offset table is missing";
-        return false;
-    }
-    return true;
-}
-
-namespace {
-
-// value * rate / timescale rounded to the nearest; UINT64_MAX when it does
-// not fit.
-uint64_t rescale(uint64_t value, uint32_t rate, uint32_t timescale)
-{
-    if (rate == timescale)
-        return value;
-    const uint64_t whole = value / timescale, rest = value % timescale;
-    if (whole > UINT64_MAX / rate)
-        return UINT64_MAX;
-    // rest * rate < 2^64 as both are below 2^32.
-    const uint64_t part = (rest * rate + timescale / 2) / timescale;
-    return whole * rate > UINT64_MAX - part ? UINT64_MAX : whole * rate + part;
-}
-
-// The span of the track that its edit list presents, in samples. The first
-// non-empty edit gives the start; the durations of the non-empty edits add
-// up (exact when they are contiguous, the only form written for audio).
-// Empty edits (media time -1, a pause before the track) are left out.
-struct EditSpan {
-    bool usable = false;
-    uint64_t start = 0;
-    uint64_t length = 0;  // 0: to the end of the track
-    uint32_t empty = 0;   // empty edits passed over
-    int64_t badTime = 0;  // a media time below -1, which makes the list unusable
-};
-
-EditSpan edit_span(const Mp4Track &t, uint32_t rate)
-{
-    EditSpan span;
-    if (!t.hasEditList || t.timescale == 0 || t.movieTimescale == 0 || rate == 0)
-        return span;
-    bool first = true;
-    uint64_t duration = 0;
-    for (const Mp4Edit &e : t.edits) {
-        if (e.mediaTime == -1) {
-            span.empty++;
-            continue;
-        }
-        if (e.mediaTime < 0) {
-            span.badTime = e.mediaTime;
-            return span;
-        }
-        if (first)
-            span.start = rescale(static_cast<uint64_t>(e.mediaTime), rate, t.timescale);
-        first = false;
-        duration = duration > UINT64_MAX - e.segmentDuration ? UINT64_MAX
-                                                             : duration + e.segmentDuration;
-    }
-    span.usable = !first;
-    span.length = rescale(duration, rate, t.movieTimescale);
-    return span;
-}
-
-}  // namespace
-
-Mp4Trim mp4_trim(const Mp4Track &t, int32_t sampleRate, uint32_t frameLength)
-{
-    Mp4Trim trim;
-    const uint32_t rate = sampleRate > 0 ? static_cast<uint32_t>(sampleRate) : 0;
-    if (frameLength == 0)
-        return trim;
-    uint64_t firstKept = 0;  // start of the first access unit kept
-    const EditSpan span = edit_span(t, rate);
-    if (span.usable) {
-        trim.fromEditList = true;
-        trim.skip = span.start;
-        firstKept = span.start / frameLength * frameLength;
-        // The access units that [start, start + length) overlaps.
-        if (span.length != 0 && span.start < UINT64_MAX - frameLength - span.length)
-            trim.end = (span.start + span.length + frameLength - 1) / frameLength * frameLength;
-    }
-    const Mp4ItunSmpb &tag = t.itunSmpb;
-    if (tag.present && tag.priming > 0 && tag.priming <= kMaxItunPriming) {
-        trim.fromItunSmpb = true;
-        trim.skip = std::max<uint64_t>(tag.priming, firstKept);
-    }
-    return trim;
-}
-
-std::string mp4_edit_list_text(const Mp4Track &t, int32_t sampleRate)
-{
-    if (!t.hasEditList)
-        return "";
-    const EditSpan span = edit_span(t, sampleRate > 0 ? static_cast<uint32_t>(sampleRate) : 0);
-    const size_t n = t.edits.size();
-    std::string s = std::to_string(n) + (n == 1 ? " edit" : " edits");
-    if (span.empty > 0)
-        s += " (" + std::to_string(span.empty) + " empty, not applied)";
-    if (span.badTime != 0)
-        return s + ", a media time of " + std::to_string(span.badTime) + ": not applied";
-    if (!span.usable)
-        return s + (n == span.empty ? ", nothing to apply" : ", no timescale: not applied");
-    return s + ": from sample " + std::to_string(span.start) + ", " +
-           (span.length == 0 ? std::string("to the end")
-                             : std::to_string(span.length) + " samples long");
-}
-
-std::string mp4_itun_smpb_text(const Mp4Track &t)
-{
-    const Mp4ItunSmpb &tag = t.itunSmpb;
-    if (!tag.present)
-        return "";
-    return "priming " + std::to_string(tag.priming) + ", padding " + std::to_string(tag.padding) +
-           ", length " + std::to_string(tag.length) + " samples" +
-           (tag.priming > kMaxItunPriming ? " (priming out of range: not applied)" : "");
+    track->trackCount = scan.tracks;
+    track->movieTimescale = scan.movieTimescale;
+    track->itunSmpb = scan.smpb;
+    track->movieCut = movie.cut;
+    return check_track(*track, movie.fragments, error);
 }
 
 bool Mp4SampleCursor::next(Mp4Sample *sample)

@@ -2,7 +2,8 @@
 // MP4 file format (ISO/IEC 14496-14) to find the first AAC audio track of a
 // file and walk its access units. Everything read from the file is treated as
 // untrusted: every box, descriptor and table is checked against the bytes
-// that contain it before it is used.
+// that contain it before it is used. The gapless span (mp4_trim and the
+// texts) is computed in mp4_gapless.cpp.
 #ifndef FXAAC_CLI_MP4_H
 #define FXAAC_CLI_MP4_H
 

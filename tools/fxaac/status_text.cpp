@@ -81,3 +81,34 @@ const char *fxaac_object_type_name(int32_t aot)
     default: return nullptr;
     }
 }
+
+namespace {
+
+std::string object_type_words(int32_t aot)
+{
+    const char *name = fxaac_object_type_name(aot);
+    return "audio object type " + std::to_string(aot) + (name ? std::string(" (") + name + ")" : "");
+}
+
+// ADTS channel_configuration (ISO/IEC 14496-3 1.6.3.4) in words.
+std::string channel_words(int config)
+{
+    static const char *const names[8] = {"channels given by a program configuration",
+                                         "1 channel", "2 channels", "3 channels", "4 channels",
+                                         "5 channels", "5.1 channels", "7.1 channels"};
+    return names[config & 7];
+}
+
+}  // namespace
+
+std::string fxaac_unsupported_type_text(int32_t aot)
+{
+    return object_type_words(aot) +
+           " is not supported: fxaac decodes AAC LC (audio object types 2 and 17) only";
+}
+
+std::string fxaac_too_many_channels_text(int config)
+{
+    return channel_words(config) + " (channel configuration " + std::to_string(config) +
+           "): fxaac decodes mono and stereo only";
+}

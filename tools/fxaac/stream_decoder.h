@@ -1,9 +1,10 @@
-// Runs the decoder over a whole input: recognises the input kind, decodes the
-// header, feeds the frames through the bounded frame call and hands every
-// frame's samples to a sink. Damaged frames of ADTS streams and MP4 files are
-// skipped, counted and (unless turned off) concealed, so that the output
-// keeps the stream's duration; other raw data block streams have no way to
-// find the next block and stop at the first damaged one.
+// Runs the decoder over a whole input: recognises the input kind and hands
+// the input to the source for it (ADTS and raw data blocks, LATM/LOAS, MP4),
+// which decodes the header, feeds the frames through the bounded frame calls
+// and hands every frame's samples to a sink. Damaged frames of ADTS, LATM and
+// MP4 streams are skipped, counted and (unless turned off) concealed, so that
+// the output keeps the stream's duration; other raw data block streams have
+// no way to find the next block and stop at the first damaged one.
 #ifndef FXAAC_CLI_STREAM_DECODER_H
 #define FXAAC_CLI_STREAM_DECODER_H
 
@@ -12,42 +13,10 @@
 #include <string>
 #include <vector>
 
+#include "pcm_sink.h"
+#include "probe.h"
+
 namespace fxaac_cli {
-
-enum class InputKind { Unknown, Adts, Adif, Asc, MarkedAsc, Mp4, Raw, Latm };
-
-const char *input_kind_name(InputKind kind);
-
-// The kind of input that the first bytes announce (Unknown: none of the
-// recognisable ones; such input is tried as an AudioSpecificConfig).
-InputKind detect_input_kind(const uint8_t *data, size_t n);
-
-// Offset of the first ADTS header that the next one confirms (same fixed
-// header, its frame length leading to the next sync word), or of a lone
-// header whose frame ends exactly at the end of the data when atEnd; n when
-// there is none.
-size_t find_adts_start(const uint8_t *data, size_t n, bool atEnd);
-
-// What a file that fxaac does not decode looks like ("an MP3 file", "a WAV
-// file", ...), from its first bytes; nullptr when it looks like none of them.
-// afterId3: the bytes follow an ID3v2 tag (which MP3 files begin with).
-const char *foreign_format(const uint8_t *data, size_t n, bool afterId3);
-
-// Bytes of metadata tags at the end of data (ID3v1, APEv2, Lyrics3 v1 and
-// v2, appended ID3v2), in any order and number; 0 when it ends otherwise.
-size_t trailing_tag_bytes(const uint8_t *data, size_t n);
-
-// A LOAS sync word and length at the start that lead to the next sync word
-// (or to the end of the data).
-bool looks_like_loas(const uint8_t *data, size_t n);
-
-// Where a LOAS stream that does not start on a sync word (one cut anywhere)
-// begins in data[0, n): the first of three elements that lead from one to
-// the next; n when there is none.
-size_t loas_start(const uint8_t *data, size_t n);
-
-// Audio object type of an AudioSpecificConfig (0 when it is cut off).
-int32_t asc_object_type(const uint8_t *data, size_t n);
 
 struct DecodeOptions {
     bool raw = false;      // headerless raw data blocks
@@ -58,15 +27,6 @@ struct DecodeOptions {
     bool progress = false; // progress bar on standard error
     bool conceal = true;   // a frame of concealment for each damaged or missing frame
     bool trim = true;      // MP4: drop the priming and padding that the file marks
-};
-
-class PcmSink {
-public:
-    virtual ~PcmSink() = default;
-    // Called once, before the first samples (or at the end when there are none).
-    virtual bool begin(int32_t rate, int32_t channels) = 0;
-    virtual bool write(const void *samples, int32_t count) = 0;
-    virtual std::string error() const = 0;
 };
 
 struct DecodeReport {

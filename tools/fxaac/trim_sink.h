@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "stream_decoder.h"
+#include "pcm_sink.h"
 
 namespace fxaac_cli {
 

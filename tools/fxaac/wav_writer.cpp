@@ -122,4 +122,56 @@ bool WavWriter::finish()
     return true;
 }
 
+WavSink::~WavSink()
+{
+    if (file_ != nullptr && file_ != stdout)
+        std::fclose(file_);
+}
+
+bool WavSink::begin(int32_t rate, int32_t channels)
+{
+    if (path_ == "-") {
+        file_ = stdout;
+    } else {
+        file_ = std::fopen(path_.c_str(), "wb");
+        if (file_ == nullptr) {
+            error_ = "cannot create '" + path_ + "': " + std::strerror(errno);
+            return false;
+        }
+    }
+    if (file_ == nullptr) {
+        error_ = "standard output is closed";
+        return false;
+    }
+    writer_.reset(new WavWriter(file_, bits_));
+    return check(writer_->begin(rate, channels));
+}
+
+bool WavSink::write(const void *samples, int32_t count)
+{
+    return check(writer_->write(samples, count));
+}
+
+bool WavSink::finish()
+{
+    if (!writer_)
+        return true;
+    bool ok = check(writer_->finish());
+    if (file_ != stdout) {
+        if (std::fclose(file_) != 0 && ok) {
+            error_ = "cannot close '" + path_ + "': " + std::strerror(errno);
+            ok = false;
+        }
+        file_ = nullptr;
+    }
+    return ok;
+}
+
+bool WavSink::check(bool ok)
+{
+    if (!ok)
+        error_ = (path_ == "-" ? "standard output" : "'" + path_ + "'") + ": " + writer_->error();
+    return ok;
+}
+
 }  // namespace fxaac_cli

@@ -1,14 +1,18 @@
 // RIFF/WAVE output: a 44-byte PCM header, then little-endian samples of 16 or
 // 24 bits. The sizes in the header are only known at the end: a seekable
 // output gets them written over the header then; a pipe keeps the largest
-// values, which readers take as "up to the end of the stream".
+// values, which readers take as "up to the end of the stream". WavSink puts
+// the writer behind the decoding run's sink interface.
 #ifndef FXAAC_CLI_WAV_WRITER_H
 #define FXAAC_CLI_WAV_WRITER_H
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "pcm_sink.h"
 
 namespace fxaac_cli {
 
@@ -47,6 +51,30 @@ private:
     bool sizesWritten_ = false;
     uint64_t dataBytes_ = 0;
     std::vector<uint8_t> bytes_;
+    std::string error_;
+};
+
+// A WAV file (or standard output, path "-") as the sink of a decoding run.
+// The file is created only when the first samples are due, so a refused
+// input leaves no output behind.
+class WavSink final : public PcmSink {
+public:
+    // bits: 16 or 24, as for WavWriter.
+    WavSink(std::string path, int bits) : path_(std::move(path)), bits_(bits) {}
+    ~WavSink() override;
+
+    bool begin(int32_t rate, int32_t channels) override;
+    bool write(const void *samples, int32_t count) override;
+    // Completes the file (see WavWriter::finish) and closes it.
+    bool finish();
+    std::string error() const override { return error_; }
+
+private:
+    bool check(bool ok);
+    std::string path_;
+    int bits_;
+    FILE *file_ = nullptr;
+    std::unique_ptr<WavWriter> writer_;
     std::string error_;
 };
 
