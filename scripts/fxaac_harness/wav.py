@@ -84,11 +84,6 @@ class Wav:
         p = self.pcm
         return [int.from_bytes(p[i:i + 3], 'little', signed=True) for i in range(0, len(p) - 2, 3)]
 
-    def channel_samples(self, channels):
-        """16-bit samples as one list per channel, the first `channels` of the file's."""
-        s = self.samples16()
-        return [list(s[c::self.channels]) for c in range(channels)]
-
 
 def write_wav16(path, rate, chans):
     """A 16-bit WAV file of per-channel sample lists in [-1, 1] (values beyond are clipped)."""
