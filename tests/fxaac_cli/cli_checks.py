@@ -27,13 +27,14 @@ import pathlib
 import random
 import shutil
 import struct
-import subprocess
 import sys
 import tempfile
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 from fxaac_test_common import (Box, Checks, Runner, Wav, largest_difference,  # noqa: E402
-                               parse_boxes, parse_info, read_manifest, write_boxes)
+                               parse_boxes, parse_info, read_manifest, reference, write_boxes)
+from fxaac_harness.adts import frame_spans, header_size, set_frame_length  # noqa: E402
+from fxaac_harness.bits import prepend_bits  # noqa: E402
 
 SKIP = 77
 FRAME = 1024
@@ -141,18 +142,6 @@ def group_vectors(ctx):
 
 # ---- errors ----------------------------------------------------------------------------------
 
-def adts_frames(data):
-    """(offset, length) of each ADTS frame of a stream."""
-    frames, pos = [], 0
-    while pos + 7 <= len(data):
-        if data[pos] != 0xff or data[pos + 1] & 0xf0 != 0xf0:
-            raise ValueError(f'no ADTS frame at byte {pos}')
-        length = (data[pos + 3] & 3) << 11 | data[pos + 4] << 3 | data[pos + 5] >> 5
-        frames.append((pos, length))
-        pos += length
-    return frames
-
-
 def expect_error(ctx, name, cmd, needle, rc_wanted=1, stdin=None):
     rc, out, err = ctx.fx(*cmd, stdin=stdin)
     p = []
@@ -190,7 +179,7 @@ def group_errors(ctx):
     ctx.checks.case('refused input leaves no output', ['g.wav was created'] if (w / 'g.wav').exists() else [])
     # Every ADTS header made to say profile Main.
     main = bytearray(adts)
-    for pos, _ in adts_frames(adts):
+    for pos, _ in frame_spans(main, strict=True):
         main[pos + 2] &= 0x3f
     (w / 'main.aac').write_bytes(bytes(main))
     expect_error(ctx, 'AAC Main refused', ['info', w / 'main.aac'],
@@ -228,12 +217,12 @@ def pcm_frames(pcm, chn):
 def group_damaged(ctx):
     base = pathlib.Path(ctx.vectors[0].path).parent
     clean = (base / 'castanets_44k_s.aac').read_bytes()
-    frames = adts_frames(clean)
+    frames = frame_spans(clean, strict=True)
     rc, ref, _ = ctx.decode_pcm(base / 'castanets_44k_s.aac')
     ref = pcm_frames(ref.pcm, 2)
 
     def header_bytes(pos):
-        return 7 if clean[pos + 1] & 1 else 9
+        return header_size(clean, pos)
 
     # Frames 10 and 40 start with a coupling channel element (not decodable); frame 60 gets an
     # impossible length field; 777 zero bytes go before frame 70; the last frame is cut in half.
@@ -244,9 +233,7 @@ def group_damaged(ctx):
             h = header_bytes(pos)
             f[h] = (f[h] & 0x1f) | (2 << 5)
         if i == 60:
-            f[3] &= 0xfc
-            f[4] = 0
-            f[5] = (f[5] & 0x1f) | (5 << 5)  # aac_frame_length 5, shorter than the header
+            set_frame_length(f, 5)  # shorter than the header
         if i == 70:
             bad += bytes(777)
         if i == len(frames) - 1:
@@ -323,10 +310,7 @@ def group_damaged(ctx):
 # ---- m4a -------------------------------------------------------------------------------------
 
 def ffmpeg(ctx, *args):
-    r = subprocess.run([ctx.ffmpeg, '-nostdin', '-hide_banner', '-loglevel', 'error', '-y'] +
-                       [str(a) for a in args], stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-    if r.returncode:
-        raise RuntimeError('ffmpeg: ' + r.stdout.decode(errors='replace').strip()[-300:])
+    reference.run_ffmpeg(*args, ffmpeg=ctx.ffmpeg)
 
 
 def to_co64_large(data):
@@ -479,34 +463,16 @@ def group_m4a(ctx):
 
 # ---- realfiles -------------------------------------------------------------------------------
 
-def adts_stream_frames(data):
-    """(offset, length) of the ADTS frames of a clean stream, stopping at anything else."""
-    frames, pos = [], 0
-    while pos + 7 <= len(data) and data[pos] == 0xff and data[pos + 1] & 0xf6 == 0xf0:
-        length = (data[pos + 3] & 3) << 11 | data[pos + 4] << 3 | data[pos + 5] >> 5
-        frames.append((pos, length))
-        pos += length
-    return frames
-
-
 def with_leading_fil(data, extension_type):
     """Every frame of a clean one-block ADTS stream with a fill element in front of its first
     element: 4 bits count 2, then extension_type and 12 zero bits (ISO/IEC 14496-3 4.4.2.7)."""
     out = bytearray()
-    for pos, length in adts_stream_frames(data):
-        head = 7 if data[pos + 1] & 1 else 9
-        body = int.from_bytes(data[pos + head:pos + length], 'big')
-        bits = 8 * (length - head)
+    for pos, length in frame_spans(data):
+        head = header_size(data, pos)
         fil = (6 << 20) | (2 << 16) | (extension_type << 12)    # id, count, payload
-        value = (fil << bits) | body
-        total = bits + 23
-        nbytes = (total + 7) // 8
-        block = (value << (8 * nbytes - total)).to_bytes(nbytes, 'big')
+        block = prepend_bits(data[pos + head:pos + length], fil, 23)
         h = bytearray(data[pos:pos + head])
-        n = head + len(block)
-        h[3] = (h[3] & 0xfc) | (n >> 11)
-        h[4] = (n >> 3) & 0xff
-        h[5] = (h[5] & 0x1f) | ((n & 7) << 5)
+        set_frame_length(h, head + len(block))
         out += h + block
     return bytes(out)
 
@@ -520,20 +486,14 @@ class Reference:
         self.rows = []
 
     def ffmpeg_pcm(self, path):
-        r = subprocess.run([self.ctx.ffmpeg, '-nostdin', '-v', 'quiet', '-i', str(path),
-                            '-f', 's16le', '-'], stdout=subprocess.PIPE)
-        return r.stdout
+        return reference.ffmpeg_pcm(path, ffmpeg=self.ctx.ffmpeg, check=False)
 
     def faad_pcm(self, path):
         if not self.faad:
             return None
-        out = self.ctx.work / 'faad.wav'
-        r = subprocess.run([self.faad, '-q', '-o', str(out), str(path)], stdout=subprocess.PIPE,
-                           stderr=subprocess.PIPE)
-        try:
-            return Wav(out.read_bytes()).pcm if r.returncode == 0 and out.exists() else None
-        except ValueError:
-            return None
+        out = self.ctx.work / 'faad.raw'
+        out.unlink(missing_ok=True)
+        return reference.faad_pcm(path, out, faad=self.faad, check=False)
 
     def row(self, case, rc, ff, fx, chn, diff, faad=''):
         self.rows.append((case, rc, len(ff) // (2 * chn) if ff is not None else '-',
@@ -564,7 +524,7 @@ def group_realfiles(ctx):
            '-af', 'volume=0.5', src)
     ffmpeg(ctx, '-i', src, '-c:a', 'aac', '-b:a', '128k', w / 'x.aac')
     clean = (w / 'x.aac').read_bytes()
-    frames = adts_stream_frames(clean)
+    frames = frame_spans(clean)
     clean_ff = ref.ffmpeg_pcm(w / 'x.aac')
     step = FRAME * 4
 
@@ -823,17 +783,6 @@ def edit_gapless(data, edits=None, version=0, drop_edits=False, smpb=None):
     return write_boxes(boxes)
 
 
-def channel_samples(w, channels):
-    """16-bit samples of a WAV file as one list per channel (faad writes mono as two channels)."""
-    s = struct.unpack(f'<{len(w.pcm) // 2}h', w.pcm)
-    return [list(s[c::w.channels]) for c in range(channels)]
-
-
-def largest_channel_difference(a, b, channels):
-    ca, cb = channel_samples(a, channels), channel_samples(b, channels)
-    return max((abs(x - y) for c in range(channels) for x, y in zip(ca[c], cb[c])), default=0)
-
-
 def group_gapless(ctx):
     """Gapless M4A files made by ffmpeg, and variants with edited edit lists and iTunSMPB tags:
     fxaac gives exactly ffmpeg's sample count (its float decoder's samples within a few 16-bit
@@ -871,27 +820,23 @@ def group_gapless(ctx):
     print(f"{'case':34} {'ffmpeg':>8} {'fxaac':>8} {'faad':>8} {'vs ffmpeg':>8} {'vs faad':>9}")
     for name, (path, chn) in made.items():
         p = []
-        wav = w / 'ffmpeg.wav'
-        ffmpeg(ctx, '-i', path, '-f', 'wav', wav)
-        ref = Wav(wav.read_bytes())
+        ref = reference.ffmpeg_pcm(path, ffmpeg=ctx.ffmpeg)
         rc, got, err = ctx.decode_pcm(path)
         if rc != 0 or got is None:
             ctx.checks.case(name, [f'exit {rc}: {err.strip()}'])
             continue
-        n_ref, n_got = len(ref.pcm) // (2 * chn), len(got.pcm) // (2 * chn)
-        worst = largest_channel_difference(got, ref, chn)
+        n_ref, n_got = len(ref) // (2 * chn), len(got.pcm) // (2 * chn)
+        worst = largest_difference(got.pcm, ref)
         if n_got != n_ref:
             p.append(f'{n_got} samples, ffmpeg {n_ref}')
         if worst > worst_allowed:
             p.append(f'differs from ffmpeg by {worst} 16-bit steps')
         n_faad, worst_faad = '-', '-'
         if faad:
-            subprocess.run([faad, '-q', '-o', w / 'faad.wav', path], stdout=subprocess.DEVNULL,
-                           stderr=subprocess.DEVNULL)
-            fw = Wav((w / 'faad.wav').read_bytes())
-            n_faad = len(fw.pcm) // (2 * fw.channels)
+            fw = reference.faad_pcm(path, w / 'faad.raw', channels=chn, faad=faad)
+            n_faad = len(fw) // (2 * chn)
             if n_faad == n_got:  # faad's samples line up with ours only then
-                worst_faad = largest_channel_difference(got, fw, chn)
+                worst_faad = largest_difference(got.pcm, fw)
         print(f'{name:34} {n_ref:8} {n_got:8} {n_faad:>8} {worst:8} {worst_faad:>9}')
         # 24-bit output keeps the same span; --no-trim keeps every frame, the span inside it.
         rc24, w24, _ = ctx.decode_pcm(path, '--format', 's24')
@@ -915,8 +860,7 @@ def group_gapless(ctx):
 
     # A movie box whose size overstates the file, and one cut off after its sample tables:
     # decoded whole, with a warning and exit status 0.
-    ffmpeg(ctx, '-i', base, '-f', 'wav', w / 'ffmpeg.wav')
-    ref = Wav((w / 'ffmpeg.wav').read_bytes())
+    ref = reference.ffmpeg_pcm(base, ffmpeg=ctx.ffmpeg)
     moov = data.index(b'moov') - 4
     size = struct.unpack('>I', data[moov:moov + 4])[0]
     udta = data.index(b'udta') - 4
@@ -926,8 +870,8 @@ def group_gapless(ctx):
         (w / 'past.m4a').write_bytes(variant)
         rc, out, err = ctx.fx('decode', w / 'past.m4a', '-o', '-')
         got = Wav(out) if out else None
-        p = [] if rc == 0 and got is not None and len(got.pcm) == len(ref.pcm) else [
-            f'exit {rc}, {len(got.pcm) // 2 if got else 0} samples for {len(ref.pcm) // 2}']
+        p = [] if rc == 0 and got is not None and len(got.pcm) == len(ref) else [
+            f'exit {rc}, {len(got.pcm) // 2 if got else 0} samples for {len(ref) // 2}']
         if "the 'moov' box runs past the end of the file" not in err:
             p.append(f'message {err.strip()!r}')
         ctx.checks.case(name, p)

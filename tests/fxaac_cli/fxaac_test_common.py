@@ -1,11 +1,19 @@
 """Helpers shared by the end-to-end checks of the fxaac command: running programs (through an
-emulator in cross builds), reading the test vector manifest and WAV files, and a minimal
-ISO base media file walker for making variants of MP4 files."""
+emulator in cross builds), a tally of cases, and a minimal ISO base media file walker for
+making variants of MP4 files. The test vector manifest, WAV files, ADTS frames, reference
+decoders and sample comparison come from scripts/fxaac_harness (re-exported here)."""
 
 import pathlib
 import shlex
 import struct
 import subprocess
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / 'scripts'))
+from fxaac_harness import adts, reference  # noqa: E402,F401
+from fxaac_harness.compare import compare, largest_difference  # noqa: E402,F401
+from fxaac_harness.manifest import Vector, read_manifest  # noqa: E402,F401
+from fxaac_harness.wav import Wav  # noqa: E402,F401
 
 
 class Runner:
@@ -17,21 +25,6 @@ class Runner:
         r = subprocess.run(self.prefix + [str(c) for c in cmd], input=stdin,
                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=timeout)
         return r.returncode, r.stdout, r.stderr.decode(errors='replace')
-
-
-class Vector:
-    def __init__(self, line, base):
-        f = line.split()
-        self.name, self.kind = f[0], f[1]
-        self.fs, self.chn, self.hdr = int(f[2]), int(f[3]), int(f[4])
-        self.reference, self.flags = f[5], f[6].split(',')
-        self.path = pathlib.Path(base) / self.name
-
-
-def read_manifest(base):
-    base = pathlib.Path(base)
-    return [Vector(l, base) for l in (base / 'manifest.txt').read_text().splitlines()
-            if l.strip() and not l.startswith('#')]
 
 
 class Checks:
@@ -51,46 +44,6 @@ class Checks:
     def summary(self):
         print(f'{self.passed} passed, {self.failed} failed')
         return 0 if self.failed == 0 else 1
-
-
-def largest_difference(a, b):
-    """Largest difference of two 16-bit little-endian sample strings, over the shorter one."""
-    n = min(len(a), len(b)) // 2
-    x, y = struct.unpack(f'<{n}h', a[:2 * n]), struct.unpack(f'<{n}h', b[:2 * n])
-    return max((abs(p - q) for p, q in zip(x, y)), default=0)
-
-
-class Wav:
-    """A parsed RIFF/WAVE file: format fields, the size fields as written and the samples."""
-
-    def __init__(self, data):
-        if len(data) < 12 or data[:4] != b'RIFF' or data[8:12] != b'WAVE':
-            raise ValueError('not a RIFF/WAVE file')
-        self.riff_size = struct.unpack('<I', data[4:8])[0]
-        self.file_size = len(data)
-        self.fmt = None
-        pos = 12
-        while pos + 8 <= len(data):
-            tag, size = data[pos:pos + 4], struct.unpack('<I', data[pos + 4:pos + 8])[0]
-            body = pos + 8
-            if tag == b'fmt ':
-                (self.format, self.channels, self.rate, self.byte_rate, self.block_align,
-                 self.bits) = struct.unpack('<HHIIHH', data[body:body + 16])
-                self.fmt = True
-            elif tag == b'data':
-                self.data_size = size
-                self.pcm = data[body:] if size == 0xffffffff else data[body:body + size]
-                self.data_offset = body
-                break
-            pos = body + size + (size & 1)
-        else:
-            raise ValueError('no data chunk')
-        if not self.fmt:
-            raise ValueError('no fmt chunk')
-
-    def samples24(self):
-        p = self.pcm
-        return [int.from_bytes(p[i:i + 3], 'little', signed=True) for i in range(0, len(p) - 2, 3)]
 
 
 def parse_info(text):

@@ -19,13 +19,12 @@ import argparse
 import pathlib
 import random
 import shutil
-import subprocess
 import sys
 import tempfile
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 from fxaac_test_common import (Checks, Runner, Wav, largest_difference,  # noqa: E402
-                               parse_info, read_manifest)
+                               parse_info, read_manifest, reference)
 
 SKIP = 77
 VECTORS = ['tone_8k_m.aac', 'voice_16k_m.aac', 'castanets_22k_m.aac', 'chord_32k_s_lo.aac',
@@ -49,13 +48,10 @@ class LatmChecks(Checks):
             return rc, None, err
 
     def ffmpeg_run(self, *args):
-        subprocess.run([self.ffmpeg, '-nostdin', '-hide_banner', '-loglevel', 'error', '-y'] +
-                       [str(a) for a in args], check=True, stdout=subprocess.DEVNULL)
+        reference.run_ffmpeg(*args, ffmpeg=self.ffmpeg)
 
     def ffmpeg_pcm(self, path):
-        out = self.work / 'ffmpeg.wav'
-        self.ffmpeg_run('-i', path, '-f', 'wav', out)
-        return Wav(out.read_bytes()).pcm
+        return reference.ffmpeg_pcm(path, ffmpeg=self.ffmpeg)
 
     def stream(self, v, latm, adts_pcm, ffmpeg_adts):
         p = []

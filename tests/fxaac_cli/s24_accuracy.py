@@ -21,59 +21,31 @@ Usage: s24_accuracy.py --fxaac PATH --vectors DIR [--emulator CMD] [NAME ...]
 """
 
 import argparse
-import array
 import math
 import pathlib
-import subprocess
 import sys
 import tempfile
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
-from fxaac_test_common import Runner, Wav, read_manifest  # noqa: E402
+from fxaac_test_common import Runner, Wav, compare, read_manifest, reference  # noqa: E402
+from fxaac_harness.wav import interleave  # noqa: E402
 
 ISO_RMS = 2.0 ** -15 / math.sqrt(12)
 ISO_MAX = 2.0 ** -14
 STEP16 = 2.0 ** -15
 BOUND_RMS, BOUND_RMS_FULLSCALE, BOUND_MAX = 1.2 * STEP16, 1.7 * STEP16, 24 * STEP16
 TOP = 1.0 - 2.0 ** -23
-FAAD_SKIP = 1024
 
 
-def floats(raw):
-    a = array.array('f')
-    a.frombytes(raw[:len(raw) & ~3])
-    if sys.byteorder == 'big':
-        a.byteswap()
-    return a
-
-
-def ffmpeg_f32(path):
-    r = subprocess.run(['ffmpeg', '-nostdin', '-hide_banner', '-loglevel', 'error', '-c:a', 'aac',
-                        '-i', str(path), '-f', 'f32le', '-c:a', 'pcm_f32le', '-'],
-                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=True)
-    return floats(r.stdout)
-
-
-def faad_f32(path, work, chn):
-    out = pathlib.Path(work) / (path.name + '.faad.f32')
-    subprocess.run(['faad', '-q', '-f', '2', '-b', '4', '-o', str(out), str(path)],
-                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=True)
-    s = floats(out.read_bytes())
-    return s[0::2] if chn == 1 else s  # faad writes mono as two equal channels
-
-
-def reference(v, base, work):
+def float_reference(v, base, work):
     """(reference samples, samples per channel to skip at the start of ours, source name)."""
     if 'is_ms2' in v.flags:
-        return faad_f32(v.path, work, v.chn), FAAD_SKIP, 'faad'
+        out = pathlib.Path(work) / (v.path.name + '.faad.f32')
+        return reference.faad_samples(v.path, out, 'f32', v.chn), reference.FAAD_SKIP, 'faad'
     if 'slots_swapped' in v.flags:
-        parts = [ffmpeg_f32(base / n) for n in reversed(v.reference.split('+'))]
-        n = min(len(p) for p in parts)
-        out = array.array('f', bytes(4 * n * len(parts)))
-        for c, p in enumerate(parts):
-            out[c::len(parts)] = p[:n]
-        return out, 0, 'ffmpeg (parts)'
-    return ffmpeg_f32(v.path), 0, 'ffmpeg'
+        parts = [reference.ffmpeg_samples(base / n, 'f32', 'aac') for n in reversed(v.refs)]
+        return interleave(parts), 0, 'ffmpeg (parts)'
+    return reference.ffmpeg_samples(v.path, 'f32', 'aac'), 0, 'ffmpeg'
 
 
 def main():
@@ -98,19 +70,13 @@ def main():
                 continue
             w = Wav(out)
             ours = w.samples24()
-            ref, skip, source = reference(v, base, work)
+            ref, skip, source = float_reference(v, base, work)
             ours = ours[skip * v.chn:]
             if len(ours) != len(ref):
                 failures.append(f'{v.name}: {len(ours)} samples, reference {len(ref)}')
-            n = min(len(ours), len(ref))
-            sq, mx = 0.0, 0.0
             scale = 1.0 / (1 << 23)
-            for a, b in zip(ours[:n], ref[:n]):
-                d = abs(a * scale - (TOP if b > TOP else (-1.0 if b < -1.0 else b)))
-                sq += d * d
-                if d > mx:
-                    mx = d
-            rms = math.sqrt(sq / n) if n else 0.0
+            d = compare([a * scale for a in ours], [min(TOP, max(-1.0, b)) for b in ref])
+            rms, mx = d.rms, d.largest
             iso = rms < ISO_RMS and mx <= ISO_MAX
             within_iso += iso
             print(f'{v.name:30s} {source:14s} {rms:10.3e} {rms / ISO_RMS:7.2f} {mx:10.3e} '

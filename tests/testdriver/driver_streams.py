@@ -6,25 +6,17 @@ intact stream."""
 
 import argparse
 import pathlib
-import struct
 import subprocess
 import sys
 import tempfile
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / 'scripts'))
+from fxaac_harness import adts  # noqa: E402
+from fxaac_harness.wav import Wav  # noqa: E402
+
 
 def adts_frames(data):
-    frames, pos = [], 0
-    while pos + 7 <= len(data):
-        length = ((data[pos + 3] & 3) << 11) | (data[pos + 4] << 3) | (data[pos + 5] >> 5)
-        frames.append(bytearray(data[pos:pos + length]))
-        pos += length
-    return frames
-
-
-def set_frame_length(frame, n):
-    frame[3] = (frame[3] & ~3) | ((n >> 11) & 3)
-    frame[4] = (n >> 3) & 0xff
-    frame[5] = (frame[5] & 0x1f) | ((n & 7) << 5)
+    return [bytearray(f) for f in adts.frames(data)]
 
 
 def decode(args, tmp, name, data):
@@ -32,10 +24,8 @@ def decode(args, tmp, name, data):
     src.write_bytes(data)
     cmd = (args.emulator.split() if args.emulator else []) + [args.driver, src, out, '0', '0', '1']
     subprocess.run([str(c) for c in cmd], stdout=subprocess.DEVNULL, check=True, timeout=300)
-    wav = out.read_bytes()
-    channels, rate = struct.unpack('<HI', wav[22:28])
-    data_bytes = struct.unpack('<I', wav[40:44])[0]
-    return channels, rate, wav[44:44 + data_bytes]
+    wav = Wav(out.read_bytes())
+    return wav.channels, wav.rate, wav.pcm
 
 
 def main():
@@ -55,7 +45,7 @@ def main():
             failures.append(f'intact six-frame stream: {len(expect[2])} bytes of samples')
         for n in (5, 8, 3000):
             frames = [bytearray(f) for f in six]
-            set_frame_length(frames[3], n)
+            adts.set_frame_length(frames[3], n)
             if decode(args, tmp, f'length{n}', b''.join(frames)) != expect:
                 failures.append(f'frame 4 with aac_frame_length {n}: output differs from the intact stream')
         # A stereo stream announcing channel_configuration 0 in every header.

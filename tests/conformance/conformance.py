@@ -24,7 +24,7 @@ bands, where noise substitution mostly lives) are compared, and the median over 
 energy of |10 log10(E_ours / E_ref)| must be within 1 dB for both.
 
 Usage:
-  scripts/conformance --driver build/dev/fxaac_testdriver
+  tests/conformance/conformance.py --driver build/dev/fxaac_testdriver
       [--emulator "qemu-arm -L /usr/arm-linux-gnueabihf"] [--md5 tests/vectors/md5sums.txt]
       [--update-md5] [--vectors DIR] [--keep DIR] [NAME ...]
 
@@ -34,7 +34,6 @@ the same table); --update-md5 rewrites the table from this run. Exit status 1 on
 """
 
 import argparse
-import array
 import hashlib
 import math
 import os
@@ -42,19 +41,22 @@ import pathlib
 import shlex
 import shutil
 import statistics
-import struct
 import subprocess
 import sys
 import tempfile
 
-REPO_ROOT = pathlib.Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / 'scripts'))
+from fxaac_harness.compare import compare  # noqa: E402
+from fxaac_harness.manifest import VECTORS, read_manifest  # noqa: E402
+from fxaac_harness.reference import FAAD_SKIP, faad_samples, ffmpeg_samples  # noqa: E402
+from fxaac_harness.wav import Wav, interleave, s16  # noqa: E402
+
 FRAME = 1024
 MAX_RMS, MAX_DIFF, MAX_DB = 1.2, 24, 1.0
 # Full-scale square waves: the fixed-point inverse transform keeps about
 # 88 dB of signal-to-noise ratio, and with a signal at full scale that leaves
 # an error of 1.3 to 1.6 LSB RMS (the error of a 0.5 scale square is 1.0).
 MAX_RMS_FULLSCALE = 1.7
-FAAD_SKIP = 1024           # samples per channel that faad leaves out at the start
 
 
 def run(cmd, timeout=600):
@@ -62,74 +64,25 @@ def run(cmd, timeout=600):
                           stdin=subprocess.DEVNULL, timeout=timeout)
 
 
-def samples_of(raw):
-    a = array.array('h')
-    a.frombytes(raw[:len(raw) & ~1])
-    if sys.byteorder == 'big':
-        a.byteswap()
-    return a
-
-
 def read_wav(path, fs, chn):
-    """Our driver's output: 44-byte header, then 16-bit little-endian samples. Returns
-    (samples, header problem or '')."""
-    data = path.read_bytes()
-    if len(data) < 44 or data[:4] != b'RIFF' or data[8:16] != b'WAVEfmt ' or data[36:40] != b'data':
+    """Our driver's output: a 44-byte header, then 16-bit little-endian samples. Returns
+    (Wav, header problems or '')."""
+    try:
+        w = Wav(path.read_bytes())
+    except ValueError:
         return None, 'no WAV header'
-    wchn, wfs = struct.unpack('<HI', data[22:28])
-    bits, size = struct.unpack('<H', data[34:36])[0], struct.unpack('<I', data[40:44])[0]
-    payload = data[44:]
     problems = []
-    if wchn != chn and wchn != 0:
-        problems.append(f'header says {wchn} channels')
-    if wfs != fs:
-        problems.append(f'header says {wfs} Hz')
-    if bits != 16:
-        problems.append(f'header says {bits} bits')
-    if wchn and size != len(payload):
-        problems.append(f'data size {size} for {len(payload)} bytes')
-    return samples_of(payload), '; '.join(problems)
-
-
-def ffmpeg_decode(path, out):
-    r = run(['ffmpeg', '-nostdin', '-hide_banner', '-loglevel', 'error', '-y', '-c:a', 'aac',
-             '-i', str(path), '-f', 's16le', '-c:a', 'pcm_s16le', str(out)])
-    if r.returncode:
-        raise RuntimeError('ffmpeg: ' + r.stdout.decode(errors='replace').strip()[-200:])
-    return samples_of(out.read_bytes())
-
-
-def faad_decode(path, out, chn):
-    """faad writes mono as two equal channels; the left one is kept."""
-    r = run(['faad', '-q', '-f', '2', '-b', '1', '-o', str(out), str(path)])
-    if r.returncode or not out.exists():
-        raise RuntimeError('faad: ' + r.stdout.decode(errors='replace').strip()[-200:])
-    s = samples_of(out.read_bytes())
-    return s[0::2] if chn == 1 else s
-
-
-def interleave(parts):
-    """Joins mono outputs into one interleaved output, as long as the shortest."""
-    n = min(len(p) for p in parts)
-    out = array.array('h', bytes(2 * n * len(parts)))
-    for c, p in enumerate(parts):
-        out[c::len(parts)] = p[:n]
-    return out
-
-
-def diff_stats(a, b):
-    n = min(len(a), len(b))
-    if n == 0:
-        return 0.0, 0
-    sq, mx = 0, 0
-    for x, y in zip(a[:n], b[:n]):
-        d = x - y
-        sq += d * d
-        if d < 0:
-            d = -d
-        if d > mx:
-            mx = d
-    return math.sqrt(sq / n), mx
+    if w.data_offset != 44:
+        problems.append(f'header of {w.data_offset} bytes')
+    if w.channels != chn and w.channels != 0:
+        problems.append(f'header says {w.channels} channels')
+    if w.rate != fs:
+        problems.append(f'header says {w.rate} Hz')
+    if w.bits != 16:
+        problems.append(f'header says {w.bits} bits')
+    if w.channels and w.data_size != len(w.payload):
+        problems.append(f'data size {w.data_size} for {len(w.payload)} bytes')
+    return w, '; '.join(problems)
 
 
 def frame_energies(s, chn, diff):
@@ -159,21 +112,11 @@ def energy_db(ours, ref, chn):
     return worst
 
 
-class Vector:
-    def __init__(self, line, base):
-        f = line.split()
-        self.name, self.kind = f[0], f[1]
-        self.fs, self.chn, self.hdr = int(f[2]), int(f[3]), int(f[4])
-        self.ref = None if f[5] == '-' else f[5]
-        self.flags = set() if f[6] == '-' else set(f[6].split(','))
-        self.path = base / self.name
-
-
 def main():
     ap = argparse.ArgumentParser(description=__doc__.split('\n')[0])
     ap.add_argument('--driver', required=True, help='path of fxaac_testdriver')
     ap.add_argument('--emulator', default='', help='command that runs the driver, e.g. qemu-arm')
-    ap.add_argument('--vectors', default=str(REPO_ROOT / 'tests' / 'vectors'))
+    ap.add_argument('--vectors', default=str(VECTORS))
     ap.add_argument('--md5', help='table of MD5 sums of our output samples')
     ap.add_argument('--update-md5', action='store_true', help='rewrite the --md5 table')
     ap.add_argument('--keep', help='keep the decoded files in this folder')
@@ -185,15 +128,14 @@ def main():
         if not shutil.which(tool):
             sys.exit(f'{tool} is needed as reference decoder (apt-get install ffmpeg faad)')
     base = pathlib.Path(args.vectors)
-    vectors = [Vector(l, base) for l in open(base / 'manifest.txt')
-               if l.strip() and not l.startswith('#')]
+    vectors = read_manifest(base)
     by_name = {v.name: v for v in vectors}
     if args.names:
         want = set(args.names)
         missing = want - set(by_name)
         if missing:
             sys.exit(f'unknown vectors: {" ".join(sorted(missing))}')
-        want |= {r for n in args.names if by_name[n].ref for r in by_name[n].ref.split('+')}
+        want |= {r for n in args.names for r in by_name[n].refs}
         vectors = [v for v in vectors if v.name in want]
     md5_path = pathlib.Path(args.md5) if args.md5 else base / 'md5sums.txt'
     md5_table = {}
@@ -222,40 +164,41 @@ def main():
             if not out.exists():
                 raise RuntimeError(f'driver wrote no output (exit {r.returncode}): '
                                    + r.stdout.decode(errors='replace').strip()[-200:])
-            s, problem = read_wav(out, v.fs, v.chn)
-            if s is None:
+            w, problem = read_wav(out, v.fs, v.chn)
+            if w is None:
                 raise RuntimeError(problem)
+            s = s16(w.payload)
             if problem:
                 notes.append(problem)
                 verdict = 'FAIL'
             ours[v.name] = s
-            md5s[v.name] = hashlib.md5(out.read_bytes()[44:]).hexdigest()
+            md5s[v.name] = hashlib.md5(w.payload).hexdigest()
             n_ours = len(s) // v.chn
-            if v.ref:
-                parts = v.ref.split('+')
+            if v.refs:
+                parts = v.refs
                 if any(p not in ours for p in parts):
-                    raise RuntimeError(f'reference {v.ref} was not decoded')
+                    raise RuntimeError(f'reference {v.reference} was not decoded')
                 if 'slots_swapped' in v.flags:
                     parts = parts[::-1]
                 ref = ours[parts[0]] if len(parts) == 1 else interleave([ours[p] for p in parts])
-                skip, label = 0, 'same as ' + v.ref
+                skip, label = 0, 'same as ' + v.reference
             elif 'is_ms2' in v.flags:
-                ref = faad_decode(v.path, work / (v.name + '.faad.raw'), v.chn)
+                ref = faad_samples(v.path, work / (v.name + '.faad.raw'), channels=v.chn)
                 skip, label = FAAD_SKIP, 'faad'
             else:
-                ref, skip, label = ffmpeg_decode(v.path, work / (v.name + '.ffmpeg.raw')), 0, 'ffmpeg'
+                ref, skip, label = ffmpeg_samples(v.path, decoder='aac'), 0, 'ffmpeg'
             mine = s[skip * v.chn:]
             n_ref = len(ref) // v.chn
             samples_col = f'{len(mine) // v.chn}/{n_ref}'
             if len(mine) != len(ref):
                 verdict = 'FAIL'
                 notes.append(f'lengths differ ({n_ours} samples per channel decoded)')
-            if v.ref:
-                rms, mx = diff_stats(mine, ref)
-                rms_col, max_col = f'{rms:.3f}', str(mx)
+            if v.refs:
+                d = compare(mine, ref)
+                rms_col, max_col = f'{d.rms:.3f}', str(d.largest)
                 if mine != ref:
                     verdict = 'FAIL'
-                    notes.append('not bit-identical to ' + v.ref)
+                    notes.append('not bit-identical to ' + v.reference)
             elif 'pns' in v.flags:
                 db = energy_db(mine, ref, v.chn)
                 rms_col, max_col = f'{db:.2f}dB', '-'
@@ -263,10 +206,10 @@ def main():
                     verdict = 'FAIL'
                     notes.append(f'frame energies differ by {db:.2f} dB (median)')
             else:
-                rms, mx = diff_stats(mine, ref)
-                rms_col, max_col = f'{rms:.3f}', str(mx)
+                d = compare(mine, ref)
+                rms_col, max_col = f'{d.rms:.3f}', str(d.largest)
                 limit = MAX_RMS_FULLSCALE if 'fullscale' in v.flags else MAX_RMS
-                if rms > limit or mx > MAX_DIFF:
+                if d.rms > limit or d.largest > MAX_DIFF:
                     verdict = 'FAIL'
             notes.insert(0, label)
             if args.md5 and not args.update_md5:
