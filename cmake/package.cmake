@@ -1,34 +1,13 @@
-# Install rules: the shared library (with its SONAME links), the public
-# headers, the fxaac command, a pkg-config file and a CMake package, so that
-# consumers can use either
+# The package files of the installed library, so that consumers can use either
 #   pkg-config --cflags --libs fxaac
 # or
 #   find_package(fxaac) + target_link_libraries(app PRIVATE fxaac::fxaac).
-# The test driver and the test programs are not installed. Included at the end
-# of the top-level CMakeLists.txt, after the command's folder.
-include(GNUInstallDirs)
+# The install rules of the library, its headers and the fxaac command stand
+# beside those targets in the top-level CMakeLists.txt; the test driver and
+# the test programs are not installed.
 include(CMakePackageConfigHelpers)
 
 set(FXAAC_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/fxaac)
-
-# The same name inside this build as for consumers of the installed package.
-add_library(fxaac::fxaac ALIAS fxaac)
-
-install(TARGETS fxaac EXPORT fxaacTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime
-          NAMELINK_COMPONENT Development
-  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/fxaac
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development
-  FILES_MATCHING PATTERN "*.h")
-
-if(TARGET fxaac_cli)
-  # The installed command finds the library beside it, wherever the prefix is.
-  file(RELATIVE_PATH fxaac_bin_to_lib
-    ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-  set_target_properties(fxaac_cli PROPERTIES INSTALL_RPATH "$ORIGIN/${fxaac_bin_to_lib}")
-  install(TARGETS fxaac_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime)
-endif()
 
 # CMake package: fxaacTargets.cmake (imported target fxaac::fxaac),
 # fxaacConfig.cmake and fxaacConfigVersion.cmake.
