@@ -1,11 +1,12 @@
 // The decoder's hot loops as kernels with one prototype each. Every kernel
-// has a portable version (suffix _c, beside the code that uses it) and may
-// have SIMD versions (src/arm/*_neon.cpp, src/x86/*_sse41.cpp and
-// *_avx2.cpp, named after the portable file) that give bit-identical
-// results: the same truncating products, saturating or wrapping sums and
-// shifts, for every argument the portable version accepts. Which version
-// runs is decided in one place, src/dsp/select.cpp; the decoder calls the
-// kernels by their plain names (no suffix), which are the selected versions.
+// has a portable version (suffix _c, beside the code that uses it) and SIMD
+// versions (src/arm/*_neon.cpp, src/x86/*_sse41.cpp and *_avx2.cpp, named
+// after the portable file) that give bit-identical results: the same
+// truncating products, saturating or wrapping sums and shifts, for every
+// argument the portable version accepts. The list below is the one place
+// that names the kernels and the versions each has; which version runs is
+// decided in src/dsp/select.cpp. The decoder calls the kernels by their
+// plain names (no suffix), which run the selected versions.
 //
 // Counts: the window kernels, add_saturate and the PCM kernels follow the
 // pairs rule (n rounded down to an even count, an odd last element left
@@ -16,63 +17,74 @@
 
 #include <cstdint>
 
-// Every kernel as K(isa, return type, name, (parameters), (arguments)).
-#define FXAAC_KERNEL_LIST(K, isa)                                                               \
-    /* one radix-4 FFT stage of block length n (512, 128, 32 or 64, 16) over N points */       \
-    K(isa, void, radix4_stage, (const int32_t *w, int32_t *x, int32_t N, int32_t n),           \
-      (w, x, N, n))                                                                             \
-    /* the n = 8 radix-4 stage of the 512-point FFT */                                         \
-    K(isa, void, radix4_stage8, (const int32_t *w8, int32_t *x, int32_t N, int32_t n),         \
-      (w8, x, N, n))                                                                            \
-    /* last FFT stages with digit-reversed stores: radix 2 (512 points), radix 4 (64) */       \
-    K(isa, void, post_radix2, (int32_t *out, const int32_t *x, const int32_t *digRev,          \
-                               int32_t N), (out, x, digRev, N))                                 \
-    K(isa, void, post_radix4, (int32_t *out, const int32_t *x, const int32_t *digRev,          \
-                               int32_t N), (out, x, digRev, N))                                 \
-    /* IMDCT pre-twiddle (count = N/8) and post-twiddle with its block shift */                \
-    K(isa, void, pre_twiddle, (const int32_t *front, const int32_t *back, int32_t *out,        \
-                               const int16_t *cosine, const int16_t *sine, int32_t count),     \
-      (front, back, out, cosine, sine, count))                                                  \
-    K(isa, void, post_twiddle, (int32_t *out, const int32_t *in, const int16_t *cosine,        \
-                                const int16_t *sine, int32_t N, int32_t shift),                \
-      (out, in, cosine, sine, N, shift))                                                        \
-    /* block measure (OR of saturated magnitudes of x[0 .. n/2-1]) and block shift */          \
-    K(isa, int32_t, block_magnitude, (const int32_t *x, int32_t n), (x, n))                    \
-    K(isa, void, block_shift, (int32_t *x, int32_t shift, int32_t n), (x, shift, n))           \
-    /* window kernels: y = x*w>>16 (rising, falling), y += x*w>>16 (rising, falling); */       \
-    /* the falling ones read w[0], w[-1], ...: w points at the last coefficient */             \
-    K(isa, void, window_rise, (const int32_t *x, const int16_t *w, int32_t *y, int n),         \
-      (x, w, y, n))                                                                             \
-    K(isa, void, window_fall, (const int32_t *x, const int16_t *w, int32_t *y, int n),         \
-      (x, w, y, n))                                                                             \
-    K(isa, void, window_rise_add, (const int32_t *x, const int16_t *w, int32_t *y, int n),     \
-      (x, w, y, n))                                                                             \
-    K(isa, void, window_fall_add, (const int32_t *x, const int16_t *w, int32_t *y, int n),     \
-      (x, w, y, n))                                                                             \
-    /* saturating vector add */                                                                \
-    K(isa, void, add_saturate, (const int32_t *x, const int32_t *y, int32_t *z, int n),        \
-      (x, y, z, n))                                                                             \
-    /* PCM conversion into every second slot: 16-bit and 24-bit in 32-bit words */             \
-    K(isa, void, pcm16_interleave, (const int32_t *in, int16_t *out, int32_t n), (in, out, n)) \
-    K(isa, void, pcm24_interleave, (const int32_t *in, int32_t *out, int32_t n), (in, out, n))
+// Every kernel as K(a, x86, return type, name, (parameters), (arguments)),
+// where a is passed through from the caller and x86 names the best x86-64
+// version the kernel has: avx2 (SSE4.1 and AVX2 versions) or sse41 (an
+// SSE4.1 version only: AVX2 would not pay, with no products and scattered
+// stores). Every kernel has a portable and a NEON version.
+#define FXAAC_KERNEL_LIST(K, a)                                                                   \
+    /* one radix-4 FFT stage of block length n (512, 128, 32 or 64, 16) over N points */          \
+    K(a, avx2, void, radix4_stage, (const int32_t *w, int32_t *x, int32_t N, int32_t n),          \
+      (w, x, N, n))                                                                               \
+    /* the n = 8 radix-4 stage of the 512-point FFT */                                            \
+    K(a, avx2, void, radix4_stage8, (const int32_t *w8, int32_t *x, int32_t N, int32_t n),        \
+      (w8, x, N, n))                                                                              \
+    /* last FFT stages with digit-reversed stores: radix 2 (512 points), radix 4 (64) */          \
+    K(a, sse41, void, post_radix2, (int32_t *out, const int32_t *x, const int32_t *digRev,        \
+                                    int32_t N), (out, x, digRev, N))                              \
+    K(a, sse41, void, post_radix4, (int32_t *out, const int32_t *x, const int32_t *digRev,        \
+                                    int32_t N), (out, x, digRev, N))                              \
+    /* IMDCT pre-twiddle (count = N/8) and post-twiddle with its block shift */                   \
+    K(a, avx2, void, pre_twiddle, (const int32_t *front, const int32_t *back, int32_t *out,       \
+                                   const int16_t *cosine, const int16_t *sine, int32_t count),    \
+      (front, back, out, cosine, sine, count))                                                    \
+    K(a, avx2, void, post_twiddle, (int32_t *out, const int32_t *in, const int16_t *cosine,       \
+                                    const int16_t *sine, int32_t N, int32_t shift),               \
+      (out, in, cosine, sine, N, shift))                                                          \
+    /* block measure (OR of saturated magnitudes of x[0 .. n/2-1]) and block shift */             \
+    K(a, avx2, int32_t, block_magnitude, (const int32_t *x, int32_t n), (x, n))                   \
+    K(a, avx2, void, block_shift, (int32_t *x, int32_t shift, int32_t n), (x, shift, n))          \
+    /* window kernels: y = x*w>>16 (rising, falling), y += x*w>>16 (rising, falling); */          \
+    /* the falling ones read w[0], w[-1], ...: w points at the last coefficient */                \
+    K(a, avx2, void, window_rise, (const int32_t *x, const int16_t *w, int32_t *y, int n),        \
+      (x, w, y, n))                                                                               \
+    K(a, avx2, void, window_fall, (const int32_t *x, const int16_t *w, int32_t *y, int n),        \
+      (x, w, y, n))                                                                               \
+    K(a, avx2, void, window_rise_add, (const int32_t *x, const int16_t *w, int32_t *y, int n),    \
+      (x, w, y, n))                                                                               \
+    K(a, avx2, void, window_fall_add, (const int32_t *x, const int16_t *w, int32_t *y, int n),    \
+      (x, w, y, n))                                                                               \
+    /* saturating vector add */                                                                   \
+    K(a, avx2, void, add_saturate, (const int32_t *x, const int32_t *y, int32_t *z, int n),       \
+      (x, y, z, n))                                                                               \
+    /* PCM conversion into every second slot: 16-bit and 24-bit in 32-bit words */                \
+    K(a, avx2, void, pcm16_interleave, (const int32_t *in, int16_t *out, int32_t n),              \
+      (in, out, n))                                                                               \
+    K(a, avx2, void, pcm24_interleave, (const int32_t *in, int32_t *out, int32_t n),              \
+      (in, out, n))
 
-#define FXAAC_KERNEL_DECLARE(isa, ret, name, params, args) ret name##_##isa params;
-#define FXAAC_KERNEL_DECLARE_SELECTED(isa, ret, name, params, args) ret name params;
+// FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
+#define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__
+#define FXAAC_IF_HAS_AVX2_sse41(...)
 
-// The kernels of one instruction set, declared with a suffix.
-#define FXAAC_DECLARE_KERNELS(isa) FXAAC_KERNEL_LIST(FXAAC_KERNEL_DECLARE, isa)
+#define FXAAC_KERNEL_DECLARE(isa, x86, ret, name, params, args) ret name##_##isa params;
+#define FXAAC_KERNEL_DECLARE_AVX2(a, x86, ret, name, params, args) \
+    FXAAC_IF_HAS_AVX2_##x86(ret name##_avx2 params;)
+#define FXAAC_KERNEL_DECLARE_SELECTED(a, x86, ret, name, params, args) ret name params;
 
 namespace fxaac {
-FXAAC_DECLARE_KERNELS(c)
-FXAAC_DECLARE_KERNELS(neon)
-FXAAC_DECLARE_KERNELS(sse41)
-FXAAC_DECLARE_KERNELS(avx2)
+// The versions of each instruction set, with their suffixes.
+FXAAC_KERNEL_LIST(FXAAC_KERNEL_DECLARE, c)
+FXAAC_KERNEL_LIST(FXAAC_KERNEL_DECLARE, neon)
+FXAAC_KERNEL_LIST(FXAAC_KERNEL_DECLARE, sse41)
+FXAAC_KERNEL_LIST(FXAAC_KERNEL_DECLARE_AVX2, )
 
 // The selected versions, under the plain names (src/dsp/select.cpp).
 FXAAC_KERNEL_LIST(FXAAC_KERNEL_DECLARE_SELECTED, )
 
 // The instruction set the selected versions use: "avx2", "sse41", "neon" or
-// "c" (on x86-64, kernels without an AVX2 version run their SSE4.1 one).
+// "portable" (on x86-64 at the AVX2 level, kernels without an AVX2 version
+// run their SSE4.1 one).
 const char *kernel_isa();
 }  // namespace fxaac
 

@@ -1,98 +1,146 @@
 // Which version of each kernel the decoder runs (src/dsp/kernels.h): the one
 // place that decides.
 //
-// - x86-64 (the build defines FXAAC_KERNELS_X86): at load time, from the
-//   CPU's features. Every plain kernel name is a GNU indirect function whose
-//   resolver, run once by the dynamic loader, returns the AVX2 version if the
-//   CPU (and the OS) support AVX2, else the SSE4.1 version if it supports
-//   SSE4.1, else the portable one. The decoder then calls through the
-//   resolved address; no state of our own is kept.
+// - x86-64 (the build defines FXAAC_KERNELS_X86): at the first kernel call,
+//   from the CPU's features. The level is the highest the CPU and its OS
+//   support (AVX2, else SSE4.1, else portable); each kernel runs its version
+//   of the highest set at or below the level that has one. The choice is a
+//   table of function pointers, filled once by a thread-safe initialisation
+//   of a function-local static and constant afterwards; the plain kernel
+//   names call through it (one indirect call, a handful per frame).
+//   For tests, the environment variable FXAAC_CPU_LEVEL (portable, sse41 or
+//   avx2), read at that first call, lowers the level; it never raises it
+//   above the CPU's, and an unknown value is ignored. Set it before the
+//   process decodes: later changes have no effect.
 // - ARM with Advanced SIMD (the build defines FXAAC_KERNELS_NEON): the NEON
-//   versions, chosen when building.
+//   versions, chosen when building, called directly.
 // - Anything else: the portable versions.
-#include "dsp/kernels.h"
+//
+// No GNU indirect functions: their resolvers run while the dynamic loader
+// relocates the library, before a sanitizer runtime has started.
+#include "dsp/kernel_table.h"
 
-#if defined(FXAAC_KERNELS_X86) && defined(__x86_64__)
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
 
 namespace fxaac {
-namespace {
 
-enum class Isa { kC, kSse41, kAvx2 };
-
-// Resolvers run while the loader relocates the library, before any
-// constructor: the CPU model must be initialised here, and nothing may be
-// instrumented.
-__attribute__((no_sanitize("address", "undefined"))) Isa cpu_isa() {
-  __builtin_cpu_init();
-  if (__builtin_cpu_supports("avx2")) return Isa::kAvx2;
-  if (__builtin_cpu_supports("sse4.1")) return Isa::kSse41;
-  return Isa::kC;
-}
-
-}  // namespace
-
-const char *kernel_isa() {
-  const Isa isa = cpu_isa();
-  return isa == Isa::kAvx2 ? "avx2" : isa == Isa::kSse41 ? "sse41" : "c";
+const char *kernel_isa_name(KernelIsa isa)
+{
+    switch (isa) {
+    case KernelIsa::kSse41:
+        return "sse41";
+    case KernelIsa::kAvx2:
+        return "avx2";
+    case KernelIsa::kNeon:
+        return "neon";
+    case KernelIsa::kPortable:
+        break;
+    }
+    return "portable";
 }
 
 }  // namespace fxaac
 
-// Resolvers: a kernel with SSE4.1 and AVX2 versions, and one with an
-// SSE4.1 version only (AVX2 would not pay: no products, scattered stores).
-#define FXAAC_RESOLVER(name)                                        \
-  extern "C" __attribute__((no_sanitize("address", "undefined"))) \
-  decltype(&fxaac::name##_c) fxaac_resolve_##name()
-#define FXAAC_SELECT_AVX2(name)                                                \
-  FXAAC_RESOLVER(name) {                                                       \
-    const fxaac::Isa isa = fxaac::cpu_isa();                                   \
-    if (isa == fxaac::Isa::kAvx2) return fxaac::name##_avx2;                   \
-    return isa == fxaac::Isa::kSse41 ? fxaac::name##_sse41 : fxaac::name##_c; \
-  }
-#define FXAAC_SELECT_SSE41(name)                                                  \
-  FXAAC_RESOLVER(name) {                                                          \
-    return fxaac::cpu_isa() == fxaac::Isa::kC ? fxaac::name##_c : fxaac::name##_sse41; \
-  }
+#if defined(FXAAC_KERNELS_X86)
 
-FXAAC_SELECT_AVX2(radix4_stage)
-FXAAC_SELECT_AVX2(radix4_stage8)
-FXAAC_SELECT_SSE41(post_radix2)
-FXAAC_SELECT_SSE41(post_radix4)
-FXAAC_SELECT_AVX2(pre_twiddle)
-FXAAC_SELECT_AVX2(post_twiddle)
-FXAAC_SELECT_AVX2(block_magnitude)
-FXAAC_SELECT_AVX2(block_shift)
-FXAAC_SELECT_AVX2(window_rise)
-FXAAC_SELECT_AVX2(window_fall)
-FXAAC_SELECT_AVX2(window_rise_add)
-FXAAC_SELECT_AVX2(window_fall_add)
-FXAAC_SELECT_AVX2(add_saturate)
-FXAAC_SELECT_AVX2(pcm16_interleave)
-FXAAC_SELECT_AVX2(pcm24_interleave)
-
-// The plain names, bound to their resolvers.
-#define FXAAC_KERNEL_IFUNC(isa, ret, name, params, args) \
-  ret name params __attribute__((ifunc("fxaac_resolve_" #name)));
 namespace fxaac {
-FXAAC_KERNEL_LIST(FXAAC_KERNEL_IFUNC, )
+
+KernelIsa cpu_kernel_level()
+{
+    __builtin_cpu_init();
+    if (__builtin_cpu_supports("avx2"))
+        return KernelIsa::kAvx2;
+    if (__builtin_cpu_supports("sse4.1"))
+        return KernelIsa::kSse41;
+    return KernelIsa::kPortable;
+}
+
+bool kernel_level_named(const char *name, KernelIsa *level)
+{
+    for (const KernelIsa isa : {KernelIsa::kPortable, KernelIsa::kSse41, KernelIsa::kAvx2}) {
+        if (std::strcmp(name, kernel_isa_name(isa)) == 0) {
+            *level = isa;
+            return true;
+        }
+    }
+    return false;
+}
+
+#define FXAAC_KERNEL_OVERLAY(a, x86, ret, name, params, args) \
+    if (a.name)                                              \
+        t.name = a.name;
+
+KernelTable kernels_at_level(KernelIsa level)
+{
+    KernelTable t = kernel_versions(KernelIsa::kPortable);
+    if (level >= KernelIsa::kSse41) {
+        const KernelTable sse41 = kernel_versions(KernelIsa::kSse41);
+        FXAAC_KERNEL_LIST(FXAAC_KERNEL_OVERLAY, sse41)
+    }
+    if (level >= KernelIsa::kAvx2) {
+        const KernelTable avx2 = kernel_versions(KernelIsa::kAvx2);
+        FXAAC_KERNEL_LIST(FXAAC_KERNEL_OVERLAY, avx2)
+    }
+    return t;
+}
+
+namespace {
+
+// The CPU's level, lowered by FXAAC_CPU_LEVEL; decided once per process.
+KernelIsa selected_level()
+{
+    static const KernelIsa level = [] {
+        const KernelIsa cpu = cpu_kernel_level();
+        const char *request = std::getenv("FXAAC_CPU_LEVEL");
+        KernelIsa asked;
+        if (request != nullptr && kernel_level_named(request, &asked) && asked < cpu)
+            return asked;
+        return cpu;
+    }();
+    return level;
+}
+
+// Kept out of line, so that the kernels' calls through the table inline no
+// more than the check that it is filled.
+[[gnu::noinline, gnu::cold]] KernelTable selected_table()
+{
+    return kernels_at_level(selected_level());
+}
+
+[[gnu::always_inline]] inline const KernelTable &selected_kernels()
+{
+    static const KernelTable table = selected_table();
+    return table;
+}
+
+}  // namespace
+
+const char *kernel_isa() { return kernel_isa_name(selected_level()); }
+
+#define FXAAC_KERNEL_FORWARD(a, x86, ret, name, params, args) \
+    ret name params { return selected_kernels().name args; }
+FXAAC_KERNEL_LIST(FXAAC_KERNEL_FORWARD, )
+
 }  // namespace fxaac
 
 #else  // chosen when building
 
 #if defined(FXAAC_KERNELS_NEON) && defined(__ARM_NEON)
-#define FXAAC_KERNEL_FORWARD(isa, ret, name, params, args) \
-  ret name params { return name##_neon args; }
-#define FXAAC_KERNEL_ISA "neon"
+#define FXAAC_KERNEL_FORWARD(a, x86, ret, name, params, args) \
+    ret name params { return name##_neon args; }
+#define FXAAC_KERNEL_ISA KernelIsa::kNeon
 #else
-#define FXAAC_KERNEL_FORWARD(isa, ret, name, params, args) \
-  ret name params { return name##_c args; }
-#define FXAAC_KERNEL_ISA "c"
+#define FXAAC_KERNEL_FORWARD(a, x86, ret, name, params, args) \
+    ret name params { return name##_c args; }
+#define FXAAC_KERNEL_ISA KernelIsa::kPortable
 #endif
 
 namespace fxaac {
 FXAAC_KERNEL_LIST(FXAAC_KERNEL_FORWARD, )
 
-const char *kernel_isa() { return FXAAC_KERNEL_ISA; }
+const char *kernel_isa() { return kernel_isa_name(FXAAC_KERNEL_ISA); }
 }  // namespace fxaac
 
 #endif

@@ -5,12 +5,18 @@
 // full-scale blocks, the decoder's tables and random ones, at the decoder's
 // sizes plus odd and short sizes for the pairs rule and the tails.
 //
+// --seed N replays another set of random inputs (the seed is printed);
+// --bench then times each version of every kernel at the decoder's sizes.
+// With FXAAC_CPU_LEVEL set it also checks that the selection obeys it.
+//
 // Each call runs on copies of its buffers flush against an inaccessible page
 // before, then after, so any access outside them crashes. Whole buffers are
 // compared; the first mismatch is printed and the program exits with 1.
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -23,7 +29,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "dsp/kernels.h"
+#include "dsp/kernel_table.h"
 #include "filterbank/transform_tables.h"
 #include "filterbank/window_tables.h"
 
@@ -35,48 +41,29 @@ constexpr int32_t kMin = INT32_MIN, kMax = INT32_MAX;
 
 // ---- The versions under test -------------------------------------------
 
-#define FXAAC_FIELD(isa, ret, name, params, args) ret(*name) params = nullptr;
-struct Kernels {
+// One version of every kernel (nullptr where the kernel has none), named.
+struct Kernels : fxaac::KernelTable {
   const char *isa;
-  FXAAC_KERNEL_LIST(FXAAC_FIELD, )
 };
-#define FXAAC_SET(isa, ret, name, params, args) k.name = fxaac::name##_##isa;
-#define FXAAC_SET_SELECTED(isa, ret, name, params, args) k.name = fxaac::name;
 
-Kernels portable() {
-  Kernels k{"c"};
-  FXAAC_KERNEL_LIST(FXAAC_SET, c)
-  return k;
-}
+Kernels portable() { return {fxaac::kernel_versions(fxaac::KernelIsa::kPortable), "c"}; }
 
+// The SIMD sets this build has and this CPU runs, and the selected versions.
 std::vector<Kernels> under_test() {
   std::vector<Kernels> all;
+  using fxaac::KernelIsa;
 #if defined(FXAAC_KERNELS_X86)
-  __builtin_cpu_init();
-  if (__builtin_cpu_supports("sse4.1")) {
-    Kernels k{"sse41"};
-    FXAAC_KERNEL_LIST(FXAAC_SET, sse41)
-    all.push_back(k);
-  }
-  if (__builtin_cpu_supports("avx2")) {
-    Kernels k{"avx2"};  // the kernels that have an AVX2 version
-#define FXAAC_AVX2(name) k.name = fxaac::name##_avx2;
-    FXAAC_AVX2(radix4_stage) FXAAC_AVX2(radix4_stage8) FXAAC_AVX2(pre_twiddle)
-    FXAAC_AVX2(post_twiddle) FXAAC_AVX2(block_magnitude) FXAAC_AVX2(block_shift)
-    FXAAC_AVX2(window_rise) FXAAC_AVX2(window_fall) FXAAC_AVX2(window_rise_add)
-    FXAAC_AVX2(window_fall_add) FXAAC_AVX2(add_saturate) FXAAC_AVX2(pcm16_interleave)
-    FXAAC_AVX2(pcm24_interleave)
-    all.push_back(k);
+  for (const KernelIsa isa : {KernelIsa::kSse41, KernelIsa::kAvx2}) {
+    if (isa <= fxaac::cpu_kernel_level()) {
+      all.push_back({fxaac::kernel_versions(isa), fxaac::kernel_isa_name(isa)});
+    }
   }
 #endif
 #if defined(FXAAC_KERNELS_NEON) && defined(__ARM_NEON)
-  {
-    Kernels k{"neon"};
-    FXAAC_KERNEL_LIST(FXAAC_SET, neon)
-    all.push_back(k);
-  }
+  all.push_back({fxaac::kernel_versions(KernelIsa::kNeon), "neon"});
 #endif
-  Kernels k{"selected"};
+#define FXAAC_SET_SELECTED(a, x86, ret, name, params, args) k.name = fxaac::name;
+  Kernels k{{}, "selected"};
   FXAAC_KERNEL_LIST(FXAAC_SET_SELECTED, )
   all.push_back(k);
   return all;
@@ -152,7 +139,7 @@ void same(const std::vector<T> &expected, const T *got, const char *kind, size_t
 // any) and the buffers; exits on the first mismatch. Does nothing if k has
 // no such kernel. CHECK names the kernel after its field.
 template <class F, class Call>
-void check(const Kernels &k, F Kernels::*kernel, const char *kernel_name, const std::string &what,
+void check(const Kernels &k, F fxaac::KernelTable::*kernel, const char *kernel_name, const std::string &what,
            const Buffers &in, Call call) {
   if (!(k.*kernel)) return;
   auto result = [&](F f, const Pointers &p) -> long long {
@@ -183,7 +170,7 @@ void check(const Kernels &k, F Kernels::*kernel, const char *kernel_name, const 
     for (size_t b = 0; b < in.c.size(); ++b) same(expected.c[b], p.c[b], "coefficient buffer", b);
   }
 }
-#define CHECK(kernel, ...) check(k, &Kernels::kernel, #kernel, __VA_ARGS__)
+#define CHECK(kernel, ...) check(k, &fxaac::KernelTable::kernel, #kernel, __VA_ARGS__)
 
 // ---- Inputs ----------------------------------------------------------------
 
@@ -402,16 +389,152 @@ void check_pcm(const Kernels &k) {
   }
 }
 
+// ---- Timing (--bench) ------------------------------------------------------
+
+// Nanoseconds per call(f, buffers) on a fresh copy of in's word buffers, the
+// copy's own time taken out; the best of several rounds.
+template <class F, class Call>
+double nanoseconds(F f, const Buffers &in, Call call) {
+  Buffers work = in;
+  Pointers p;
+  for (auto &v : work.w) p.w.push_back(v.data());
+  for (auto &v : work.c) p.c.push_back(v.data());
+  auto restore = [&] {
+    for (size_t b = 0; b < in.w.size(); ++b) {
+      std::memcpy(work.w[b].data(), in.w[b].data(), in.w[b].size() * sizeof(int32_t));
+    }
+    asm volatile("" ::: "memory");
+  };
+  using Clock = std::chrono::steady_clock;
+  constexpr int kReps = 2000;
+  double with_call = 1e300, copy_only = 1e300;
+  for (int round = 0; round < 5; ++round) {
+    const auto t0 = Clock::now();
+    for (int i = 0; i < kReps; ++i) restore(), call(f, p);
+    const auto t1 = Clock::now();
+    for (int i = 0; i < kReps; ++i) restore();
+    const auto t2 = Clock::now();
+    with_call = std::min(with_call, std::chrono::duration<double, std::nano>(t1 - t0).count());
+    copy_only = std::min(copy_only, std::chrono::duration<double, std::nano>(t2 - t1).count());
+  }
+  return std::max(with_call - copy_only, 0.0) / kReps;
+}
+
+// One row: the kernel's time per call in each version, and its speed-up over
+// the first (portable) one.
+template <class F, class Call>
+void bench(const std::vector<Kernels> &all, F fxaac::KernelTable::*kernel, const char *name,
+           const Buffers &in, Call call) {
+  std::printf("%-17s", name);
+  double portable_ns = 0;
+  for (const Kernels &k : all) {
+    if (!(k.*kernel)) {
+      std::printf(" %19s", "-");
+      continue;
+    }
+    const double ns = nanoseconds(k.*kernel, in, call);
+    if (&k == &all.front()) portable_ns = ns;
+    std::printf(" %8.0f ns (x%4.1f)", ns, ns > 0 ? portable_ns / ns : 0.0);
+  }
+  std::printf("\n");
+}
+#define BENCH(kernel, ...) bench(all, &fxaac::KernelTable::kernel, #kernel, __VA_ARGS__)
+
+// Every kernel at the decoder's sizes on audio-like data and its own tables.
+void bench_all(const std::vector<Kernels> &all) {
+  const Data audio = kAllData[1];
+  std::printf("%-17s", "ns per call");
+  for (const Kernels &k : all) std::printf(" %19s", k.isa);
+  std::printf("\n");
+  BENCH(radix4_stage, {{words(1024, audio), table(fxaac::enc_neon_w_512_word32, 768)}, {}},
+        [](auto f, const Pointers &p) { f(p.w[1], p.w[0], 512, 512); });
+  BENCH(radix4_stage8, {{words(1024, audio), table(fxaac::enc_neon_w_512_8_word32, 24)}, {}},
+        [](auto f, const Pointers &p) { f(p.w[1], p.w[0], 512, 8); });
+  BENCH(post_radix2, {{words(1024, audio), words(1024, audio), table(fxaac::digRevTable2, 64)}, {}},
+        [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], 512); });
+  BENCH(post_radix4, {{words(128, audio), words(128, audio), table(fxaac::digRevTable4, 8)}, {}},
+        [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], 64); });
+  const Buffers twiddle{{words(1024, audio), words(2048, audio)},
+                        {table(fxaac::cosine_array_2048, 512), table(fxaac::sine_array_2048, 512)}};
+  BENCH(pre_twiddle, twiddle, [](auto f, const Pointers &p) {
+    f(p.w[0], p.w[0] + 1023, p.w[1], p.c[0], p.c[1], 256);
+  });
+  BENCH(post_twiddle, twiddle,
+        [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.c[0], p.c[1], 2048, 3); });
+  const Buffers block{{words(2048, audio)}, {}};
+  BENCH(block_magnitude, block, [](auto f, const Pointers &p) { return f(p.w[0], 2048); });
+  BENCH(block_shift, block, [](auto f, const Pointers &p) { f(p.w[0], 3, 1024); });
+  const Buffers window{{words(1024, audio), words(1024, audio)},
+                       {table(fxaac::kbd_long_fixed, 1024)}};
+  BENCH(window_rise, window, [](auto f, const Pointers &p) { f(p.w[0], p.c[0], p.w[1], 1024); });
+  BENCH(window_fall, window,
+        [](auto f, const Pointers &p) { f(p.w[0], p.c[0] + 1023, p.w[1], 1024); });
+  BENCH(window_rise_add, window,
+        [](auto f, const Pointers &p) { f(p.w[0], p.c[0], p.w[1], 1024); });
+  BENCH(window_fall_add, window,
+        [](auto f, const Pointers &p) { f(p.w[0], p.c[0] + 1023, p.w[1], 1024); });
+  BENCH(add_saturate, {{words(1024, audio), words(1024, audio), words(1024, audio)}, {}},
+        [](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], 1024); });
+  BENCH(pcm16_interleave, {{words(1024, audio)}, {Coefs(2048)}},
+        [](auto f, const Pointers &p) { f(p.w[0], p.c[0], 1024); });
+  BENCH(pcm24_interleave, {{words(1024, audio), words(2048, audio)}, {}},
+        [](auto f, const Pointers &p) { f(p.w[0], p.w[1], 1024); });
+}
+
+// ---- The level ---------------------------------------------------------------
+
+// With FXAAC_CPU_LEVEL set (x86-64), the selected versions must be those of
+// the level asked for, capped at the CPU's. Exits on a mismatch.
+void check_level() {
+  const char *request = std::getenv("FXAAC_CPU_LEVEL");
+  if (request == nullptr) return;
+#if defined(FXAAC_KERNELS_X86)
+  fxaac::KernelIsa asked;
+  if (!fxaac::kernel_level_named(request, &asked)) {
+    std::printf("checkdsp: FXAAC_CPU_LEVEL=%s: not portable, sse41 or avx2\n", request);
+    std::exit(2);
+  }
+  const char *want = fxaac::kernel_isa_name(std::min(asked, fxaac::cpu_kernel_level()));
+  if (std::strcmp(fxaac::kernel_isa(), want) != 0) {
+    std::printf("checkdsp: FXAAC_CPU_LEVEL=%s selected %s, expected %s\n", request,
+                fxaac::kernel_isa(), want);
+    std::exit(1);
+  }
+#else
+  std::printf("checkdsp: FXAAC_CPU_LEVEL=%s ignored: the kernels are chosen when building\n",
+              request);
+#endif
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char **argv) {
+  uint32_t seed = 20240601u;
+  bool timing = false;
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--seed") == 0 && i + 1 < argc) {
+      seed = static_cast<uint32_t>(std::strtoul(argv[++i], nullptr, 0));
+    } else if (std::strcmp(argv[i], "--bench") == 0) {
+      timing = true;
+    } else {
+      std::printf("usage: checkdsp [--seed N] [--bench]\n");
+      return 2;
+    }
+  }
   std::signal(SIGSEGV, on_crash);
   std::signal(SIGBUS, on_crash);
+  g_rng.seed(seed);
+  check_level();
   const std::vector<Kernels> all = under_test();
-  std::printf("checkdsp: selected kernels: %s; checking", fxaac::kernel_isa());
+  std::printf("checkdsp: seed %u; selected kernels: %s; checking", seed, fxaac::kernel_isa());
   for (const Kernels &k : all) std::printf(" %s", k.isa);
   std::printf(" against c\n");
   for (const Kernels &k : all) check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k);
   std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
+  if (timing) {
+    std::vector<Kernels> versions{portable()};
+    versions.insert(versions.end(), all.begin(), all.end() - 1);  // not the selected ones
+    bench_all(versions);
+  }
   return 0;
 }
