@@ -42,7 +42,8 @@ std::vector<VectorInfo> manifest()
 std::vector<uint8_t> read_vector(const std::string &name)
 {
     std::ifstream in(vector_dir() + "/" + name, std::ios::binary);
-    std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(in),
+                               std::istreambuf_iterator<char>()};
     bytes.resize(bytes.size() + 8, 0);
     return bytes;
 }
@@ -141,8 +142,8 @@ std::unique_ptr<StreamCapture> capture_stream(const std::string &name, std::stri
         const FrameBuffers buf = plan_frame_buffers(&dec->instance, dec->output);
         Block block;
         if (const int32_t status = parse_block(&dec->instance, &r, buf, &block, &tap)) {
-            *error = "the block parser refuses frame " + std::to_string(out->frames) +
-                     ": status " + std::to_string(status);
+            *error = "the block parser refuses frame " + std::to_string(out->frames) + ": status " +
+                     std::to_string(status);
             return nullptr;
         }
         out->frames++;

@@ -38,8 +38,8 @@ struct ChannelCapture {
     BitCursor spectrumReader;  // at the spectral data
     uint8_t sections[3][FXAAC_MAX_SECTIONS];        // atSpectrum's section lists
     uint8_t sectionScratch[3][FXAAC_MAX_SECTIONS];  // atSections' lists, rewritten by reruns
-    int16_t quantised[FXAAC_FRAME_LENGTH];  // spectral_data's output, pulses added
-    int32_t spectrum[FXAAC_FRAME_LENGTH];   // dequantised and scaled, window order
+    int16_t quantised[FXAAC_FRAME_LENGTH];          // spectral_data's output, pulses added
+    int32_t spectrum[FXAAC_FRAME_LENGTH];           // dequantised and scaled, window order
 };
 
 // Every channel of every raw data block of an ADTS vector (one block per

@@ -62,10 +62,10 @@ void decode(benchmark::State &state, const Stream *s)
     const double n = frames;
     state.SetItemsProcessed(state.iterations() * frames);
     state.counters["frames"] = n;
-    state.counters["per_frame"] =
-        benchmark::Counter(n, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-    state.counters["realtime"] = benchmark::Counter(
-        n * FXAAC_FRAME_LENGTH / s->info.fs, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["per_frame"] = benchmark::Counter(
+        n, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["realtime"] = benchmark::Counter(n * FXAAC_FRAME_LENGTH / s->info.fs,
+                                                    benchmark::Counter::kIsIterationInvariantRate);
 }
 
 }  // namespace

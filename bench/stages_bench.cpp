@@ -27,8 +27,8 @@ void count_channels(benchmark::State &state, size_t channels)
     const double n = static_cast<double>(channels);
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(channels));
     state.counters["channels"] = n;
-    state.counters["per_channel"] =
-        benchmark::Counter(n, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["per_channel"] = benchmark::Counter(
+        n, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 // Huffman-coded spectrum: spectral_data from the reader at each channel's
@@ -129,8 +129,8 @@ void tns(benchmark::State &state, StreamCapture *s)
 // Vectors whose channels are captured: a range of rates, both window
 // kinds, M/S, TNS, full-scale values with escapes.
 constexpr const char *kStageVectors[] = {
-    "mix_96k_s.aac", "castanets_44k_s.aac", "chord_48k_s.aac", "square_48k_s.aac",
-    "voice_16k_m.aac",
+    "mix_96k_s.aac",    "castanets_44k_s.aac", "chord_48k_s.aac",
+    "square_48k_s.aac", "voice_16k_m.aac",
 };
 
 }  // namespace

@@ -16,14 +16,14 @@
 
 // A broken promise of the library: print it and abort, which the fuzzer
 // records as a crash like any sanitizer report.
-#define FUZZ_CHECK(cond, ...)                                                   \
-    do {                                                                        \
-        if (!(cond)) {                                                          \
-            std::fprintf(stderr, "fxaac fuzz check failed: %s: ", #cond);       \
-            std::fprintf(stderr, __VA_ARGS__);                                  \
-            std::fputc('\n', stderr);                                           \
-            std::abort();                                                       \
-        }                                                                       \
+#define FUZZ_CHECK(cond, ...)                                                                      \
+    do {                                                                                           \
+        if (!(cond)) {                                                                             \
+            std::fprintf(stderr, "fxaac fuzz check failed: %s: ", #cond);                          \
+            std::fprintf(stderr, __VA_ARGS__);                                                     \
+            std::fputc('\n', stderr);                                                              \
+            std::abort();                                                                          \
+        }                                                                                          \
     } while (0)
 
 namespace fxaac_fuzz {

@@ -44,17 +44,17 @@ Bits adts_header(uint32_t sfIndex, uint32_t channelConfig)
 {
     Bits b;
     b.put(0xFFF, 12);
-    b.put(0, 1);              // ID
-    b.put(0, 2);              // layer
-    b.put(1, 1);              // protection_absent
-    b.put(1, 2);              // profile: LC
+    b.put(0, 1);  // ID
+    b.put(0, 2);  // layer
+    b.put(1, 1);  // protection_absent
+    b.put(1, 2);  // profile: LC
     b.put(sfIndex, 4);
-    b.put(0, 1);              // private_bit
+    b.put(0, 1);  // private_bit
     b.put(channelConfig, 3);
-    b.put(0, 4);              // original_copy, home, copyright bits
-    b.put(7, 13);             // aac_frame_length
-    b.put(0x7FF, 11);         // buffer fullness: variable rate
-    b.put(0, 2);              // one raw data block
+    b.put(0, 4);       // original_copy, home, copyright bits
+    b.put(7, 13);      // aac_frame_length
+    b.put(0x7FF, 11);  // buffer fullness: variable rate
+    b.put(0, 2);       // one raw data block
     return b;
 }
 
@@ -88,15 +88,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     config.hdrPrsnt = kind != kHeaderless;
     Bits header;
     switch (kind) {
-    case kAdts:
-        header = adts_header(sfIndex, (data[1] >> 4) & 7);
-        break;
-    case kConfig:
-        header = audio_specific_config(2, sfIndex, channels);
-        break;
-    case kResilient:
-        header = audio_specific_config(17, sfIndex, channels);
-        break;
+    case kAdts: header = adts_header(sfIndex, (data[1] >> 4) & 7); break;
+    case kConfig: header = audio_specific_config(2, sfIndex, channels); break;
+    case kResilient: header = audio_specific_config(17, sfIndex, channels); break;
     case kHeaderless:
         config.fs = data[2] << 16 | data[3] << 8 | data[4];
         config.chn = static_cast<int32_t>(channels);

@@ -23,7 +23,8 @@ int replay(const std::filesystem::path &path)
         std::fprintf(stderr, "cannot read %s\n", path.c_str());
         return 1;
     }
-    std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(in),
+                               std::istreambuf_iterator<char>()};
     std::printf("replaying %s (%zu bytes)\n", path.c_str(), bytes.size());
     std::fflush(stdout);
     // An exactly sized heap copy, as libFuzzer gives its inputs.

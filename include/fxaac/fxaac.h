@@ -57,23 +57,24 @@ enum FxaacStatus {
     FXAAC_ERR_PULSE_POSITION = 23,     /* pulse outside the band table or the frame */
     FXAAC_ERR_DRC_EXCLUDE = 24,        /* DRC exclude list longer than its storage */
     FXAAC_ERR_TNS_ORDER = 25,          /* TNS filter order above 12 coefficient slots */
-    FXAAC_ERR_FRAME_OVERRUN = 26,      /* a raw data block runs past its ADTS frame or LATM payload */
-    FXAAC_ERR_ADTS_LENGTH = 27,        /* ADTS frame length impossible: false sync or damaged header */
-    FXAAC_ERR_NEED_MORE_INPUT = -20,   /* bounded call: the frame needs more bytes; nothing consumed */
-    FXAAC_ERR_LATM_CONFIG = -21,       /* LATM multiplex not supported: programs, layers, version */
-    FXAAC_ERR_LATM_SUBFRAMES = -22,    /* LATM element with more than one subframe */
-    FXAAC_ERR_LATM_NO_CONFIG = -23,    /* LATM payload before any StreamMuxConfig */
-    FXAAC_ERR_LATM_LENGTH = -24,       /* LATM element does not fit its length: damage or false sync */
-    FXAAC_ERR_LATM_FRAME_LENGTH = -25  /* LATM frameLengthType other than 0 (fixed or CELP/HVXC) */
+    FXAAC_ERR_FRAME_OVERRUN = 26, /* a raw data block runs past its ADTS frame or LATM payload */
+    FXAAC_ERR_ADTS_LENGTH = 27,   /* ADTS frame length impossible: false sync or damaged header */
+    FXAAC_ERR_NEED_MORE_INPUT =
+        -20,                        /* bounded call: the frame needs more bytes; nothing consumed */
+    FXAAC_ERR_LATM_CONFIG = -21,    /* LATM multiplex not supported: programs, layers, version */
+    FXAAC_ERR_LATM_SUBFRAMES = -22, /* LATM element with more than one subframe */
+    FXAAC_ERR_LATM_NO_CONFIG = -23, /* LATM payload before any StreamMuxConfig */
+    FXAAC_ERR_LATM_LENGTH = -24,    /* LATM element does not fit its length: damage or false sync */
+    FXAAC_ERR_LATM_FRAME_LENGTH = -25 /* LATM frameLengthType other than 0 (fixed or CELP/HVXC) */
 };
 
 /* One parsed ADTS frame header (ISO/IEC 13818-7 / 14496-3 adts_frame). */
 typedef struct AdtsHeader {
-    uint16_t syncword;          /* last 12-bit value examined by the sync search */
+    uint16_t syncword; /* last 12-bit value examined by the sync search */
     uint8_t id;
     uint8_t layer;
-    int8_t protection_absent;   /* 0: CRC words follow */
-    int8_t object_type;         /* profile field + 1: 2 is AAC LC */
+    int8_t protection_absent; /* 0: CRC words follow */
+    int8_t object_type;       /* profile field + 1: 2 is AAC LC */
     uint8_t sampling_frequency_index;
     uint8_t private_bit;
     uint8_t channel_configuration;
@@ -81,10 +82,10 @@ typedef struct AdtsHeader {
     uint8_t home;
     uint8_t copyright_identification_bit;
     uint8_t copyright_identification_start;
-    uint16_t frame_length;      /* bytes skipped before the sync word + aac_frame_length; never 0 */
+    uint16_t frame_length; /* bytes skipped before the sync word + aac_frame_length; never 0 */
     uint16_t adts_buffer_fullness;
     int8_t number_of_raw_data_blocks_in_frame; /* as transmitted: 0 means one block */
-    uint32_t crc_check;         /* last CRC word read (never verified) */
+    uint32_t crc_check;                        /* last CRC word read (never verified) */
 } AdtsHeader;
 
 /* Per-frame parse result of the channel elements of one raw data block. It
@@ -98,7 +99,7 @@ typedef struct AdtsHeader {
 
 /* pulse_data of one channel (ISO/IEC 14496-3 4.4.2.7). */
 typedef struct PulseInfo {
-    int8_t number_pulse;      /* pulses minus one */
+    int8_t number_pulse; /* pulses minus one */
     uint8_t pulse_start_sfb;
     uint8_t pulse_offset[4];
     uint8_t pulse_amp[4];
@@ -122,18 +123,18 @@ typedef struct ChannelStream {
     int8_t num_swb;
     int8_t num_window_groups;
     int8_t num_windows;
-    int8_t window_sequence;          /* 0 long, 1 long start, 2 eight short, 3 long stop */
+    int8_t window_sequence; /* 0 long, 1 long start, 2 eight short, 3 long stop */
     int8_t window_group_length[8];
-    uint8_t window_shape;            /* 0 sine, 1 KBD */
+    uint8_t window_shape; /* 0 sine, 1 KBD */
     int8_t scale_factor_grouping;
-    uint8_t *sect_cb;                /* FXAAC_MAX_SECTIONS entries in the work area */
+    uint8_t *sect_cb; /* FXAAC_MAX_SECTIONS entries in the work area */
     uint8_t *sect_start;
     uint8_t *sect_end;
-    int8_t sfb_cb[FXAAC_MAX_GROUP_BANDS];          /* codebook per group and band */
+    int8_t sfb_cb[FXAAC_MAX_GROUP_BANDS];           /* codebook per group and band */
     int16_t sect_sfb_offset[FXAAC_MAX_GROUP_BANDS]; /* band offsets within each group */
-    int16_t scale_factors[FXAAC_MAX_GROUP_BANDS];  /* scale factor, noise energy or IS position */
+    int16_t scale_factors[FXAAC_MAX_GROUP_BANDS];   /* scale factor, noise energy or IS position */
     uint8_t ms_used[FXAAC_MAX_GROUP_BANDS];
-    int16_t swb_offset[52];                        /* band offsets of one window */
+    int16_t swb_offset[52]; /* band offsets of one window */
     uint16_t num_sec[8];
     uint16_t global_gain;
     int16_t ms_mask_present;
@@ -147,10 +148,10 @@ typedef struct ChannelStream {
 } ChannelStream;
 
 typedef struct ChannelElement {
-    ChannelStream stream[2];   /* first and second channel of the element(s) */
-    uint16_t element_id;       /* 0 SCE, 1 CPE, 3 LFE */
-    uint16_t first_channel;    /* output channel of stream[0] */
-    uint16_t second_channel;   /* output channel of stream[1]: first_channel + 1 */
+    ChannelStream stream[2]; /* first and second channel of the element(s) */
+    uint16_t element_id;     /* 0 SCE, 1 CPE, 3 LFE */
+    uint16_t first_channel;  /* output channel of stream[0] */
+    uint16_t second_channel; /* output channel of stream[1]: first_channel + 1 */
     uint16_t element_instance_tag;
     uint32_t common_window;
 } ChannelElement;
@@ -158,34 +159,34 @@ typedef struct ChannelElement {
 /* The decoder instance: all state kept from one call to the next. */
 typedef struct AacDecoder {
     int32_t overlap[FXAAC_MAX_CHANNELS][FXAAC_FRAME_LENGTH]; /* filterbank overlap per channel */
-    AdtsHeader adts;            /* header of the ADTS frame being decoded */
-    int32_t isAdts;             /* 1: an ADTS header precedes each ADTS frame */
-    int16_t rawBlocksLeft;      /* raw data blocks left in the current ADTS frame */
-    int32_t hasConfig;          /* 1: ADIF or AudioSpecificConfig stream */
-    int32_t sfIndex;            /* sampling_frequency_index, 0 to 11 */
-    int32_t objectType;         /* profile (ADTS, ADIF, LC = 1) or audio object type */
-    int32_t frameCount;         /* frame calls that ended without error */
-    int32_t sceTagSeen;         /* 1 once the first single channel element was met */
-    int32_t firstSceTag;        /* element_instance_tag of that element */
-    uint8_t sectionResilience;  /* aacSectionDataResilienceFlag */
+    AdtsHeader adts;               /* header of the ADTS frame being decoded */
+    int32_t isAdts;                /* 1: an ADTS header precedes each ADTS frame */
+    int16_t rawBlocksLeft;         /* raw data blocks left in the current ADTS frame */
+    int32_t hasConfig;             /* 1: ADIF or AudioSpecificConfig stream */
+    int32_t sfIndex;               /* sampling_frequency_index, 0 to 11 */
+    int32_t objectType;            /* profile (ADTS, ADIF, LC = 1) or audio object type */
+    int32_t frameCount;            /* frame calls that ended without error */
+    int32_t sceTagSeen;            /* 1 once the first single channel element was met */
+    int32_t firstSceTag;           /* element_instance_tag of that element */
+    uint8_t sectionResilience;     /* aacSectionDataResilienceFlag */
     uint8_t scalefactorResilience; /* aacScalefactorDataResilienceFlag */
-    uint8_t spectralResilience; /* aacSpectralDataResilienceFlag */
-    uint16_t frameLength;       /* spectral lines per channel and frame: 1024 */
+    uint8_t spectralResilience;    /* aacSpectralDataResilienceFlag */
+    uint16_t frameLength;          /* spectral lines per channel and frame: 1024 */
     int32_t prevWindowShape[FXAAC_MAX_CHANNELS]; /* window_shape of each channel's previous frame */
-    int16_t defaultObjectType;  /* copied into objectType by header decoding */
-    int32_t sampleRate;         /* Hz */
-    int32_t pcmFormat;          /* 2: 24-bit samples in 32-bit words; else 16-bit */
-    int32_t channels;           /* channel count announced by the header */
-    const int16_t *longWindow[2];  /* rising window halves, by window_shape (0 sine, 1 KBD) */
+    int16_t defaultObjectType;                   /* copied into objectType by header decoding */
+    int32_t sampleRate;                          /* Hz */
+    int32_t pcmFormat;            /* 2: 24-bit samples in 32-bit words; else 16-bit */
+    int32_t channels;             /* channel count announced by the header */
+    const int16_t *longWindow[2]; /* rising window halves, by window_shape (0 sine, 1 KBD) */
     const int16_t *shortWindow[2];
     ChannelElement *elementRecord; /* per-frame element record in the work area */
-    int32_t *workBase;          /* start of the work area */
-    int32_t *scratchA;          /* synthesis scratch; workBase between frames */
-    int32_t *scratchB;          /* second synthesis scratch */
-    int32_t pnsSeed;            /* noise substitution generator state */
-    int32_t lastChannels;       /* channels of the last decoded frame; 0 before the first */
-    uint32_t fillExtensions;    /* bit t set: a fill element with extension_type t was met
-                                 * since init (13 and 14: SBR data, ISO/IEC 14496-3 4.5.2.7) */
+    int32_t *workBase;             /* start of the work area */
+    int32_t *scratchA;             /* synthesis scratch; workBase between frames */
+    int32_t *scratchB;             /* second synthesis scratch */
+    int32_t pnsSeed;               /* noise substitution generator state */
+    int32_t lastChannels;          /* channels of the last decoded frame; 0 before the first */
+    uint32_t fillExtensions;       /* bit t set: a fill element with extension_type t was met
+                                    * since init (13 and 14: SBR data, ISO/IEC 14496-3 4.5.2.7) */
 } AacDecoder;
 
 /* Caller work memory bound to an instance (12288 bytes). */
@@ -219,10 +220,10 @@ typedef struct DecoderConfig {
 
 /* Result of one frame call. */
 typedef struct FrameStatus {
-    int32_t bytesConsumed;  /* input bytes used by the call */
-    int32_t errorCode;      /* 0 or an FxaacStatus code */
-    int32_t outputSamples;  /* samples written, all channels together; 0 on failure */
-    int32_t reserved[2];    /* cleared at every call */
+    int32_t bytesConsumed; /* input bytes used by the call */
+    int32_t errorCode;     /* 0 or an FxaacStatus code */
+    int32_t outputSamples; /* samples written, all channels together; 0 on failure */
+    int32_t reserved[2];   /* cleared at every call */
 } FrameStatus;
 
 /* Clears the instance, sets its defaults (1024-line frames, 22050 Hz, two

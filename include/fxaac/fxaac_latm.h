@@ -40,19 +40,19 @@ typedef struct LatmMuxConfig {
     uint8_t latmBufferFullness;
     uint8_t otherDataPresent;
     uint8_t crcCheckPresent;
-    uint8_t crcCheckSum;               /* read, not verified */
-    uint32_t taraBufferFullness;       /* audioMuxVersion 1 only */
-    uint32_t otherDataLenBits;         /* other data after the payload, in bits */
-    uint32_t ascBits;                  /* length of the AudioSpecificConfig in bits */
+    uint8_t crcCheckSum;                  /* read, not verified */
+    uint32_t taraBufferFullness;          /* audioMuxVersion 1 only */
+    uint32_t otherDataLenBits;            /* other data after the payload, in bits */
+    uint32_t ascBits;                     /* length of the AudioSpecificConfig in bits */
     uint8_t asc[FXAAC_LATM_CONFIG_BYTES]; /* its bits from the first, zero-padded */
 } LatmMuxConfig;
 
 /* Caller-owned state of a LATM/LOAS stream, kept from one call to the next. */
 typedef struct LatmState {
-    LatmMuxConfig config;  /* the last StreamMuxConfig met (a refused one as far as read) */
-    int32_t configStatus;  /* 0: config usable; FXAAC_ERR_LATM_NO_CONFIG before any;
-                              else the code that refused it */
-    int32_t payloadBytes;  /* bytes of payload[] holding the last payload */
+    LatmMuxConfig config; /* the last StreamMuxConfig met (a refused one as far as read) */
+    int32_t configStatus; /* 0: config usable; FXAAC_ERR_LATM_NO_CONFIG before any;
+                             else the code that refused it */
+    int32_t payloadBytes; /* bytes of payload[] holding the last payload */
     uint8_t payload[FXAAC_LATM_PAYLOAD_BYTES]; /* the last payload, moved to a byte boundary */
 } LatmState;
 

@@ -52,10 +52,7 @@ extern "C" {
 
 // bitstream/adts.h
 
-int32_t can_decode_objType(int32_t objectType)
-{
-    return fxaac::can_decode_objType(objectType);
-}
+int32_t can_decode_objType(int32_t objectType) { return fxaac::can_decode_objType(objectType); }
 
 // bitstream/audio_config.h
 
@@ -71,10 +68,7 @@ int32_t AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampleRate,
 
 // filterbank/fft.h
 
-void my_FFT(int32_t *in, int32_t *out, int32_t n)
-{
-    fxaac::my_FFT(in, out, n);
-}
+void my_FFT(int32_t *in, int32_t *out, int32_t n) { fxaac::my_FFT(in, out, n); }
 
 void iDSP_fft32x32_512(const int32_t *w, const int32_t *w8, int32_t n, int32_t *in, int32_t *out)
 {
@@ -129,10 +123,7 @@ void ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t window_
 
 // filterbank/filter_bank_init.h
 
-void filter_bank_init(AacDecoder *instance)
-{
-    fxaac::filter_bank_init(instance);
-}
+void filter_bank_init(AacDecoder *instance) { fxaac::filter_bank_init(instance); }
 
 // filterbank/imdct.h
 
@@ -151,25 +142,13 @@ void ipostTwiddle(AacDecoder *instance, int32_t *out, int32_t N, int32_t shift)
     fxaac::ipostTwiddle(instance, out, N, shift);
 }
 
-int32_t maxArray(const int32_t *x, int32_t n)
-{
-    return fxaac::maxArray(x, n);
-}
+int32_t maxArray(const int32_t *x, int32_t n) { return fxaac::maxArray(x, n); }
 
-int32_t max_Array_c(const int32_t *x, int32_t n)
-{
-    return fxaac::max_Array_c(x, n);
-}
+int32_t max_Array_c(const int32_t *x, int32_t n) { return fxaac::max_Array_c(x, n); }
 
-void normalize30(int32_t *x, int32_t shift, int32_t n)
-{
-    fxaac::normalize30(x, shift, n);
-}
+void normalize30(int32_t *x, int32_t shift, int32_t n) { fxaac::normalize30(x, shift, n); }
 
-void Normalize30_c(int32_t *x, int32_t shift, int32_t n)
-{
-    fxaac::Normalize30_c(x, shift, n);
-}
+void Normalize30_c(int32_t *x, int32_t shift, int32_t n) { fxaac::Normalize30_c(x, shift, n); }
 
 void preTwiddleCompute_c_neon(const int32_t *front, const int32_t *back, int32_t *out,
                               const int16_t *cosine, const int16_t *sine, int32_t count)
@@ -233,35 +212,23 @@ void *myOutputToPCM_noshift(const int32_t *samples, void *out, int32_t channels,
     return fxaac::myOutputToPCM_noshift(samples, out, channels, format, swap, count, channel);
 }
 
-void out16bit(const int32_t *in, int16_t *out, int32_t n)
-{
-    fxaac::out16bit(in, out, n);
-}
+void out16bit(const int32_t *in, int16_t *out, int32_t n) { fxaac::out16bit(in, out, n); }
 
-void out24bit(const int32_t *in, int32_t *out, int32_t n)
-{
-    fxaac::out24bit(in, out, n);
-}
+void out24bit(const int32_t *in, int32_t *out, int32_t n) { fxaac::out24bit(in, out, n); }
 
 void out16bit_noshift(const int32_t *in, int16_t *out, int32_t n)
 {
     fxaac::out16bit_noshift(in, out, n);
 }
 
-void out16bit_c(const int32_t *in, int16_t *out, int32_t n)
-{
-    fxaac::out16bit_c(in, out, n);
-}
+void out16bit_c(const int32_t *in, int16_t *out, int32_t n) { fxaac::out16bit_c(in, out, n); }
 
 void out16bit_noshift_c(const int32_t *in, int16_t *out, int32_t n)
 {
     fxaac::out16bit_noshift_c(in, out, n);
 }
 
-void out24bit_c(const int32_t *in, int32_t *out, int32_t n)
-{
-    fxaac::out24bit_c(in, out, n);
-}
+void out24bit_c(const int32_t *in, int32_t *out, int32_t n) { fxaac::out24bit_c(in, out, n); }
 
 void myPCMtoSBR(int32_t *out, const int32_t *samples, int32_t channels, int32_t count)
 {
@@ -270,90 +237,39 @@ void myPCMtoSBR(int32_t *out, const int32_t *samples, int32_t channels, int32_t 
 
 // fixedpoint/basic_ops.h
 
-int32_t mpy_32_16_r_AAC_DEC(int32_t k, int32_t x)
-{
-    return fxaac::mpy_32_16_r_AAC_DEC(k, x);
-}
+int32_t mpy_32_16_r_AAC_DEC(int32_t k, int32_t x) { return fxaac::mpy_32_16_r_AAC_DEC(k, x); }
 
-int32_t mpy_32_16_r_ns(int32_t k, int32_t x)
-{
-    return fxaac::mpy_32_16_r_ns(k, x);
-}
+int32_t mpy_32_16_r_ns(int32_t k, int32_t x) { return fxaac::mpy_32_16_r_ns(k, x); }
 
-int32_t shift_dir_AAC_DEC(int32_t x, int32_t n)
-{
-    return fxaac::shift_dir_AAC_DEC(x, n);
-}
+int32_t shift_dir_AAC_DEC(int32_t x, int32_t n) { return fxaac::shift_dir_AAC_DEC(x, n); }
 
-int16_t normalize_AAC_DEC(int32_t x)
-{
-    return fxaac::normalize_AAC_DEC(x);
-}
+int16_t normalize_AAC_DEC(int32_t x) { return fxaac::normalize_AAC_DEC(x); }
 
-int16_t normalize_pos(int32_t x)
-{
-    return fxaac::normalize_pos(x);
-}
+int16_t normalize_pos(int32_t x) { return fxaac::normalize_pos(x); }
 
-int32_t L_add_AAC_DEC(int32_t a, int32_t b)
-{
-    return fxaac::L_add_AAC_DEC(a, b);
-}
+int32_t L_add_AAC_DEC(int32_t a, int32_t b) { return fxaac::L_add_AAC_DEC(a, b); }
 
-int32_t L_sub_AAC_DEC(int32_t a, int32_t b)
-{
-    return fxaac::L_sub_AAC_DEC(a, b);
-}
+int32_t L_sub_AAC_DEC(int32_t a, int32_t b) { return fxaac::L_sub_AAC_DEC(a, b); }
 
-int32_t L_abs_AAC_DEC(int32_t a)
-{
-    return fxaac::L_abs_AAC_DEC(a);
-}
+int32_t L_abs_AAC_DEC(int32_t a) { return fxaac::L_abs_AAC_DEC(a); }
 
-int32_t L_shl_AAC_DEC(int32_t x, int32_t n)
-{
-    return fxaac::L_shl_AAC_DEC(x, n);
-}
+int32_t L_shl_AAC_DEC(int32_t x, int32_t n) { return fxaac::L_shl_AAC_DEC(x, n); }
 
-int32_t L_shr_AAC_DEC(int32_t x, int32_t n)
-{
-    return fxaac::L_shr_AAC_DEC(x, n);
-}
+int32_t L_shr_AAC_DEC(int32_t x, int32_t n) { return fxaac::L_shr_AAC_DEC(x, n); }
 
-int32_t L_shl_AAC_DEC_sat(int32_t x, int32_t n)
-{
-    return fxaac::L_shl_AAC_DEC_sat(x, n);
-}
+int32_t L_shl_AAC_DEC_sat(int32_t x, int32_t n) { return fxaac::L_shl_AAC_DEC_sat(x, n); }
 
-int16_t negate(int32_t x)
-{
-    return fxaac::negate(x);
-}
+int16_t negate(int32_t x) { return fxaac::negate(x); }
 
-int16_t extract_h(int32_t x)
-{
-    return fxaac::extract_h(x);
-}
+int16_t extract_h(int32_t x) { return fxaac::extract_h(x); }
 
-int16_t extract_l(int32_t x)
-{
-    return fxaac::extract_l(x);
-}
+int16_t extract_l(int32_t x) { return fxaac::extract_l(x); }
 
-int32_t L_add_c(int32_t a, int32_t b)
-{
-    return fxaac::L_add_c(a, b);
-}
+int32_t L_add_c(int32_t a, int32_t b) { return fxaac::L_add_c(a, b); }
 
-int32_t L_sub_c(int32_t a, int32_t b)
-{
-    return fxaac::L_sub_c(a, b);
-}
+int32_t L_sub_c(int32_t a, int32_t b) { return fxaac::L_sub_c(a, b); }
 
-int32_t L_ExtractFFT(int32_t x, int16_t *hi, int16_t *lo)
-{
-    return fxaac::L_ExtractFFT(x, hi, lo);
-}
+int32_t L_ExtractFFT(int32_t x, int16_t *hi, int16_t *lo) { return fxaac::L_ExtractFFT(x, hi, lo); }
 
 int32_t modified_Mpy_32_16_FFT(int32_t hi, int32_t lo, int32_t n)
 {
@@ -362,20 +278,11 @@ int32_t modified_Mpy_32_16_FFT(int32_t hi, int32_t lo, int32_t n)
 
 // fixedpoint/vector_ops.h
 
-void vmult1(const int32_t *x, const int16_t *w, int32_t *y, int n)
-{
-    fxaac::vmult1(x, w, y, n);
-}
+void vmult1(const int32_t *x, const int16_t *w, int32_t *y, int n) { fxaac::vmult1(x, w, y, n); }
 
-void vmult2(const int32_t *x, const int16_t *w, int32_t *y, int n)
-{
-    fxaac::vmult2(x, w, y, n);
-}
+void vmult2(const int32_t *x, const int16_t *w, int32_t *y, int n) { fxaac::vmult2(x, w, y, n); }
 
-void vmadd(const int32_t *x, const int16_t *w, int32_t *y, int n)
-{
-    fxaac::vmadd(x, w, y, n);
-}
+void vmadd(const int32_t *x, const int16_t *w, int32_t *y, int n) { fxaac::vmadd(x, w, y, n); }
 
 void vmult2_short(const int32_t *x, const int16_t *w, int32_t *y, int n)
 {
@@ -387,20 +294,11 @@ void my_vqadd(const int32_t *x, const int32_t *y, int32_t *z, int n)
     fxaac::my_vqadd(x, y, z, n);
 }
 
-void my_vcopy(const int32_t *src, int32_t *dst, int n)
-{
-    fxaac::my_vcopy(src, dst, n);
-}
+void my_vcopy(const int32_t *src, int32_t *dst, int n) { fxaac::my_vcopy(src, dst, n); }
 
-void my_vzero(int32_t *p, int n)
-{
-    fxaac::my_vzero(p, n);
-}
+void my_vzero(int32_t *p, int n) { fxaac::my_vzero(p, n); }
 
-void memcopy16_16(const int16_t *src, int16_t *dst, int n)
-{
-    fxaac::memcopy16_16(src, dst, n);
-}
+void memcopy16_16(const int16_t *src, int16_t *dst, int n) { fxaac::memcopy16_16(src, dst, n); }
 
 void memcopy16_16_y_m(const int16_t *src, int16_t *dst, int n)
 {
@@ -412,20 +310,11 @@ void memcopy16_16_m_y(const int16_t *src, int16_t *dst, int n)
     fxaac::memcopy16_16_m_y(src, dst, n);
 }
 
-void memcopy32_32(const int32_t *src, int32_t *dst, int n)
-{
-    fxaac::memcopy32_32(src, dst, n);
-}
+void memcopy32_32(const int32_t *src, int32_t *dst, int n) { fxaac::memcopy32_32(src, dst, n); }
 
-void setzero32(int32_t *p, int n)
-{
-    fxaac::setzero32(p, n);
-}
+void setzero32(int32_t *p, int n) { fxaac::setzero32(p, n); }
 
-int16_t findMin(const int16_t *x, int n)
-{
-    return fxaac::findMin(x, n);
-}
+int16_t findMin(const int16_t *x, int n) { return fxaac::findMin(x, n); }
 
 void my_vmult1(const int32_t *x, const int16_t *w, int32_t *y, int n)
 {
@@ -447,20 +336,11 @@ void my_vmult2_short(const int32_t *x, const int16_t *w, int32_t *y, int n)
     fxaac::my_vmult2_short(x, w, y, n);
 }
 
-void vadd(const int32_t *x, const int32_t *y, int32_t *z, int n)
-{
-    fxaac::vadd(x, y, z, n);
-}
+void vadd(const int32_t *x, const int32_t *y, int32_t *z, int n) { fxaac::vadd(x, y, z, n); }
 
-void vcopy(const int32_t *src, int32_t *dst, int n)
-{
-    fxaac::vcopy(src, dst, n);
-}
+void vcopy(const int32_t *src, int32_t *dst, int n) { fxaac::vcopy(src, dst, n); }
 
-void vzero(int32_t *p, int n)
-{
-    fxaac::vzero(p, n);
-}
+void vzero(int32_t *p, int n) { fxaac::vzero(p, n); }
 
 // syntax/ics_info.h
 
@@ -476,10 +356,7 @@ void inverse_quantization(int32_t *dst, const int16_t *src)
     fxaac::inverse_quantization(dst, src);
 }
 
-void invquantize(int32_t *dst, const int16_t *src)
-{
-    fxaac::invquantize(dst, src);
-}
+void invquantize(int32_t *dst, const int16_t *src) { fxaac::invquantize(dst, src); }
 
 void apply_scalefactors(const ChannelStream *stream, int32_t *spectrum)
 {
@@ -503,15 +380,9 @@ void pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *seed)
     fxaac::pns_decode(stream, spectrum, seed);
 }
 
-void random1init(int32_t seed, int32_t period)
-{
-    fxaac::random1init(seed, period);
-}
+void random1init(int32_t seed, int32_t period) { fxaac::random1init(seed, period); }
 
-int32_t random1(void)
-{
-    return fxaac::random1();
-}
+int32_t random1(void) { return fxaac::random1(); }
 
 // tools/pulse.h
 
@@ -550,7 +421,6 @@ void tns_ar_filter_fixed(int32_t *line, int32_t size, int32_t step, const int16_
 
 // bit reader parsers
 
-
 void pulse_data(PulseInfo *pulse, BitReader *reader)
 {
     through(reader, [&](BitCursor *c) { return fxaac::pulse_data(pulse, c); });
@@ -577,16 +447,15 @@ int32_t scale_factor_data(ChannelStream *stream, BitReader *reader)
 }
 
 int32_t spectral_data(const ChannelStream *stream, BitReader *reader, int16_t *quantised,
-                                int16_t objectType)
+                      int16_t objectType)
 {
     return through(reader, [&](BitCursor *c) {
         return fxaac::spectral_data(stream, c, quantised, objectType);
     });
 }
 
-int32_t single_lfe_channel_element(AacDecoder *instance, ChannelElement *element,
-                                             BitReader *reader, int16_t *const *quantised,
-                                             int32_t sfIndex, int32_t objectType)
+int32_t single_lfe_channel_element(AacDecoder *instance, ChannelElement *element, BitReader *reader,
+                                   int16_t *const *quantised, int32_t sfIndex, int32_t objectType)
 {
     return through(reader, [&](BitCursor *c) {
         return fxaac::single_lfe_channel_element(instance, element, c, quantised, sfIndex,
@@ -594,18 +463,17 @@ int32_t single_lfe_channel_element(AacDecoder *instance, ChannelElement *element
     });
 }
 
-int32_t channel_pair_element(ChannelElement *element, BitReader *reader,
-                                       int16_t *quantised0, int16_t *quantised1, int32_t sfIndex,
-                                       int32_t objectType)
+int32_t channel_pair_element(ChannelElement *element, BitReader *reader, int16_t *quantised0,
+                             int16_t *quantised1, int32_t sfIndex, int32_t objectType)
 {
     return through(reader, [&](BitCursor *c) {
         return fxaac::channel_pair_element(element, c, quantised0, quantised1, sfIndex, objectType);
     });
 }
 
-int32_t individual_channel_stream(ChannelElement *element, BitReader *reader,
-                                            ChannelStream *stream, int32_t scaleFlag,
-                                            int16_t *quantised, int32_t sfIndex, int32_t objectType)
+int32_t individual_channel_stream(ChannelElement *element, BitReader *reader, ChannelStream *stream,
+                                  int32_t scaleFlag, int16_t *quantised, int32_t sfIndex,
+                                  int32_t objectType)
 {
     return through(reader, [&](BitCursor *c) {
         return fxaac::individual_channel_stream(element, c, stream, scaleFlag, quantised, sfIndex,
@@ -613,8 +481,8 @@ int32_t individual_channel_stream(ChannelElement *element, BitReader *reader,
     });
 }
 
-int32_t ics_info(ChannelStream *stream, BitReader *reader, int32_t commonWindow,
-                           int32_t sfIndex, int32_t objectType)
+int32_t ics_info(ChannelStream *stream, BitReader *reader, int32_t commonWindow, int32_t sfIndex,
+                 int32_t objectType)
 {
     return through(reader, [&](BitCursor *c) {
         return fxaac::ics_info(stream, c, commonWindow, sfIndex, objectType);
@@ -662,8 +530,8 @@ int32_t adts_frame(AdtsHeader *header, BitReader *reader)
 }
 
 int8_t GASpecificConfig(BitReader *reader, uint32_t *channelConfig, uint32_t objectType,
-                                  uint8_t *sectionResilience, uint8_t *scalefactorResilience,
-                                  uint8_t *spectralResilience, uint8_t *frameLengthFlag)
+                        uint8_t *sectionResilience, uint8_t *scalefactorResilience,
+                        uint8_t *spectralResilience, uint8_t *frameLengthFlag)
 {
     return through(reader, [&](BitCursor *c) {
         return fxaac::GASpecificConfig(c, channelConfig, objectType, sectionResilience,

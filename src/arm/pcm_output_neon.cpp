@@ -24,8 +24,9 @@ inline int16x4_t pcm16(int32x4_t x) { return vqshrn_n_s32(vaddq_s32(x, vdupq_n_s
 // exactly when v lies in [-2^24, 2^24 - 1], where v >> 1 needs no clip, and
 // saturates to -2^31 or 2^31 - 1 outside it; the arithmetic right shift by
 // 8 then gives v >> 1, or the clip bounds -2^23 and 2^23 - 1.
-inline int32x4_t pcm24(int32x4_t x) {
-  return vshrq_n_s32(vqshlq_n_s32(vaddq_s32(x, vdupq_n_s32(1)), 7), 8);
+inline int32x4_t pcm24(int32x4_t x)
+{
+    return vshrq_n_s32(vqshlq_n_s32(vaddq_s32(x, vdupq_n_s32(1)), 7), 8);
 }
 
 // The last two samples, in the lower lanes (the upper two are zeros and
@@ -34,48 +35,50 @@ inline int32x4_t load_two(const int32_t *in) { return vcombine_s32(vld1_s32(in),
 
 }  // namespace
 
-void pcm16_interleave_neon(const int32_t *in, int16_t *out, int32_t n) {
-  const int32_t count = whole_pairs(n);
-  int32_t i = 0;
-  int16_t *o = out;
-  for (; i + 4 <= count; i += 4) {
-    const int16x4_t s = pcm16(vld1q_s32(in + i));
-    vst1_lane_s16(o, s, 0);
-    o += 2;
-    vst1_lane_s16(o, s, 1);
-    o += 2;
-    vst1_lane_s16(o, s, 2);
-    o += 2;
-    vst1_lane_s16(o, s, 3);
-    o += 2;
-  }
-  if (i < count) {
-    const int16x4_t s = pcm16(load_two(in + i));
-    vst1_lane_s16(o, s, 0);
-    vst1_lane_s16(o + 2, s, 1);
-  }
+void pcm16_interleave_neon(const int32_t *in, int16_t *out, int32_t n)
+{
+    const int32_t count = whole_pairs(n);
+    int32_t i = 0;
+    int16_t *o = out;
+    for (; i + 4 <= count; i += 4) {
+        const int16x4_t s = pcm16(vld1q_s32(in + i));
+        vst1_lane_s16(o, s, 0);
+        o += 2;
+        vst1_lane_s16(o, s, 1);
+        o += 2;
+        vst1_lane_s16(o, s, 2);
+        o += 2;
+        vst1_lane_s16(o, s, 3);
+        o += 2;
+    }
+    if (i < count) {
+        const int16x4_t s = pcm16(load_two(in + i));
+        vst1_lane_s16(o, s, 0);
+        vst1_lane_s16(o + 2, s, 1);
+    }
 }
 
-void pcm24_interleave_neon(const int32_t *in, int32_t *out, int32_t n) {
-  const int32_t count = whole_pairs(n);
-  int32_t i = 0;
-  int32_t *o = out;
-  for (; i + 4 <= count; i += 4) {
-    const int32x4_t s = pcm24(vld1q_s32(in + i));
-    vst1q_lane_s32(o, s, 0);
-    o += 2;
-    vst1q_lane_s32(o, s, 1);
-    o += 2;
-    vst1q_lane_s32(o, s, 2);
-    o += 2;
-    vst1q_lane_s32(o, s, 3);
-    o += 2;
-  }
-  if (i < count) {
-    const int32x4_t s = pcm24(load_two(in + i));
-    vst1q_lane_s32(o, s, 0);
-    vst1q_lane_s32(o + 2, s, 1);
-  }
+void pcm24_interleave_neon(const int32_t *in, int32_t *out, int32_t n)
+{
+    const int32_t count = whole_pairs(n);
+    int32_t i = 0;
+    int32_t *o = out;
+    for (; i + 4 <= count; i += 4) {
+        const int32x4_t s = pcm24(vld1q_s32(in + i));
+        vst1q_lane_s32(o, s, 0);
+        o += 2;
+        vst1q_lane_s32(o, s, 1);
+        o += 2;
+        vst1q_lane_s32(o, s, 2);
+        o += 2;
+        vst1q_lane_s32(o, s, 3);
+        o += 2;
+    }
+    if (i < count) {
+        const int32x4_t s = pcm24(load_two(in + i));
+        vst1q_lane_s32(o, s, 0);
+        vst1q_lane_s32(o + 2, s, 1);
+    }
 }
 
 }  // namespace fxaac

@@ -8,7 +8,9 @@ constexpr bool decodable(int32_t aot) { return aot == 2 || aot == 17; }
 
 constexpr auto make_object_type_gate()
 {
-    struct Gate { uint8_t flag[32]; } gate{};
+    struct Gate {
+        uint8_t flag[32];
+    } gate{};
     for (int aot = 0; aot < 32; aot++)
         gate.flag[aot] = decodable(aot) ? 1 : 0;
     return gate;

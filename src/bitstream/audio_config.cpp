@@ -7,8 +7,8 @@
 namespace fxaac {
 
 const uint32_t sample_rates[17] = {
-    96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050,
-    16000, 12000, 11025, 8000,  0,     0,     0,     0,     0,
+    96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000,
+    12000, 11025, 8000,  0,     0,     0,     0,     0,
 };
 
 namespace {
@@ -66,14 +66,21 @@ int32_t parse_audio_specific_config(BitCursor *reader, AudioConfig *out)
 using namespace fxaac;
 
 int32_t fxaac::AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampleRate,
-                                uint32_t *channelConfig, uint32_t *sfIndex, uint32_t *objectType,
-                                uint8_t *sectionResilience, uint8_t *scalefactorResilience,
-                                uint8_t *spectralResilience, uint8_t *frameLengthFlag)
+                                       uint32_t *channelConfig, uint32_t *sfIndex,
+                                       uint32_t *objectType, uint8_t *sectionResilience,
+                                       uint8_t *scalefactorResilience, uint8_t *spectralResilience,
+                                       uint8_t *frameLengthFlag)
 {
     BitCursor reader;
     aac_initbits(&reader, buffer);
-    AudioConfig cfg = {0, 0, 0, 0, *sectionResilience, *scalefactorResilience,
-                       *spectralResilience, *frameLengthFlag};
+    AudioConfig cfg = {0,
+                       0,
+                       0,
+                       0,
+                       *sectionResilience,
+                       *scalefactorResilience,
+                       *spectralResilience,
+                       *frameLengthFlag};
     int32_t result = parse_audio_specific_config(&reader, &cfg);
     *sampleRate = cfg.sampleRate;
     *channelConfig = cfg.channelConfig;
@@ -87,12 +94,12 @@ int32_t fxaac::AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampleRa
 }
 
 int8_t fxaac::GASpecificConfig(BitCursor *reader, uint32_t *channelConfig, uint32_t objectType,
-                        uint8_t *sectionResilience, uint8_t *scalefactorResilience,
-                        uint8_t *spectralResilience, uint8_t *frameLengthFlag)
+                               uint8_t *sectionResilience, uint8_t *scalefactorResilience,
+                               uint8_t *spectralResilience, uint8_t *frameLengthFlag)
 {
     *frameLengthFlag = static_cast<uint8_t>(read_bits(reader, 1));
-    if (read_bits(reader, 1))  // dependsOnCoreCoder
-        skip_bits(reader, 14); // coreCoderDelay
+    if (read_bits(reader, 1))   // dependsOnCoreCoder
+        skip_bits(reader, 14);  // coreCoderDelay
     uint32_t extensionFlag = read_bits(reader, 1);
 
     if (*channelConfig == 0) {

@@ -20,7 +20,7 @@ struct AdifHeader {
     uint8_t copyright_id[10];  // 9 identifier bytes and a terminating 0
     uint8_t original_copy;
     uint8_t home;
-    int8_t bitstream_type;     // 0 constant rate, 1 variable rate
+    int8_t bitstream_type;  // 0 constant rate, 1 variable rate
     uint32_t bitrate;
     int8_t num_program_config_elements;  // number of PCEs minus 1
     uint32_t adif_buffer_fullness;       // of the last PCE; 0 for variable rate
@@ -44,9 +44,8 @@ namespace fxaac {
 // relative to its first byte). Returns its length in bytes or a negative code
 // (-6, -12, -13, -14, -15); outputs written before a failure stay written.
 int32_t AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampleRate,
-                                uint32_t *channelConfig, uint32_t *sfIndex,
-                                uint32_t *objectType, uint8_t *sectionResilience,
-                                uint8_t *scalefactorResilience,
+                                uint32_t *channelConfig, uint32_t *sfIndex, uint32_t *objectType,
+                                uint8_t *sectionResilience, uint8_t *scalefactorResilience,
                                 uint8_t *spectralResilience, uint8_t *frameLengthFlag);
 }  // namespace fxaac
 

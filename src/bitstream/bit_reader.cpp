@@ -3,15 +3,9 @@
 // The exported reader functions work on the three-field record; the parsers'
 // cursor has inline twins of them in bit_reader.h.
 
-void aac_initbits(BitReader *reader, const uint8_t *buffer)
-{
-    *reader = {buffer, 0, 0};
-}
+void aac_initbits(BitReader *reader, const uint8_t *buffer) { *reader = {buffer, 0, 0}; }
 
-int32_t aac_get_processed_bits(const BitReader *reader)
-{
-    return reader->bitsConsumed;
-}
+int32_t aac_get_processed_bits(const BitReader *reader) { return reader->bitsConsumed; }
 
 int32_t aac_byte_align(BitReader *reader)
 {

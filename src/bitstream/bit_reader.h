@@ -29,11 +29,11 @@ struct BitReader {
 };
 
 struct BitCursor {
-    const uint8_t *ptr;    // as in BitReader
+    const uint8_t *ptr;  // as in BitReader
     uint32_t bitPos;
     int32_t bitsConsumed;
-    const uint8_t *end;    // one past the caller's data; nullptr: unbounded
-    bool overrun;          // sticky: a read or skip went past end
+    const uint8_t *end;  // one past the caller's data; nullptr: unbounded
+    bool overrun;        // sticky: a read or skip went past end
 };
 
 FXAAC_EXTERN_C_BEGIN

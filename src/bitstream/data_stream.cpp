@@ -49,7 +49,7 @@ int32_t fxaac::dynamic_range_info(BitCursor *reader, DrcInfo *drc)
     int32_t n = 1;
     if (read_bits(reader, 1)) {  // pce_tag_present
         drc->pce_instance_tag = static_cast<int32_t>(read_bits(reader, 4));
-        skip_bits(reader, 4);    // drc_tag_reserved_bits
+        skip_bits(reader, 4);  // drc_tag_reserved_bits
         n += 1;
     }
     drc->excluded_chns_present = static_cast<int32_t>(read_bits(reader, 1));
@@ -57,7 +57,7 @@ int32_t fxaac::dynamic_range_info(BitCursor *reader, DrcInfo *drc)
         n += excluded_channels(reader, drc);
     if (read_bits(reader, 1)) {  // drc_bands_present
         drc->drc_num_bands += static_cast<int32_t>(read_bits(reader, 4));
-        skip_bits(reader, 4);    // drc_interpolation_scheme
+        skip_bits(reader, 4);  // drc_interpolation_scheme
         n += 1;
         for (int i = 0; i < drc->drc_num_bands; i++) {
             drc->drc_band_top[i] = static_cast<int32_t>(read_bits(reader, 8));
@@ -66,7 +66,7 @@ int32_t fxaac::dynamic_range_info(BitCursor *reader, DrcInfo *drc)
     }
     if (read_bits(reader, 1)) {  // prog_ref_level_present
         drc->prog_ref_level = static_cast<int32_t>(read_bits(reader, 7));
-        skip_bits(reader, 1);    // prog_ref_level_reserved_bits
+        skip_bits(reader, 1);  // prog_ref_level_reserved_bits
         n += 1;
     }
     for (int i = 0; i < drc->drc_num_bands; i++) {

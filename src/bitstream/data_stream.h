@@ -9,8 +9,8 @@
 #include "bitstream/bit_reader.h"
 
 namespace fxaac {
-constexpr int kDrcMaxBands = 17;          // 1 + a 4-bit drc_band_incr
-constexpr int kDrcExcludeGroups = 8;      // groups of 7 channels kept: 56 channels
+constexpr int kDrcMaxBands = 17;      // 1 + a 4-bit drc_band_incr
+constexpr int kDrcExcludeGroups = 8;  // groups of 7 channels kept: 56 channels
 }  // namespace fxaac
 
 // dynamic_range_info; every field is a 32-bit word.
@@ -28,7 +28,6 @@ struct DrcInfo {
     // read and the reader is in step, but the list is incomplete.
     int32_t status;
 };
-
 
 namespace fxaac {
 // Skips a data stream element; returns the data bytes skipped (0 to 510).

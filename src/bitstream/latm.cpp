@@ -9,11 +9,11 @@ namespace fxaac {
 
 namespace {
 
-constexpr uint8_t kSyncFirstByte = kLoasSyncWord >> 3;  // 0x56
+constexpr uint8_t kSyncFirstByte = kLoasSyncWord >> 3;         // 0x56
 constexpr uint8_t kSyncSecondBits = (kLoasSyncWord & 7) << 5;  // 0xE0
 constexpr int kLengthBits = 13;
 constexpr int kPayloadLengthEscape = 255;  // MuxSlotLengthBytes goes on after 255
-constexpr int kMaxOtherDataEscapes = 4;  // otherDataLenBits of version 0: 8 bits a step
+constexpr int kMaxOtherDataEscapes = 4;    // otherDataLenBits of version 0: 8 bits a step
 
 // LatmGetValue(): bytesForValue + 1 bytes, most significant first.
 uint32_t latm_value(BitCursor *r)

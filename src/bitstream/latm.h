@@ -28,10 +28,10 @@ int32_t loas_element_bytes(const uint8_t *data);
 
 // One parsed AudioMuxElement.
 struct LatmElement {
-    bool newConfig = false;  // useSameStreamMux 0: config is the element's own
+    bool newConfig = false;     // useSameStreamMux 0: config is the element's own
     LatmMuxConfig config = {};  // valid when newConfig
-    int64_t payloadBit = 0;  // first bit of the payload
-    int32_t payloadBytes = 0;  // MuxSlotLengthBytes
+    int64_t payloadBit = 0;     // first bit of the payload
+    int32_t payloadBytes = 0;   // MuxSlotLengthBytes
 };
 
 // Parses the element at data, which holds exactly its elementBytes bytes.

@@ -41,7 +41,6 @@ struct ProgramConfig {
     uint8_t comment_field_bytes;
 };
 
-
 namespace fxaac {
 // Parses one element, leaving the reader after its comment bytes. Returns 0,
 // or -12 when object_type is not AAC LC (the element is parsed whole anyway).

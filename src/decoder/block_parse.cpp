@@ -13,7 +13,14 @@ namespace {
 using namespace fxaac;
 
 enum ElementId : uint32_t {
-    kSce = 0, kCpe = 1, kCce = 2, kLfe = 3, kDse = 4, kPce = 5, kFil = 6, kEnd = 7,
+    kSce = 0,
+    kCpe = 1,
+    kCce = 2,
+    kLfe = 3,
+    kDse = 4,
+    kPce = 5,
+    kFil = 6,
+    kEnd = 7,
 };
 constexpr uint32_t kElementIdBits = 3;
 
@@ -31,8 +38,8 @@ void prepare_element_record(AacDecoder *dec, const FrameBuffers &buf)
     dec->scratchB = reinterpret_cast<int32_t *>(e);
 }
 
-int32_t parse_single(AacDecoder *dec, BitCursor *r, uint32_t id, const FrameBuffers &buf,
-                     Block *b, const ChannelTap *tap)
+int32_t parse_single(AacDecoder *dec, BitCursor *r, uint32_t id, const FrameBuffers &buf, Block *b,
+                     const ChannelTap *tap)
 {
     ChannelElement *e = dec->elementRecord;
     e->element_id = static_cast<uint16_t>(id);
@@ -88,8 +95,8 @@ int32_t misplaced(uint32_t id, int elements, Block *b)
 
 // One element after its id: the status it leaves (negative codes of a
 // program config element are kept but do not fail the block).
-int32_t parse_element(AacDecoder *dec, BitCursor *r, uint32_t id, const FrameBuffers &buf,
-                      Block *b, int *elements, const ChannelTap *tap)
+int32_t parse_element(AacDecoder *dec, BitCursor *r, uint32_t id, const FrameBuffers &buf, Block *b,
+                      int *elements, const ChannelTap *tap)
 {
     switch (id) {
     case kSce:
@@ -97,12 +104,8 @@ int32_t parse_element(AacDecoder *dec, BitCursor *r, uint32_t id, const FrameBuf
         b->twoSingles = b->channels == 1;
         ++*elements;
         return parse_single(dec, r, id, buf, b, tap);
-    case kCpe:
-        *elements = 1;
-        return parse_pair(dec, r, buf, b, tap);
-    case kDse:
-        data_stream_element(r);
-        return b->code;
+    case kCpe: *elements = 1; return parse_pair(dec, r, buf, b, tap);
+    case kDse: data_stream_element(r); return b->code;
     case kPce: {
         ProgramConfig pce = {};
         return program_config_element(&pce, r);

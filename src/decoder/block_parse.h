@@ -16,9 +16,9 @@ namespace fxaac {
 // What the parse of one block leaves for reconstruction and synthesis.
 struct Block {
     int channels = 0;
-    bool twoSingles = false;         // two SCE/LFE elements, a channel each
-    int32_t code = 0;                // the last element's status, as the frame reports it
-    const char *message = nullptr;   // the diagnostic of a misplaced element
+    bool twoSingles = false;        // two SCE/LFE elements, a channel each
+    int32_t code = 0;               // the last element's status, as the frame reports it
+    const char *message = nullptr;  // the diagnostic of a misplaced element
     int32_t windowSequence[2] = {0, 0};
     int32_t windowShape[2] = {0, 0};
 };

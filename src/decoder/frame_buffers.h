@@ -26,12 +26,12 @@
 namespace fxaac {
 
 struct FrameBuffers {
-    int16_t *quantised[2];  // per output channel, as parsed
+    int16_t *quantised[2];    // per output channel, as parsed
     int16_t *movedQuantised;  // O + 2N: channel 1's quantised values in reconstruction
-    int32_t *spectrum[2];   // per output channel, in window order after dequantisation
+    int32_t *spectrum[2];     // per output channel, in window order after dequantisation
     int32_t *savedSpectrum;   // E: channel 1's spectrum once channel 0's samples are out
-    int32_t *work;          // W: grouped short windows, then the synthesis time buffer
-    uint8_t *sections;      // W + 4N: the section lists of both streams
+    int32_t *work;            // W: grouped short windows, then the synthesis time buffer
+    uint8_t *sections;        // W + 4N: the section lists of both streams
 };
 
 // The plan for one call: the instance's work area and the caller's output.

@@ -29,7 +29,8 @@ constexpr int kCrcBits = 16;
 // call without samples that follows. limitIsData: the cursor's end is the end
 // of the caller's data, not of a whole ADTS frame.
 int32_t end_failed_block(AacDecoder *dec, const BitCursor &r, const FrameInput &in,
-                         const ParseState &saved, FrameStatus *st, int32_t failure, bool limitIsData)
+                         const ParseState &saved, FrameStatus *st, int32_t failure,
+                         bool limitIsData)
 {
     if (r.overrun) {
         if (limitIsData)  // the data end here: the block may go on
@@ -106,8 +107,8 @@ int32_t fxaac::decode_raw_data(AacDecoder *instance, const uint8_t *input, int32
                         status, sbrFlag);
 }
 
-int32_t AACPlusDecode(AacDecoder *instance, const uint8_t *input, void *output,
-                      FrameStatus *status, const int32_t *sbrFlag)
+int32_t AACPlusDecode(AacDecoder *instance, const uint8_t *input, void *output, FrameStatus *status,
+                      const int32_t *sbrFlag)
 {
     return decode_frame(instance, FrameInput{input, -1}, output, status, sbrFlag);
 }

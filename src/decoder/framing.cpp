@@ -29,8 +29,8 @@ bool plausible_adts_length(const AdtsHeader &h, int32_t skipped)
 
 fxaac::ParseState fxaac::save_parse_state(const AacDecoder *dec)
 {
-    return {dec->adts,           dec->rawBlocksLeft,   dec->sceTagSeen,
-            dec->firstSceTag,    dec->fillExtensions,  dec->scratchB};
+    return {dec->adts,        dec->rawBlocksLeft,  dec->sceTagSeen,
+            dec->firstSceTag, dec->fillExtensions, dec->scratchB};
 }
 
 int32_t fxaac::end_without_samples(AacDecoder *dec, const ParseState &saved, FrameStatus *st,

@@ -38,8 +38,8 @@ ParseState save_parse_state(const AacDecoder *dec);
 // any other code makes the next call of an ADTS stream look for a new frame
 // header. Returns the frame call's result: -1 for ADIF and
 // AudioSpecificConfig streams, else 1.
-int32_t end_without_samples(AacDecoder *dec, const ParseState &saved, FrameStatus *st,
-                            int32_t code, int32_t consumed);
+int32_t end_without_samples(AacDecoder *dec, const ParseState &saved, FrameStatus *st, int32_t code,
+                            int32_t consumed);
 
 // The bytes a failed block consumes: the ADTS frame's length (the bytes
 // skipped before its sync word included), or the bytes read; never more
@@ -49,8 +49,8 @@ int32_t failed_block_bytes(const AacDecoder *dec, const BitCursor &r, const Fram
 // Reads the header of a new ADTS frame at r. Returns true to go on with its
 // first block, whose end a bounded cursor is then narrowed to when the frame
 // holds one block; false when the call has ended (its result in *result).
-bool start_adts_frame(AacDecoder *dec, BitCursor *r, const FrameInput &in,
-                      const ParseState &saved, FrameStatus *st, int32_t *result);
+bool start_adts_frame(AacDecoder *dec, BitCursor *r, const FrameInput &in, const ParseState &saved,
+                      FrameStatus *st, int32_t *result);
 
 }  // namespace fxaac
 

@@ -24,7 +24,7 @@ enum class KernelIsa { kPortable, kSse41, kAvx2, kNeon };
 const char *kernel_isa_name(KernelIsa isa);
 
 #define FXAAC_KERNEL_SET(isa, x86, ret, name, params, args) t.name = name##_##isa;
-#define FXAAC_KERNEL_SET_AVX2(a, x86, ret, name, params, args) \
+#define FXAAC_KERNEL_SET_AVX2(a, x86, ret, name, params, args)                                     \
     FXAAC_IF_HAS_AVX2_##x86(t.name = name##_avx2;)
 
 // Every kernel's version for isa (nullptr where it has none); only the sets

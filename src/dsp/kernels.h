@@ -22,53 +22,53 @@
 // version the kernel has: avx2 (SSE4.1 and AVX2 versions) or sse41 (an
 // SSE4.1 version only: AVX2 would not pay, with no products and scattered
 // stores). Every kernel has a portable and a NEON version.
-#define FXAAC_KERNEL_LIST(K, a)                                                                   \
-    /* one radix-4 FFT stage of block length n (512, 128, 32 or 64, 16) over N points */          \
-    K(a, avx2, void, radix4_stage, (const int32_t *w, int32_t *x, int32_t N, int32_t n),          \
-      (w, x, N, n))                                                                               \
-    /* the n = 8 radix-4 stage of the 512-point FFT */                                            \
-    K(a, avx2, void, radix4_stage8, (const int32_t *w8, int32_t *x, int32_t N, int32_t n),        \
-      (w8, x, N, n))                                                                              \
-    /* last FFT stages with digit-reversed stores: radix 2 (512 points), radix 4 (64) */          \
-    K(a, sse41, void, post_radix2, (int32_t *out, const int32_t *x, const int32_t *digRev,        \
-                                    int32_t N), (out, x, digRev, N))                              \
-    K(a, sse41, void, post_radix4, (int32_t *out, const int32_t *x, const int32_t *digRev,        \
-                                    int32_t N), (out, x, digRev, N))                              \
-    /* IMDCT pre-twiddle (count = N/8) and post-twiddle with its block shift */                   \
-    K(a, avx2, void, pre_twiddle, (const int32_t *front, const int32_t *back, int32_t *out,       \
-                                   const int16_t *cosine, const int16_t *sine, int32_t count),    \
-      (front, back, out, cosine, sine, count))                                                    \
-    K(a, avx2, void, post_twiddle, (int32_t *out, const int32_t *in, const int16_t *cosine,       \
-                                    const int16_t *sine, int32_t N, int32_t shift),               \
-      (out, in, cosine, sine, N, shift))                                                          \
-    /* block measure (OR of saturated magnitudes of x[0 .. n/2-1]) and block shift */             \
-    K(a, avx2, int32_t, block_magnitude, (const int32_t *x, int32_t n), (x, n))                   \
-    K(a, avx2, void, block_shift, (int32_t *x, int32_t shift, int32_t n), (x, shift, n))          \
-    /* window kernels: y = x*w>>16 (rising, falling), y += x*w>>16 (rising, falling); */          \
-    /* the falling ones read w[0], w[-1], ...: w points at the last coefficient */                \
-    K(a, avx2, void, window_rise, (const int32_t *x, const int16_t *w, int32_t *y, int n),        \
-      (x, w, y, n))                                                                               \
-    K(a, avx2, void, window_fall, (const int32_t *x, const int16_t *w, int32_t *y, int n),        \
-      (x, w, y, n))                                                                               \
-    K(a, avx2, void, window_rise_add, (const int32_t *x, const int16_t *w, int32_t *y, int n),    \
-      (x, w, y, n))                                                                               \
-    K(a, avx2, void, window_fall_add, (const int32_t *x, const int16_t *w, int32_t *y, int n),    \
-      (x, w, y, n))                                                                               \
-    /* saturating vector add */                                                                   \
-    K(a, avx2, void, add_saturate, (const int32_t *x, const int32_t *y, int32_t *z, int n),       \
-      (x, y, z, n))                                                                               \
-    /* PCM conversion into every second slot: 16-bit and 24-bit in 32-bit words */                \
-    K(a, avx2, void, pcm16_interleave, (const int32_t *in, int16_t *out, int32_t n),              \
-      (in, out, n))                                                                               \
-    K(a, avx2, void, pcm24_interleave, (const int32_t *in, int32_t *out, int32_t n),              \
-      (in, out, n))
+#define FXAAC_KERNEL_LIST(K, a)                                                                    \
+    /* one radix-4 FFT stage of block length n (512, 128, 32 or 64, 16) over N points */           \
+    K(a, avx2, void, radix4_stage, (const int32_t *w, int32_t *x, int32_t N, int32_t n),           \
+      (w, x, N, n))                                                                                \
+    /* the n = 8 radix-4 stage of the 512-point FFT */                                             \
+    K(a, avx2, void, radix4_stage8, (const int32_t *w8, int32_t *x, int32_t N, int32_t n),         \
+      (w8, x, N, n))                                                                               \
+    /* last FFT stages with digit-reversed stores: radix 2 (512 points), radix 4 (64) */           \
+    K(a, sse41, void, post_radix2,                                                                 \
+      (int32_t * out, const int32_t *x, const int32_t *digRev, int32_t N), (out, x, digRev, N))    \
+    K(a, sse41, void, post_radix4,                                                                 \
+      (int32_t * out, const int32_t *x, const int32_t *digRev, int32_t N), (out, x, digRev, N))    \
+    /* IMDCT pre-twiddle (count = N/8) and post-twiddle with its block shift */                    \
+    K(a, avx2, void, pre_twiddle,                                                                  \
+      (const int32_t *front, const int32_t *back, int32_t *out, const int16_t *cosine,             \
+       const int16_t *sine, int32_t count),                                                        \
+      (front, back, out, cosine, sine, count))                                                     \
+    K(a, avx2, void, post_twiddle,                                                                 \
+      (int32_t * out, const int32_t *in, const int16_t *cosine, const int16_t *sine, int32_t N,    \
+       int32_t shift),                                                                             \
+      (out, in, cosine, sine, N, shift))                                                           \
+    /* block measure (OR of saturated magnitudes of x[0 .. n/2-1]) and block shift */              \
+    K(a, avx2, int32_t, block_magnitude, (const int32_t *x, int32_t n), (x, n))                    \
+    K(a, avx2, void, block_shift, (int32_t * x, int32_t shift, int32_t n), (x, shift, n))          \
+    /* window kernels: y = x*w>>16 (rising, falling), y += x*w>>16 (rising, falling); */           \
+    /* the falling ones read w[0], w[-1], ...: w points at the last coefficient */                 \
+    K(a, avx2, void, window_rise, (const int32_t *x, const int16_t *w, int32_t *y, int n),         \
+      (x, w, y, n))                                                                                \
+    K(a, avx2, void, window_fall, (const int32_t *x, const int16_t *w, int32_t *y, int n),         \
+      (x, w, y, n))                                                                                \
+    K(a, avx2, void, window_rise_add, (const int32_t *x, const int16_t *w, int32_t *y, int n),     \
+      (x, w, y, n))                                                                                \
+    K(a, avx2, void, window_fall_add, (const int32_t *x, const int16_t *w, int32_t *y, int n),     \
+      (x, w, y, n))                                                                                \
+    /* saturating vector add */                                                                    \
+    K(a, avx2, void, add_saturate, (const int32_t *x, const int32_t *y, int32_t *z, int n),        \
+      (x, y, z, n))                                                                                \
+    /* PCM conversion into every second slot: 16-bit and 24-bit in 32-bit words */                 \
+    K(a, avx2, void, pcm16_interleave, (const int32_t *in, int16_t *out, int32_t n), (in, out, n)) \
+    K(a, avx2, void, pcm24_interleave, (const int32_t *in, int32_t *out, int32_t n), (in, out, n))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__
 #define FXAAC_IF_HAS_AVX2_sse41(...)
 
 #define FXAAC_KERNEL_DECLARE(isa, x86, ret, name, params, args) ret name##_##isa params;
-#define FXAAC_KERNEL_DECLARE_AVX2(a, x86, ret, name, params, args) \
+#define FXAAC_KERNEL_DECLARE_AVX2(a, x86, ret, name, params, args)                                 \
     FXAAC_IF_HAS_AVX2_##x86(ret name##_avx2 params;)
 #define FXAAC_KERNEL_DECLARE_SELECTED(a, x86, ret, name, params, args) ret name params;
 

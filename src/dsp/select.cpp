@@ -29,14 +29,10 @@ namespace fxaac {
 const char *kernel_isa_name(KernelIsa isa)
 {
     switch (isa) {
-    case KernelIsa::kSse41:
-        return "sse41";
-    case KernelIsa::kAvx2:
-        return "avx2";
-    case KernelIsa::kNeon:
-        return "neon";
-    case KernelIsa::kPortable:
-        break;
+    case KernelIsa::kSse41: return "sse41";
+    case KernelIsa::kAvx2: return "avx2";
+    case KernelIsa::kNeon: return "neon";
+    case KernelIsa::kPortable: break;
     }
     return "portable";
 }
@@ -68,8 +64,8 @@ bool kernel_level_named(const char *name, KernelIsa *level)
     return false;
 }
 
-#define FXAAC_KERNEL_OVERLAY(a, x86, ret, name, params, args) \
-    if (a.name)                                              \
+#define FXAAC_KERNEL_OVERLAY(a, x86, ret, name, params, args)                                      \
+    if (a.name)                                                                                    \
         t.name = a.name;
 
 KernelTable kernels_at_level(KernelIsa level)
@@ -119,7 +115,7 @@ KernelIsa selected_level()
 
 const char *kernel_isa() { return kernel_isa_name(selected_level()); }
 
-#define FXAAC_KERNEL_FORWARD(a, x86, ret, name, params, args) \
+#define FXAAC_KERNEL_FORWARD(a, x86, ret, name, params, args)                                      \
     ret name params { return selected_kernels().name args; }
 FXAAC_KERNEL_LIST(FXAAC_KERNEL_FORWARD, )
 
@@ -128,11 +124,11 @@ FXAAC_KERNEL_LIST(FXAAC_KERNEL_FORWARD, )
 #else  // chosen when building
 
 #if defined(FXAAC_KERNELS_NEON) && defined(__ARM_NEON)
-#define FXAAC_KERNEL_FORWARD(a, x86, ret, name, params, args) \
+#define FXAAC_KERNEL_FORWARD(a, x86, ret, name, params, args)                                      \
     ret name params { return name##_neon args; }
 #define FXAAC_KERNEL_ISA KernelIsa::kNeon
 #else
-#define FXAAC_KERNEL_FORWARD(a, x86, ret, name, params, args) \
+#define FXAAC_KERNEL_FORWARD(a, x86, ret, name, params, args)                                      \
     ret name params { return name##_c args; }
 #define FXAAC_KERNEL_ISA KernelIsa::kPortable
 #endif

@@ -18,19 +18,21 @@ namespace fxaac {
 namespace {
 
 struct Complex {
-  int32_t re;
-  int32_t im;
+    int32_t re;
+    int32_t im;
 };
 
 Complex load(const int32_t *x) { return {x[0], x[1]}; }
 
-void store(int32_t *x, Complex v) {
-  x[0] = v.re;
-  x[1] = v.im;
+void store(int32_t *x, Complex v)
+{
+    x[0] = v.re;
+    x[1] = v.im;
 }
 
-constexpr int32_t sub_wrap(int32_t a, int32_t b) {
-  return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
+constexpr int32_t sub_wrap(int32_t a, int32_t b)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
 }
 
 // All complex sums below wrap modulo 2^32 in each part.
@@ -41,62 +43,71 @@ Complex sub_j(Complex a, Complex b) { return {add_wrap(a.re, b.im), sub_wrap(a.i
 Complex add_j(Complex a, Complex b) { return {sub_wrap(a.re, b.im), add_wrap(a.im, b.re)}; }
 
 // The radix-4 butterfly before twiddling: p[0..3] -> y0, y1, y2, y3 above.
-void radix4_sums(Complex p[4]) {
-  const Complex s02 = add(p[0], p[2]);
-  const Complex d02 = sub(p[0], p[2]);
-  const Complex s13 = add(p[1], p[3]);
-  const Complex d13 = sub(p[1], p[3]);
-  p[0] = add(s02, s13);
-  p[1] = sub_j(d02, d13);
-  p[2] = sub(s02, s13);
-  p[3] = add_j(d02, d13);
+void radix4_sums(Complex p[4])
+{
+    const Complex s02 = add(p[0], p[2]);
+    const Complex d02 = sub(p[0], p[2]);
+    const Complex s13 = add(p[1], p[3]);
+    const Complex d13 = sub(p[1], p[3]);
+    p[0] = add(s02, s13);
+    p[1] = sub_j(d02, d13);
+    p[2] = sub(s02, s13);
+    p[3] = add_j(d02, d13);
 }
 
 // Saturating doubling multiply keeping the high word: floor(2 p t / 2^32).
 // With t a Q15 coefficient in the high half this is floor(p * c / 2^15);
 // only p = t = -2^31 would saturate, which no twiddle table holds.
-int32_t mul_twiddle(int32_t p, int32_t t) {
-  const int64_t product = int64_t{p} * t;
-  return product == (int64_t{1} << 62) ? kMax32 : static_cast<int32_t>(product >> 31);
+int32_t mul_twiddle(int32_t p, int32_t t)
+{
+    const int64_t product = int64_t{p} * t;
+    return product == (int64_t{1} << 62) ? kMax32 : static_cast<int32_t>(product >> 31);
 }
 
 // u * (wc - j ws); the two products of each part are summed with wrapping.
-Complex rotate(Complex u, int32_t ws, int32_t wc) {
-  return {add_wrap(mul_twiddle(u.im, ws), mul_twiddle(u.re, wc)),
-          sub_wrap(mul_twiddle(u.im, wc), mul_twiddle(u.re, ws))};
+Complex rotate(Complex u, int32_t ws, int32_t wc)
+{
+    return {add_wrap(mul_twiddle(u.im, ws), mul_twiddle(u.re, wc)),
+            sub_wrap(mul_twiddle(u.im, wc), mul_twiddle(u.re, ws))};
 }
 
 // One butterfly at x (position m of its block), legs quarter complex values
 // apart, with the twiddles of vector lane `lane` of a 24-word group.
-void twiddled_butterfly(int32_t *x, int quarter, const int32_t *group, int lane) {
-  Complex p[4];
-  for (int q = 0; q < 4; ++q) p[q] = load(x + 2 * q * quarter);
-  radix4_sums(p);
-  store(x, p[0]);
-  for (int leg = 1; leg < 4; ++leg) {
-    const int32_t *w = group + 2 * kFftLanes * (leg - 1);  // ws[4], then wc[4]
-    store(x + 2 * leg * quarter, rotate(p[leg], w[lane], w[kFftLanes + lane]));
-  }
+void twiddled_butterfly(int32_t *x, int quarter, const int32_t *group, int lane)
+{
+    Complex p[4];
+    for (int q = 0; q < 4; ++q)
+        p[q] = load(x + 2 * q * quarter);
+    radix4_sums(p);
+    store(x, p[0]);
+    for (int leg = 1; leg < 4; ++leg) {
+        const int32_t *w = group + 2 * kFftLanes * (leg - 1);  // ws[4], then wc[4]
+        store(x + 2 * leg * quarter, rotate(p[leg], w[lane], w[kFftLanes + lane]));
+    }
 }
 
 // Last radix-2 stage, one group: x0..x3 are two butterflies (x0, x1) and
 // (x2, x3); the second sits one digit-3 step (N/8 bins) above the first,
 // and each difference N/2 bins above its sum.
-void radix2_group(const int32_t *x, int32_t *bin, int32_t N) {
-  const Complex x0 = load(x), x1 = load(x + 2), x2 = load(x + 4), x3 = load(x + 6);
-  store(bin, add(x0, x1));
-  store(bin + 2 * (N / 8), add(x2, x3));
-  store(bin + 2 * (N / 2), sub(x0, x1));
-  store(bin + 2 * (N / 2 + N / 8), sub(x2, x3));
+void radix2_group(const int32_t *x, int32_t *bin, int32_t N)
+{
+    const Complex x0 = load(x), x1 = load(x + 2), x2 = load(x + 4), x3 = load(x + 6);
+    store(bin, add(x0, x1));
+    store(bin + 2 * (N / 8), add(x2, x3));
+    store(bin + 2 * (N / 2), sub(x0, x1));
+    store(bin + 2 * (N / 2 + N / 8), sub(x2, x3));
 }
 
 // Last radix-4 stage, one group: four consecutive values, no twiddles; the
 // legs' bins lie N/4 apart.
-void radix4_group(const int32_t *x, int32_t *bin, int32_t N) {
-  Complex p[4];
-  for (int q = 0; q < 4; ++q) p[q] = load(x + 2 * q);
-  radix4_sums(p);
-  for (int q = 0; q < 4; ++q) store(bin + 2 * q * (N / 4), p[q]);
+void radix4_group(const int32_t *x, int32_t *bin, int32_t N)
+{
+    Complex p[4];
+    for (int q = 0; q < 4; ++q)
+        p[q] = load(x + 2 * q);
+    radix4_sums(p);
+    for (int q = 0; q < 4; ++q)
+        store(bin + 2 * q * (N / 4), p[q]);
 }
 
 using GroupFn = void (*)(const int32_t *, int32_t *, int32_t);
@@ -106,48 +117,53 @@ using GroupFn = void (*)(const int32_t *, int32_t *, int32_t);
 // positions further on (group B: the first digit one higher, so its bins are
 // one above group A's). digRevTable[t] / 8 is group A's first bin.
 template <GroupFn group>
-void last_stage(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
-  const int32_t per_half = N / 16;
-  for (int32_t t = 0; t < N / 8; ++t) {
-    const int32_t position = N / 2 * (t / per_half) + 4 * (t % per_half);
-    int32_t *bin = out + 2 * (digRevTable[t] / 8);
-    group(x + 2 * position, bin, N);
-    group(x + 2 * (position + N / 4), bin + 2, N);
-  }
+void last_stage(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N)
+{
+    const int32_t per_half = N / 16;
+    for (int32_t t = 0; t < N / 8; ++t) {
+        const int32_t position = N / 2 * (t / per_half) + 4 * (t % per_half);
+        int32_t *bin = out + 2 * (digRevTable[t] / 8);
+        group(x + 2 * position, bin, N);
+        group(x + 2 * (position + N / 4), bin + 2, N);
+    }
 }
 
 }  // namespace
 
 // The portable kernels (src/dsp/kernels.h).
 
-void radix4_stage_c(const int32_t *w, int32_t *x, int32_t N, int32_t n) {
-  const int32_t quarter = n / 4;
-  for (int32_t block = 0; block < N; block += n) {
-    for (int32_t m = 0; m < quarter; ++m) {
-      twiddled_butterfly(x + 2 * (block + m), quarter, w + kTwiddleGroupWords * (m / kFftLanes),
-                         m % kFftLanes);
+void radix4_stage_c(const int32_t *w, int32_t *x, int32_t N, int32_t n)
+{
+    const int32_t quarter = n / 4;
+    for (int32_t block = 0; block < N; block += n) {
+        for (int32_t m = 0; m < quarter; ++m) {
+            twiddled_butterfly(x + 2 * (block + m), quarter,
+                               w + kTwiddleGroupWords * (m / kFftLanes), m % kFftLanes);
+        }
     }
-  }
 }
 
 // Blocks of 8 have two butterflies; lanes 0, 1 serve m = 0, 1 of one block
 // and lanes 2, 3 those of the next.
-void radix4_stage8_c(const int32_t *w8, int32_t *x, int32_t N, int32_t n) {
-  const int32_t quarter = n / 4;
-  for (int32_t block = 0; block < N; block += 2 * n) {
-    for (int lane = 0; lane < kFftLanes; ++lane) {
-      const int32_t position = block + n * (lane / quarter) + lane % quarter;
-      twiddled_butterfly(x + 2 * position, quarter, w8, lane);
+void radix4_stage8_c(const int32_t *w8, int32_t *x, int32_t N, int32_t n)
+{
+    const int32_t quarter = n / 4;
+    for (int32_t block = 0; block < N; block += 2 * n) {
+        for (int lane = 0; lane < kFftLanes; ++lane) {
+            const int32_t position = block + n * (lane / quarter) + lane % quarter;
+            twiddled_butterfly(x + 2 * position, quarter, w8, lane);
+        }
     }
-  }
 }
 
-void post_radix2_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N) {
-  last_stage<radix2_group>(out, x, digRev, N);
+void post_radix2_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
+{
+    last_stage<radix2_group>(out, x, digRev, N);
 }
 
-void post_radix4_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N) {
-  last_stage<radix4_group>(out, x, digRev, N);
+void post_radix4_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
+{
+    last_stage<radix4_group>(out, x, digRev, N);
 }
 
 }  // namespace fxaac
@@ -156,57 +172,66 @@ using namespace fxaac;
 
 // The exported stages run the selected kernels; postradix2 and postradix4
 // are the scalar forms.
-void fxaac::radix4Bfly_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n) {
-  radix4_stage(w, x, N, n);
+void fxaac::radix4Bfly_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n)
+{
+    radix4_stage(w, x, N, n);
 }
 
-void fxaac::radix4Bfly_neon_w8(const int32_t *w8, int32_t *x, int32_t N, int32_t n) {
-  radix4_stage8(w8, x, N, n);
+void fxaac::radix4Bfly_neon_w8(const int32_t *w8, int32_t *x, int32_t N, int32_t n)
+{
+    radix4_stage8(w8, x, N, n);
 }
 
-void fxaac::postRadixCompute2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
-  post_radix2(out, x, digRevTable, N);
+void fxaac::postRadixCompute2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N)
+{
+    post_radix2(out, x, digRevTable, N);
 }
 
-void fxaac::postRadixCompute4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
-  post_radix4(out, x, digRevTable, N);
+void fxaac::postRadixCompute4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N)
+{
+    post_radix4(out, x, digRevTable, N);
 }
 
-void fxaac::postradix2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
-  post_radix2_c(out, x, digRevTable, N);
+void fxaac::postradix2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N)
+{
+    post_radix2_c(out, x, digRevTable, N);
 }
 
-void fxaac::postradix4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N) {
-  post_radix4_c(out, x, digRevTable, N);
+void fxaac::postradix4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N)
+{
+    post_radix4_c(out, x, digRevTable, N);
 }
 
 // 512 = 4^4 * 2: radix-4 stages n = 512, 128, 32 (each stage's twiddles
 // follow the previous stage's 6n/4 words), the packed n = 8 stage, then the
 // radix-2 last stage.
 void fxaac::iDSP_fft32x32_512(const int32_t *w, const int32_t *w8, int32_t n, int32_t *in,
-                       int32_t *out) {
-  int32_t block = n;
-  for (; block > 8; block /= 4) {
-    radix4_stage(w, in, n, block);
-    w += 6 * block / 4;
-  }
-  radix4_stage8(w8, in, n, block);
-  post_radix2(out, in, digRevTable2, n);
+                              int32_t *out)
+{
+    int32_t block = n;
+    for (; block > 8; block /= 4) {
+        radix4_stage(w, in, n, block);
+        w += 6 * block / 4;
+    }
+    radix4_stage8(w8, in, n, block);
+    post_radix2(out, in, digRevTable2, n);
 }
 
 // 64 = 4^3: radix-4 stages n = 64 and 16, then the radix-4 last stage.
-void fxaac::iDSP_fft32x32_64(const int32_t *w, int32_t n, int32_t *in, int32_t *out) {
-  for (int32_t block = n; block > 4; block /= 4) {
-    radix4_stage(w, in, n, block);
-    w += 6 * block / 4;
-  }
-  post_radix4(out, in, digRevTable4, n);
+void fxaac::iDSP_fft32x32_64(const int32_t *w, int32_t n, int32_t *in, int32_t *out)
+{
+    for (int32_t block = n; block > 4; block /= 4) {
+        radix4_stage(w, in, n, block);
+        w += 6 * block / 4;
+    }
+    post_radix4(out, in, digRevTable4, n);
 }
 
-void fxaac::my_FFT(int32_t *in, int32_t *out, int32_t n) {
-  if (n == 512) {
-    iDSP_fft32x32_512(enc_neon_w_512_word32, enc_neon_w_512_8_word32, n, in, out);
-  } else if (n == 64) {
-    iDSP_fft32x32_64(enc_neon_w_64_word32, n, in, out);
-  }
+void fxaac::my_FFT(int32_t *in, int32_t *out, int32_t n)
+{
+    if (n == 512) {
+        iDSP_fft32x32_512(enc_neon_w_512_word32, enc_neon_w_512_8_word32, n, in, out);
+    } else if (n == 64) {
+        iDSP_fft32x32_64(enc_neon_w_64_word32, n, in, out);
+    }
 }

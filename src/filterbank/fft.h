@@ -28,8 +28,7 @@ namespace fxaac {
 void my_FFT(int32_t *in, int32_t *out, int32_t n);
 // The 512-point transform: w = enc_neon_w_512_word32, w8 =
 // enc_neon_w_512_8_word32, n = 512.
-void iDSP_fft32x32_512(const int32_t *w, const int32_t *w8, int32_t n, int32_t *in,
-                       int32_t *out);
+void iDSP_fft32x32_512(const int32_t *w, const int32_t *w8, int32_t n, int32_t *in, int32_t *out);
 // The 64-point transform: w = enc_neon_w_64_word32, n = 64.
 void iDSP_fft32x32_64(const int32_t *w, int32_t n, int32_t *in, int32_t *out);
 // One radix-4 stage of block length n (a multiple of 16) over all N points
@@ -40,10 +39,8 @@ void radix4Bfly_neon_w8(const int32_t *w8, int32_t *x, int32_t N, int32_t n);
 // Last stages: a radix-2 (N = 512) or radix-4 (N = 64) butterfly without
 // twiddles, writing each result to its bin in out; digRevTable holds the
 // byte offset of each step's first bin.
-void postRadixCompute2(int32_t *out, const int32_t *x, const int32_t *digRevTable,
-                       int32_t N);
-void postRadixCompute4(int32_t *out, const int32_t *x, const int32_t *digRevTable,
-                       int32_t N);
+void postRadixCompute2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N);
+void postRadixCompute4(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N);
 // Scalar forms of the two last stages, same arguments and results; no
 // decoder path calls them.
 void postradix2(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N);

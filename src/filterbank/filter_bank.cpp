@@ -38,82 +38,89 @@ constexpr int32_t kFlat = (kFrame - kShortHalf) / 2;
 
 // Where the 1024 finished samples of a channel go.
 struct Output {
-  void *pcm;
-  int32_t *sbr;
-  int32_t *saved;  // receives pcm's first 1024 words with two channels
-  int32_t swap;
-  int32_t channels;
-  int16_t format;
-  int32_t channel;
-  int32_t sbr_mode;
+    void *pcm;
+    int32_t *sbr;
+    int32_t *saved;  // receives pcm's first 1024 words with two channels
+    int32_t swap;
+    int32_t channels;
+    int16_t format;
+    int32_t channel;
+    int32_t sbr_mode;
 };
 
 // The caller keeps the second channel's spectrum in the output buffer while
 // the first channel is synthesised; with two channels it is moved to the
 // saved area before samples overwrite it.
-void hand_over(const Output &out, const int32_t *samples) {
-  if (out.channels == 2) my_vcopy(static_cast<const int32_t *>(out.pcm), out.saved, kFrame);
-  if (out.sbr_mode != 0) {
-    myPCMtoSBR(out.sbr, samples, out.channels, kFrame);
-  } else {
-    myOutputToPCM(samples, out.pcm, out.channels, out.format, out.swap, kFrame, out.channel);
-  }
+void hand_over(const Output &out, const int32_t *samples)
+{
+    if (out.channels == 2)
+        my_vcopy(static_cast<const int32_t *>(out.pcm), out.saved, kFrame);
+    if (out.sbr_mode != 0) {
+        myPCMtoSBR(out.sbr, samples, out.channels, kFrame);
+    } else {
+        myOutputToPCM(samples, out.pcm, out.channels, out.format, out.swap, kFrame, out.channel);
+    }
 }
 
 // y[i] = x[i] >> 1, two per step (n even): a window value of 1.0 at the
 // scale of the window products.
-void halve(const int32_t *x, int32_t *y, int32_t n) {
-  for (int32_t i = 0; i < n; i += 2) {
-    y[i] = x[i] >> 1;
-    y[i + 1] = x[i + 1] >> 1;
-  }
+void halve(const int32_t *x, int32_t *y, int32_t n)
+{
+    for (int32_t i = 0; i < n; i += 2) {
+        y[i] = x[i] >> 1;
+        y[i + 1] = x[i + 1] >> 1;
+    }
 }
 
 // First half of the stop window, in place: zero, rising short half, flat.
-void stop_rise(const int16_t *short_rise, int32_t *time) {
-  my_vzero(time + kFlat - 1, kFlat);
-  window_rise(time + kFlat, short_rise, time + kFlat, kShortHalf);
-  halve(time + kFlat + kShortHalf, time + kFlat + kShortHalf, kFlat);
+void stop_rise(const int16_t *short_rise, int32_t *time)
+{
+    my_vzero(time + kFlat - 1, kFlat);
+    window_rise(time + kFlat, short_rise, time + kFlat, kShortHalf);
+    halve(time + kFlat + kShortHalf, time + kFlat + kShortHalf, kFlat);
 }
 
 // Second half of the start window into overlap: flat (the halved samples
 // are left in time as well), falling short half, zero.
-void start_fall(const int16_t *short_rise, int32_t *time, int32_t *overlap) {
-  int32_t *second = time + kFrame;
-  halve(second, second, kFlat);
-  my_vcopy(second, overlap, kFlat);
-  window_fall(second + kFlat, short_rise + kShortHalf - 1, overlap + kFlat, kShortHalf);
-  my_vzero(overlap + kFrame - 1, kFrame - kFlat - kShortHalf);
+void start_fall(const int16_t *short_rise, int32_t *time, int32_t *overlap)
+{
+    int32_t *second = time + kFrame;
+    halve(second, second, kFlat);
+    my_vcopy(second, overlap, kFlat);
+    window_fall(second + kFlat, short_rise + kShortHalf - 1, overlap + kFlat, kShortHalf);
+    my_vzero(overlap + kFrame - 1, kFrame - kFlat - kShortHalf);
 }
 
 // ONLY_LONG, LONG_START and LONG_STOP. The rising edge takes the previous
 // frame's shape, the falling edge this frame's.
 void long_sequence(AacDecoder *instance, int32_t sequence, int shape, int previous,
-                   int32_t *spectrum, int32_t *overlap, int32_t *time, const Output &out) {
-  IMDCT(instance, spectrum, time, kLongSize);
-  if (sequence == kLongStop) {
-    stop_rise(instance->shortWindow[previous], time);
-  } else {
-    window_rise(time, instance->longWindow[previous], time, kFrame);
-  }
-  add_saturate(time, overlap, overlap, kFrame);
-  // overlap holds the finished samples: hand them over before it is reused.
-  hand_over(out, overlap);
-  if (sequence == kLongStart) {
-    start_fall(instance->shortWindow[shape], time, overlap);
-  } else {
-    window_fall(time + kFrame, instance->longWindow[shape] + kFrame - 1, overlap, kFrame);
-  }
+                   int32_t *spectrum, int32_t *overlap, int32_t *time, const Output &out)
+{
+    IMDCT(instance, spectrum, time, kLongSize);
+    if (sequence == kLongStop) {
+        stop_rise(instance->shortWindow[previous], time);
+    } else {
+        window_rise(time, instance->longWindow[previous], time, kFrame);
+    }
+    add_saturate(time, overlap, overlap, kFrame);
+    // overlap holds the finished samples: hand them over before it is reused.
+    hand_over(out, overlap);
+    if (sequence == kLongStart) {
+        start_fall(instance->shortWindow[shape], time, overlap);
+    } else {
+        window_fall(time + kFrame, instance->longWindow[shape] + kFrame - 1, overlap, kFrame);
+    }
 }
 
 // Points the transform scratch into the area scratchB designates (at least
 // 512 words): scratchA and scratchB 128 words each, then the 256 samples
 // of one short transform, whose address is returned.
-int32_t *short_scratch(AacDecoder *instance) {
-  int32_t *const area = instance->scratchB;
-  instance->scratchA = area;
-  instance->scratchB = area + kShortHalf;
-  return area + kShortSize;
+int32_t *short_scratch(AacDecoder *instance)
+{
+    int32_t *const area = instance->scratchB;
+    instance->scratchA = area;
+    instance->scratchB = area + kShortHalf;
+    return area + kShortSize;
 }
 
 // EIGHT_SHORT: the overlap array holds the eight windows' coefficients
@@ -121,37 +128,41 @@ int32_t *short_scratch(AacDecoder *instance) {
 // overlap followed by zeros. The copies run in this order because the
 // spectrum may lie in time[1024..2047].
 void eight_short(AacDecoder *instance, int shape, int previous, const int32_t *spectrum,
-                 int32_t *overlap, int32_t *time, const Output &out) {
-  my_vcopy(overlap, time, kFrame);
-  my_vcopy(spectrum, overlap, kFrame);
-  my_vzero(time + kLongSize - 1, kFrame);
-  int32_t *const u = short_scratch(instance);
-  const int16_t *const rise = instance->shortWindow[shape];
-  for (int32_t k = 0; k < kShortWindows; ++k) {
-    int32_t *const window = time + kFlat + k * kShortHalf;
-    IMDCT(instance, overlap + k * kShortHalf, u, kShortSize);
-    window_rise_add(u, k == 0 ? instance->shortWindow[previous] : rise, window, kShortHalf);
-    window_fall_add(u + kShortHalf, rise + kShortHalf - 1, window + kShortHalf, kShortHalf);
-  }
-  // Windows 3 to 7 reach past the frame: 1024..1599, zeros after.
-  my_vcopy(time + kFrame, overlap, kFrame);
-  hand_over(out, time);
+                 int32_t *overlap, int32_t *time, const Output &out)
+{
+    my_vcopy(overlap, time, kFrame);
+    my_vcopy(spectrum, overlap, kFrame);
+    my_vzero(time + kLongSize - 1, kFrame);
+    int32_t *const u = short_scratch(instance);
+    const int16_t *const rise = instance->shortWindow[shape];
+    for (int32_t k = 0; k < kShortWindows; ++k) {
+        int32_t *const window = time + kFlat + k * kShortHalf;
+        IMDCT(instance, overlap + k * kShortHalf, u, kShortSize);
+        window_rise_add(u, k == 0 ? instance->shortWindow[previous] : rise, window, kShortHalf);
+        window_fall_add(u + kShortHalf, rise + kShortHalf - 1, window + kShortHalf, kShortHalf);
+    }
+    // Windows 3 to 7 reach past the frame: 1024..1599, zeros after.
+    my_vcopy(time + kFrame, overlap, kFrame);
+    hand_over(out, time);
 }
 
 }  // namespace
 
 void fxaac::ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t window_shape,
-                  int32_t previous_shape, int32_t *spectrum, int32_t *overlap, int32_t *sbr_out,
-                  int32_t *time, void *pcm_out, int32_t swap, int32_t channels, int16_t format,
-                  int32_t channel, int32_t sbr_mode) {
-  if (window_sequence < kOnlyLong || window_sequence > kLongStop) return;
-  const Output out{pcm_out, sbr_out, instance->scratchB, swap, channels, format, channel, sbr_mode};
-  // window_shape is a one-bit field; the mask keeps the table index in range.
-  const int shape = window_shape & 1;
-  const int previous = previous_shape & 1;
-  if (window_sequence == kEightShort) {
-    eight_short(instance, shape, previous, spectrum, overlap, time, out);
-  } else {
-    long_sequence(instance, window_sequence, shape, previous, spectrum, overlap, time, out);
-  }
+                         int32_t previous_shape, int32_t *spectrum, int32_t *overlap,
+                         int32_t *sbr_out, int32_t *time, void *pcm_out, int32_t swap,
+                         int32_t channels, int16_t format, int32_t channel, int32_t sbr_mode)
+{
+    if (window_sequence < kOnlyLong || window_sequence > kLongStop)
+        return;
+    const Output out{pcm_out, sbr_out, instance->scratchB, swap, channels, format,
+                     channel, sbr_mode};
+    // window_shape is a one-bit field; the mask keeps the table index in range.
+    const int shape = window_shape & 1;
+    const int previous = previous_shape & 1;
+    if (window_sequence == kEightShort) {
+        eight_short(instance, shape, previous, spectrum, overlap, time, out);
+    } else {
+        long_sequence(instance, window_sequence, shape, previous, spectrum, overlap, time, out);
+    }
 }

@@ -22,9 +22,9 @@ namespace fxaac {
 // there). Eight short windows leave scratchA and scratchB pointing inside
 // that area; the caller resets them. Any other window_sequence does nothing.
 void ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t window_shape,
-                  int32_t previous_shape, int32_t *spectrum, int32_t *overlap,
-                  int32_t *sbr_out, int32_t *time, void *pcm_out, int32_t swap,
-                  int32_t channels, int16_t format, int32_t channel, int32_t sbr_mode);
+                  int32_t previous_shape, int32_t *spectrum, int32_t *overlap, int32_t *sbr_out,
+                  int32_t *time, void *pcm_out, int32_t swap, int32_t channels, int16_t format,
+                  int32_t channel, int32_t sbr_mode);
 }  // namespace fxaac
 
 #endif  // FXAAC_FILTERBANK_FILTER_BANK_H

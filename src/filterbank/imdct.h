@@ -40,8 +40,7 @@ void Normalize30_c(int32_t *x, int32_t shift, int32_t n);
 // that is -(a + jb)(cos - j sin) / 2. Each step takes k from the front and
 // its mirror 2 count - 1 - k from the back.
 void preTwiddleCompute_c_neon(const int32_t *front, const int32_t *back, int32_t *out,
-                              const int16_t *cosine, const int16_t *sine,
-                              int32_t count);
+                              const int16_t *cosine, const int16_t *sine, int32_t count);
 // The same with wrapping sums and negation. The sums of two products never
 // leave the 32-bit range, so the results are identical. Not used by the
 // decoder.

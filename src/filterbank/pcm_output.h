@@ -24,13 +24,12 @@ namespace fxaac {
 // returns out. The slot is channel, or 1 - channel when swap is 1. format 2
 // gives 24-bit samples in 32-bit words, any other value 16-bit samples. With
 // two channels count must be even (the decoder passes 1024).
-void *myOutputToPCM(const int32_t *samples, void *out, int32_t channels,
-                    int16_t format, int32_t swap, int32_t count, int32_t channel);
+void *myOutputToPCM(const int32_t *samples, void *out, int32_t channels, int16_t format,
+                    int32_t swap, int32_t count, int32_t channel);
 // As myOutputToPCM, except that two-channel 16-bit output is clipped without
 // rounding shift (out16bit_noshift). Not used by the decoder.
-void *myOutputToPCM_noshift(const int32_t *samples, void *out, int32_t channels,
-                            int16_t format, int32_t swap, int32_t count,
-                            int32_t channel);
+void *myOutputToPCM_noshift(const int32_t *samples, void *out, int32_t channels, int16_t format,
+                            int32_t swap, int32_t count, int32_t channel);
 // Two-channel kernels: out[2i] for i < n, odd elements untouched. They
 // convert two samples per step and handle n rounded down to an even count.
 void out16bit(const int32_t *in, int16_t *out, int32_t n);

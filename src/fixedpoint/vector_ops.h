@@ -40,26 +40,26 @@ FXAAC_EXTERN_C_BEGIN
 FXAAC_EXTERN_C_END
 
 namespace fxaac {
-void vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n);
-void vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n);
-void vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n);
-void vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n);
-void my_vqadd(const int32_t* x, const int32_t* y, int32_t* z, int n);
-void my_vcopy(const int32_t* src, int32_t* dst, int n);
-void my_vzero(int32_t* p, int n);
-void memcopy16_16(const int16_t* src, int16_t* dst, int n);
-void memcopy16_16_y_m(const int16_t* src, int16_t* dst, int n);
-void memcopy16_16_m_y(const int16_t* src, int16_t* dst, int n);
-void memcopy32_32(const int32_t* src, int32_t* dst, int n);
-void setzero32(int32_t* p, int n);
-int16_t findMin(const int16_t* x, int n);
-void my_vmult1(const int32_t* x, const int16_t* w, int32_t* y, int n);
-void my_vmult2(const int32_t* x, const int16_t* w, int32_t* y, int n);
-void my_vmadd(const int32_t* x, const int16_t* w, int32_t* y, int n);
-void my_vmult2_short(const int32_t* x, const int16_t* w, int32_t* y, int n);
-void vadd(const int32_t* x, const int32_t* y, int32_t* z, int n);
-void vcopy(const int32_t* src, int32_t* dst, int n);
-void vzero(int32_t* p, int n);
+void vmult1(const int32_t *x, const int16_t *w, int32_t *y, int n);
+void vmult2(const int32_t *x, const int16_t *w, int32_t *y, int n);
+void vmadd(const int32_t *x, const int16_t *w, int32_t *y, int n);
+void vmult2_short(const int32_t *x, const int16_t *w, int32_t *y, int n);
+void my_vqadd(const int32_t *x, const int32_t *y, int32_t *z, int n);
+void my_vcopy(const int32_t *src, int32_t *dst, int n);
+void my_vzero(int32_t *p, int n);
+void memcopy16_16(const int16_t *src, int16_t *dst, int n);
+void memcopy16_16_y_m(const int16_t *src, int16_t *dst, int n);
+void memcopy16_16_m_y(const int16_t *src, int16_t *dst, int n);
+void memcopy32_32(const int32_t *src, int32_t *dst, int n);
+void setzero32(int32_t *p, int n);
+int16_t findMin(const int16_t *x, int n);
+void my_vmult1(const int32_t *x, const int16_t *w, int32_t *y, int n);
+void my_vmult2(const int32_t *x, const int16_t *w, int32_t *y, int n);
+void my_vmadd(const int32_t *x, const int16_t *w, int32_t *y, int n);
+void my_vmult2_short(const int32_t *x, const int16_t *w, int32_t *y, int n);
+void vadd(const int32_t *x, const int32_t *y, int32_t *z, int n);
+void vcopy(const int32_t *src, int32_t *dst, int n);
+void vzero(int32_t *p, int n);
 }  // namespace fxaac
 
 #endif /* FXAAC_FIXEDPOINT_VECTOR_OPS_H */

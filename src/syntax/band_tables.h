@@ -23,8 +23,8 @@ extern const uint8_t num_swb_short_window[kNumSampleRates];
 
 // num_swb + 1 band start offsets in lines; the last is 1024 (long) or 128
 // (short).
-extern const int16_t* const swb_offset_long_window[kNumSampleRates];
-extern const int16_t* const swb_offset_short_window[kNumSampleRates];
+extern const int16_t *const swb_offset_long_window[kNumSampleRates];
+extern const int16_t *const swb_offset_short_window[kNumSampleRates];
 
 }  // namespace fxaac
 

@@ -54,8 +54,9 @@ int32_t add_pulses(ChannelStream *stream, int16_t *quantised, int32_t objectType
 }  // namespace
 
 int32_t fxaac::individual_channel_stream(ChannelElement *element, BitCursor *reader,
-                                  ChannelStream *stream, int32_t scaleFlag, int16_t *quantised,
-                                  int32_t sfIndex, int32_t objectType, const ChannelTap *tap)
+                                         ChannelStream *stream, int32_t scaleFlag,
+                                         int16_t *quantised, int32_t sfIndex, int32_t objectType,
+                                         const ChannelTap *tap)
 {
     stream->global_gain = static_cast<uint16_t>(read_bits(reader, 8));
     int32_t status;
@@ -83,8 +84,9 @@ int32_t fxaac::individual_channel_stream(ChannelElement *element, BitCursor *rea
 }
 
 int32_t fxaac::single_lfe_channel_element(AacDecoder *instance, ChannelElement *element,
-                                   BitCursor *reader, int16_t *const *quantised, int32_t sfIndex,
-                                   int32_t objectType, const ChannelTap *tap)
+                                          BitCursor *reader, int16_t *const *quantised,
+                                          int32_t sfIndex, int32_t objectType,
+                                          const ChannelTap *tap)
 {
     element->element_instance_tag = static_cast<uint16_t>(read_bits(reader, 4));
     const int32_t tag = element->element_instance_tag;
@@ -96,13 +98,13 @@ int32_t fxaac::single_lfe_channel_element(AacDecoder *instance, ChannelElement *
         which = 1;
     }
     element->common_window = 0;
-    return individual_channel_stream(element, reader, &element->stream[which], 0,
-                                     quantised[which], sfIndex, objectType, tap);
+    return individual_channel_stream(element, reader, &element->stream[which], 0, quantised[which],
+                                     sfIndex, objectType, tap);
 }
 
 int32_t fxaac::channel_pair_element(ChannelElement *element, BitCursor *reader, int16_t *quantised0,
-                             int16_t *quantised1, int32_t sfIndex, int32_t objectType,
-                             const ChannelTap *tap)
+                                    int16_t *quantised1, int32_t sfIndex, int32_t objectType,
+                                    const ChannelTap *tap)
 {
     element->element_instance_tag = static_cast<uint16_t>(read_bits(reader, 4));
     element->common_window = read_bits(reader, 1);
@@ -117,7 +119,8 @@ int32_t fxaac::channel_pair_element(ChannelElement *element, BitCursor *reader, 
         if (first->ms_mask_present == kMsPerBand) {
             for (int g = 0; g < first->num_window_groups; g++)
                 for (int b = 0; b < first->max_sfb; b++)
-                    first->ms_used[g * first->max_sfb + b] = static_cast<uint8_t>(read_bits(reader, 1));
+                    first->ms_used[g * first->max_sfb + b] = static_cast<uint8_t>(
+                        read_bits(reader, 1));
         }
         // The second channel shares the window, grouping and M/S flags. The
         // section list references are copied too: the first channel's lists
@@ -128,7 +131,7 @@ int32_t fxaac::channel_pair_element(ChannelElement *element, BitCursor *reader, 
                                                objectType, tap);
     if (status > 0)
         return status;
-    status = individual_channel_stream(element, reader, &element->stream[1], 0, quantised1,
-                                       sfIndex, objectType, tap);
+    status = individual_channel_stream(element, reader, &element->stream[1], 0, quantised1, sfIndex,
+                                       objectType, tap);
     return status < 0 ? 0 : status;
 }

@@ -23,19 +23,17 @@ struct ChannelTap {
 // SCE or LFE: the element goes to the first stream (and quantised[0]) when
 // its tag is the stream's first single-element tag, else to the second
 // stream (and quantised[1]). Returns 0 or a positive status.
-int32_t single_lfe_channel_element(AacDecoder *instance, ChannelElement *element,
-                                   BitCursor *reader, int16_t *const *quantised,
-                                   int32_t sfIndex, int32_t objectType,
+int32_t single_lfe_channel_element(AacDecoder *instance, ChannelElement *element, BitCursor *reader,
+                                   int16_t *const *quantised, int32_t sfIndex, int32_t objectType,
                                    const ChannelTap *tap = nullptr);
 // CPE: both streams, with ics_info and M/S flags shared under a common window.
-int32_t channel_pair_element(ChannelElement *element, BitCursor *reader,
-                             int16_t *quantised0, int16_t *quantised1,
-                             int32_t sfIndex, int32_t objectType, const ChannelTap *tap = nullptr);
+int32_t channel_pair_element(ChannelElement *element, BitCursor *reader, int16_t *quantised0,
+                             int16_t *quantised1, int32_t sfIndex, int32_t objectType,
+                             const ChannelTap *tap = nullptr);
 // One channel's global gain, side data and spectrum. A non-zero scaleFlag
 // leaves out ics_info and the pulse, TNS and gain control flags.
-int32_t individual_channel_stream(ChannelElement *element, BitCursor *reader,
-                                  ChannelStream *stream, int32_t scaleFlag,
-                                  int16_t *quantised, int32_t sfIndex,
+int32_t individual_channel_stream(ChannelElement *element, BitCursor *reader, ChannelStream *stream,
+                                  int32_t scaleFlag, int16_t *quantised, int32_t sfIndex,
                                   int32_t objectType, const ChannelTap *tap = nullptr);
 }  // namespace fxaac
 

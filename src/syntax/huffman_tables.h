@@ -26,8 +26,8 @@ inline constexpr int kCodebookRow = 17;
 
 // Where to start the search for a window that begins with n one bits.
 struct CodeBookStart {
-  int16_t length;   // shortest codeword length such a window can carry
-  uint16_t limit;   // book_length of that length
+    int16_t length;  // shortest codeword length such a window can carry
+    uint16_t limit;  // book_length of that length
 };
 
 // code_book_start[cb][n], n = leading one bits of the window (0 to 16).
@@ -76,20 +76,20 @@ extern const uint8_t book10[169];
 
 // Codebook 11: two magnitudes 0 to 16; 16 announces an escape sequence.
 struct Book11Entry {
-  int8_t first;
-  int8_t second;
+    int8_t first;
+    int8_t second;
 };
 extern const Book11Entry book11[289];
 
 // book_table_optimized[cb]: value table of codebooks 1 to 10; entry 0 is null.
 // Codebook 11 has its own entry type and is read from book11 directly.
-extern const uint8_t* const book_table_optimized[kNumCodebooks - 1];
+extern const uint8_t *const book_table_optimized[kNumCodebooks - 1];
 
 // Scalefactor codebook, sorted like the spectral ones. index is the decoded
 // scale factor difference + 60 (0 to 120).
 struct ScaleCodeword {
-  uint32_t codeword;  // right-aligned codeword value
-  int8_t index;
+    uint32_t codeword;  // right-aligned codeword value
+    int8_t index;
 };
 static_assert(sizeof(ScaleCodeword) == 8, "bookscl entries are 8 bytes");
 extern const ScaleCodeword bookscl[121];

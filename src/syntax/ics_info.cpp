@@ -73,7 +73,7 @@ int32_t fxaac::window_grouping_info(ChannelStream *stream, int32_t sfIndex)
 }
 
 int32_t fxaac::ics_info(ChannelStream *stream, BitCursor *reader, int32_t /*commonWindow*/,
-                 int32_t sfIndex, int32_t objectType)
+                        int32_t sfIndex, int32_t objectType)
 {
     skip_bits(reader, 1);  // ics_reserved_bit
     stream->window_sequence = static_cast<int8_t>(read_bits(reader, 2));

@@ -31,8 +31,8 @@ int32_t window_grouping_info(ChannelStream *stream, int32_t sfIndex);
 namespace fxaac {
 // Parses ics_info into the stream: 0, 7 (low delay with short windows), 10
 // (sampling frequency index above 11) or 20 (max_sfb above num_swb).
-int32_t ics_info(ChannelStream *stream, BitCursor *reader, int32_t commonWindow,
-                 int32_t sfIndex, int32_t objectType);
+int32_t ics_info(ChannelStream *stream, BitCursor *reader, int32_t commonWindow, int32_t sfIndex,
+                 int32_t objectType);
 }  // namespace fxaac
 
 #endif  // FXAAC_SYNTAX_ICS_INFO_H

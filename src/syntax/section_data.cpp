@@ -64,11 +64,8 @@ int32_t read_scale_factors(ChannelStream *stream, Bits &bits)
 
     for (int x = 0; x < bands; x++) {  // group by group, band by band
         switch (stream->sfb_cb[x]) {
-        case kZeroHcb:
-            stream->scale_factors[x] = 0;
-            break;
-        case kReservedHcb:
-            return FXAAC_ERR_BOOK_12;
+        case kZeroHcb: stream->scale_factors[x] = 0; break;
+        case kReservedHcb: return FXAAC_ERR_BOOK_12;
         case kNoiseHcb:
             if (firstNoise) {
                 noise += static_cast<int32_t>(bits.window() >> (32 - kNoiseStartBits)) -

@@ -21,7 +21,6 @@ enum Codebook : int8_t {
 int32_t decode_scale_factor_difference(BitCursor *reader);
 }  // namespace fxaac
 
-
 namespace fxaac {
 // Reads the sections of every group: 0, or 21 when a section ends past
 // max_sfb or a group has more sections than bands (which would overrun the

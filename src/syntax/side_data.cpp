@@ -13,8 +13,15 @@ struct TnsWidths {
 constexpr TnsWidths kTnsLong = {2, 6, 5};
 constexpr TnsWidths kTnsShort = {1, 4, 3};
 
-enum LtpField { kLtpBands = 0, kLtpLag = 3, kLtpCoef = 4, kShortUsed = 5, kShortLagPresent = 13,
-                kShortLag = 21, kLongUsed = 29 };
+enum LtpField {
+    kLtpBands = 0,
+    kLtpLag = 3,
+    kLtpCoef = 4,
+    kShortUsed = 5,
+    kShortLagPresent = 13,
+    kShortLag = 21,
+    kLongUsed = 29
+};
 
 }  // namespace
 
@@ -49,8 +56,8 @@ int32_t fxaac::tns_data(const ChannelStream *stream, TnsInfo *tns, BitCursor *re
             tns->coef_compress[w][f] = static_cast<uint8_t>(read_bits(reader, 1));
             const uint32_t width = base - tns->coef_compress[w][f];
             for (int i = 0; i < order; i++)
-                tns->coef[w][FXAAC_TNS_COEF_SLOTS * f + i] =
-                    static_cast<uint8_t>(read_bits(reader, width));
+                tns->coef[w][FXAAC_TNS_COEF_SLOTS * f + i] = static_cast<uint8_t>(
+                    read_bits(reader, width));
         }
     }
     return FXAAC_OK;

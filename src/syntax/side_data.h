@@ -18,7 +18,6 @@ namespace fxaac {
 constexpr int kLtpMaxBands = 40;
 }
 
-
 namespace fxaac {
 void pulse_data(PulseInfo *pulse, BitCursor *reader);
 // Reads the TNS filters of every window: 0, or 25 when a filter's order

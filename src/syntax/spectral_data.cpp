@@ -33,8 +33,7 @@ struct BookRows {
     explicit BookRows(int cb)
         : direct(spectral_direct[cb]), start(code_book_start[cb]), limit(book_length[cb]),
           first(book_length_start[cb])
-    {
-    }
+    {}
 };
 
 // Finds the codeword at the top of the window: its entry in the value table
@@ -105,11 +104,11 @@ enum class Kind { SignedQuad, UnsignedQuad, SignedPair, UnsignedPair, Escape };
 
 constexpr Kind kind_of(int cb)
 {
-    return cb <= 2 ? Kind::SignedQuad
-         : cb <= 4 ? Kind::UnsignedQuad
-         : cb <= 6 ? Kind::SignedPair
-         : cb <= 10 ? Kind::UnsignedPair
-                    : Kind::Escape;
+    return cb <= 2    ? Kind::SignedQuad
+           : cb <= 4  ? Kind::UnsignedQuad
+           : cb <= 6  ? Kind::SignedPair
+           : cb <= 10 ? Kind::UnsignedPair
+                      : Kind::Escape;
 }
 
 // Escape sequence at the top of w: N ones, a zero, then an (N + 4)-bit word;
@@ -222,16 +221,13 @@ int decode_codewords(BitCursor *r, int cb, int16_t *out, int32_t codewords)
 int decode_section(BitCursor *r, int cb, int16_t *out, int width)
 {
     switch (kind_of(cb)) {
-    case Kind::SignedQuad:
-        return decode_codewords<Kind::SignedQuad>(r, cb, out, (width + 3) >> 2);
+    case Kind::SignedQuad: return decode_codewords<Kind::SignedQuad>(r, cb, out, (width + 3) >> 2);
     case Kind::UnsignedQuad:
         return decode_codewords<Kind::UnsignedQuad>(r, cb, out, (width + 3) >> 2);
-    case Kind::SignedPair:
-        return decode_codewords<Kind::SignedPair>(r, cb, out, (width + 1) >> 1);
+    case Kind::SignedPair: return decode_codewords<Kind::SignedPair>(r, cb, out, (width + 1) >> 1);
     case Kind::UnsignedPair:
         return decode_codewords<Kind::UnsignedPair>(r, cb, out, (width + 1) >> 1);
-    default:
-        return decode_codewords<Kind::Escape>(r, cb, out, (width + 1) >> 1);
+    default: return decode_codewords<Kind::Escape>(r, cb, out, (width + 1) >> 1);
     }
 }
 
@@ -246,21 +242,15 @@ int decode_spectral_codeword(BitCursor *r, int cb, int16_t *out)
     ReaderBits bits{r};
     int status;
     switch (kind_of(cb)) {
-    case Kind::SignedQuad:
-        status = decode_one<Kind::SignedQuad>(bits, book, values, out);
-        break;
+    case Kind::SignedQuad: status = decode_one<Kind::SignedQuad>(bits, book, values, out); break;
     case Kind::UnsignedQuad:
         status = decode_one<Kind::UnsignedQuad>(bits, book, values, out);
         break;
-    case Kind::SignedPair:
-        status = decode_one<Kind::SignedPair>(bits, book, values, out);
-        break;
+    case Kind::SignedPair: status = decode_one<Kind::SignedPair>(bits, book, values, out); break;
     case Kind::UnsignedPair:
         status = decode_one<Kind::UnsignedPair>(bits, book, values, out);
         break;
-    default:
-        status = decode_one<Kind::Escape>(bits, book, values, out);
-        break;
+    default: status = decode_one<Kind::Escape>(bits, book, values, out); break;
     }
     if (status < 0)
         return -1;
@@ -270,7 +260,7 @@ int decode_spectral_codeword(BitCursor *r, int cb, int16_t *out)
 }  // namespace fxaac
 
 int32_t fxaac::spectral_data(const ChannelStream *stream, BitCursor *reader, int16_t *quantised,
-                      int16_t objectType)
+                             int16_t objectType)
 {
     const int lines = objectType == kObjectTypeLd ? FXAAC_FRAME_LENGTH / 2 : FXAAC_FRAME_LENGTH;
     std::memset(quantised, 0, sizeof(int16_t) * static_cast<size_t>(lines));

@@ -17,12 +17,11 @@ constexpr int kMaxEscapeMagnitude = 8191;
 int decode_spectral_codeword(BitCursor *reader, int cb, int16_t *out);
 }  // namespace fxaac
 
-
 namespace fxaac {
 // Writes the channel's 1024 quantised values (512 for ER AAC LD), grouped and
 // window-interleaved for short windows: 0, or 22 for an escape above 8191.
-int32_t spectral_data(const ChannelStream *stream, BitCursor *reader,
-                      int16_t *quantised, int16_t objectType);
+int32_t spectral_data(const ChannelStream *stream, BitCursor *reader, int16_t *quantised,
+                      int16_t objectType);
 }  // namespace fxaac
 
 #endif  // FXAAC_SYNTAX_SPECTRAL_DATA_H

@@ -22,10 +22,10 @@
 
 namespace {
 
-constexpr int32_t kMemorySize = 20860;     // bytes of the block declared to the decoder
-constexpr int32_t kWindowBytes = 2048;     // input window actually used
-constexpr int32_t kMaxTimedFrames = 10000; // frames decoded before the driver stops
-constexpr uint32_t kMinStart = 100000000;  // start value of the minimum frame time
+constexpr int32_t kMemorySize = 20860;      // bytes of the block declared to the decoder
+constexpr int32_t kWindowBytes = 2048;      // input window actually used
+constexpr int32_t kMaxTimedFrames = 10000;  // frames decoded before the driver stops
+constexpr uint32_t kMinStart = 100000000;   // start value of the minimum frame time
 
 // The instance sits at the start of the memory block and the work area 8444
 // bytes in. That offset is a multiple of 4 only: enough on 32-bit targets,
@@ -54,7 +54,7 @@ alignas(16) static uint8_t sram_phy_addr[41720];
 alignas(16) static uint8_t pubInpBuffer[8192];
 alignas(16) static uint8_t pvOutBuffer[16384];
 static DriverObject pObjAacDec;
-static int32_t get_info[2];             // [1]: memory size given to the decoder
+static int32_t get_info[2];  // [1]: memory size given to the decoder
 static int32_t VorNexFrameNumber;
 static FrameTimes frameTimes;
 
@@ -165,8 +165,7 @@ int32_t ReadInputData(int32_t *valid, int32_t *consumed, uint8_t *buffer, FILE *
     return -1;
 }
 
-int32_t WriteOutputData(DecoderConfig config, int32_t total, const uint8_t *buffer,
-                        FILE *outFile)
+int32_t WriteOutputData(DecoderConfig config, int32_t total, const uint8_t *buffer, FILE *outFile)
 {
     const int32_t samples = config.outSamples;
     if (samples > 0)

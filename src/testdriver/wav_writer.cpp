@@ -20,10 +20,7 @@ int put_tag(FILE *fp, const char *tag, int n)
     return last;
 }
 
-int32_t bits_per_sample(const DecoderConfig &config)
-{
-    return (config.pcmWidth + 1) * 8;
-}
+int32_t bits_per_sample(const DecoderConfig &config) { return (config.pcmWidth + 1) * 8; }
 
 // Rates are computed unsigned so that absurd command-line rates wrap instead
 // of overflowing.
@@ -58,11 +55,12 @@ int32_t WriteWaveHeader_AAC_DEC(FILE *fp, int32_t dataBytes, int32_t rate, int32
                                 int32_t bits)
 {
     const int32_t bytesPerSample = (bits + 7) / 8;
-    const uint32_t byteRate = static_cast<uint32_t>(bytesPerSample) *
-                              static_cast<uint32_t>(rate) * static_cast<uint32_t>(chn);
+    const uint32_t byteRate = static_cast<uint32_t>(bytesPerSample) * static_cast<uint32_t>(rate) *
+                              static_cast<uint32_t>(chn);
 
     put_tag(fp, "RIFF", 4);
-    Write32BitsLowHigh(fp, static_cast<int32_t>(static_cast<uint32_t>(dataBytes) + kRiffHeaderRest));
+    Write32BitsLowHigh(fp,
+                       static_cast<int32_t>(static_cast<uint32_t>(dataBytes) + kRiffHeaderRest));
     put_tag(fp, "WAVEfmt ", 8);
     Write32BitsLowHigh(fp, kFmtChunkBytes);
     Write16BitsLowHigh(fp, kFormatPcm);
@@ -92,8 +90,8 @@ void WriteWaveHeaderEnd(DecoderConfig config, FILE *fp, int32_t totalFrames)
     if (config.wavOut != 1)
         return;
     const int32_t chn = output_channels(config.chn);
-    const int32_t rate =
-        config.sbrMode ? scaled_rate(config.fs, 2 - config.sbrDownsampled) : config.fs;
+    const int32_t rate = config.sbrMode ? scaled_rate(config.fs, 2 - config.sbrDownsampled)
+                                        : config.fs;
     // Samples are always written as 16 bits, whatever pcmWidth says.
     const uint32_t dataBytes = static_cast<uint32_t>(totalFrames) * static_cast<uint32_t>(chn) *
                                kBytesPerSampleWritten;

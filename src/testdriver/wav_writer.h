@@ -19,8 +19,8 @@ FXAAC_API int Write32BitsLowHigh(FILE *fp, int32_t value);
 
 // Writes the 44-byte header at the current file position. Returns 0, or -1
 // when the stream's error indicator is set afterwards.
-FXAAC_API int32_t WriteWaveHeader_AAC_DEC(FILE *fp, int32_t dataBytes, int32_t rate,
-                                          int32_t chn, int32_t bits);
+FXAAC_API int32_t WriteWaveHeader_AAC_DEC(FILE *fp, int32_t dataBytes, int32_t rate, int32_t chn,
+                                          int32_t bits);
 
 // Placeholder header with the largest data size; only when config.wavOut is 1
 // and first is 1.
@@ -38,10 +38,7 @@ namespace fxaac_driver {
 // 0 channels (ADTS channel_configuration 0) and the command line may give 0 or
 // less; the driver then treats the samples as one channel, so that frame counts
 // never divide by zero and the header's data size matches the bytes written.
-inline int32_t output_channels(int32_t chn)
-{
-    return chn > 0 ? chn : 1;
-}
+inline int32_t output_channels(int32_t chn) { return chn > 0 ? chn : 1; }
 
 }  // namespace fxaac_driver
 

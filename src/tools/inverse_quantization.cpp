@@ -139,12 +139,9 @@ inline void scale_band(int32_t sf, int32_t *values, int32_t count, const int16_t
         return;
     }
     switch (g.form) {
-    case GainForm::Up:
-        return scale_values<GainForm::Up>(values, count, g);
-    case GainForm::Upper:
-        return scale_values<GainForm::Upper>(values, count, g);
-    default:
-        return scale_values<GainForm::UpperShift>(values, count, g);
+    case GainForm::Up: return scale_values<GainForm::Up>(values, count, g);
+    case GainForm::Upper: return scale_values<GainForm::Upper>(values, count, g);
+    default: return scale_values<GainForm::UpperShift>(values, count, g);
     }
 }
 
@@ -188,12 +185,9 @@ void dequantize_band(int32_t sf, int32_t *dst, const int16_t *src, int32_t from,
         return;
     }
     switch (g.form) {
-    case GainForm::Up:
-        return dequantize_scaled<GainForm::Up>(dst, src, from, to, g);
-    case GainForm::Upper:
-        return dequantize_scaled<GainForm::Upper>(dst, src, from, to, g);
-    default:
-        return dequantize_scaled<GainForm::UpperShift>(dst, src, from, to, g);
+    case GainForm::Up: return dequantize_scaled<GainForm::Up>(dst, src, from, to, g);
+    case GainForm::Upper: return dequantize_scaled<GainForm::Upper>(dst, src, from, to, g);
+    default: return dequantize_scaled<GainForm::UpperShift>(dst, src, from, to, g);
     }
 }
 
@@ -210,7 +204,8 @@ void fxaac::invquantize(int32_t *dst, const int16_t *src)
         dst[i] = dequantize(src[i]);
 }
 
-void fxaac::get_scale_factor_gain(int32_t sf, int32_t *values, int32_t count, const int16_t *mantissas)
+void fxaac::get_scale_factor_gain(int32_t sf, int32_t *values, int32_t count,
+                                  const int16_t *mantissas)
 {
     scale_band(sf, values, count, mantissas);
 }

@@ -17,8 +17,7 @@ void invquantize(int32_t *dst, const int16_t *src);
 // Scales every coded band of the spectrum (grouped order) by its scale factor.
 void apply_scalefactors(const ChannelStream *stream, int32_t *spectrum);
 // Scales count values in place by 2^((sf - 100)/4); sf <= 23 silences them.
-void get_scale_factor_gain(int32_t sf, int32_t *values, int32_t count,
-                           const int16_t *mantissas);
+void get_scale_factor_gain(int32_t sf, int32_t *values, int32_t count, const int16_t *mantissas);
 // Reorders eight short windows from grouped, band-interleaved order (src) to
 // window order (dst).
 void dec_quant_to_spec(const ChannelStream *stream, int32_t *dst, const int32_t *src);

@@ -38,7 +38,8 @@ void fill_noise_band(int32_t *lines, int width, int32_t energy, uint32_t norm, u
     for (int i = 0; i < width; i++)
         lines[i] = next_noise(state);
     // gain ~ norm * 2^((energy & 3)/4), so that energy >> 2 is left for a shift.
-    const int32_t gain = mul_32x16_x2(dec_scale_table[energy & 3], static_cast<int32_t>(norm)) >> 16;
+    const int32_t gain = mul_32x16_x2(dec_scale_table[energy & 3], static_cast<int32_t>(norm)) >>
+                         16;
     const int32_t shift = kUnitEnergyShift - (energy >> 2);
     for (int i = 0; i < width; i++)
         lines[i] = shift_dir(mul_32x16_x2(gain, lines[i]), shift);

@@ -30,8 +30,8 @@ inline int32_t intensity_line(int32_t v, int32_t m, int32_t shift)
 
 }  // namespace
 
-void fxaac::ms_decode(const ChannelStream *first, const ChannelStream *second, int32_t *spectrumFirst,
-               int32_t *spectrumSecond)
+void fxaac::ms_decode(const ChannelStream *first, const ChannelStream *second,
+                      int32_t *spectrumFirst, int32_t *spectrumSecond)
 {
     if (first->ms_mask_present <= 0)
         return;
@@ -58,7 +58,7 @@ void fxaac::ms_decode(const ChannelStream *first, const ChannelStream *second, i
 }
 
 void fxaac::is_decode(const ChannelStream *first, const ChannelStream *second,
-               const int32_t *spectrumFirst, int32_t *spectrumSecond)
+                      const int32_t *spectrumFirst, int32_t *spectrumSecond)
 {
     const int maxSfb = second->max_sfb;
     int window = 0;

@@ -7,8 +7,8 @@
 
 namespace fxaac {
 // Mid/side bands become left = m + s, right = m - s (saturating).
-void ms_decode(const ChannelStream *first, const ChannelStream *second,
-               int32_t *spectrumFirst, int32_t *spectrumSecond);
+void ms_decode(const ChannelStream *first, const ChannelStream *second, int32_t *spectrumFirst,
+               int32_t *spectrumSecond);
 // Intensity bands of the second channel become the first channel's lines
 // scaled by +-2^(-position/4); only spectrumSecond is written.
 void is_decode(const ChannelStream *first, const ChannelStream *second,

@@ -13,8 +13,7 @@ namespace {
 // (profile numbering: 0 Main, 1 LC, 2 SSR, 3 LTP; 17 ER LC, 19 ER LTP,
 // 23 ER LD). 0: the type has no long-window TNS; types above 23 count as 0.
 constexpr int16_t tns_max_order_table[24] = {
-    20, 12, 12, 20, 0, 0, 0, 0, 0, 0, 0, 0,
-    0,  0,  0,  0,  0, 12, 0, 20, 0, 0, 0, 20,
+    20, 12, 12, 20, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 12, 0, 20, 0, 0, 0, 20,
 };
 
 // TNS_MAX_BANDS of ISO/IEC 14496-3 4.6.9 for AAC LC, by sampling frequency
@@ -110,7 +109,7 @@ int tns_reflection_to_lpc(const int32_t *k, int order, int16_t *lpc)
 using namespace fxaac;
 
 void fxaac::tns_ar_filter_fixed(int32_t *line, int32_t size, int32_t step, const int16_t *lpc,
-                         int32_t order, int32_t shift, int32_t *scratch)
+                                int32_t order, int32_t shift, int32_t *scratch)
 {
     // hist[j - 1] is the history word of the output j lines back. With the
     // history at 2^(15 - shift) times the output and lpc[j] = A[j] in
@@ -164,8 +163,8 @@ void fxaac::tns_ar_filter_fixed(int32_t *line, int32_t size, int32_t step, const
     }
 }
 
-void fxaac::tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfIndex, int16_t objectType,
-                      int32_t *spectrum, int32_t *scratch)
+void fxaac::tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfIndex,
+                             int16_t objectType, int32_t *spectrum, int32_t *scratch)
 {
     if (!stream->tns_data_present || stream->num_windows < 1)
         return;
@@ -184,8 +183,8 @@ void fxaac::tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfInde
             const int bottom = std::max(top - tns->length[w][f], 0);
             // Coefficients past a filter's 12 slots are the next filter's;
             // none are read past the window's row.
-            const int order = std::min({int{tns->order[w][f]}, orderCap,
-                                        kCoefRow - FXAAC_TNS_COEF_SLOTS * f});
+            const int order = std::min(
+                {int{tns->order[w][f]}, orderCap, kCoefRow - FXAAC_TNS_COEF_SLOTS * f});
             const int start = band_line(stream, std::min(bottom, bands), windowLines);
             const int end = band_line(stream, std::min(top, bands), windowLines);
             top = bottom;

@@ -29,8 +29,8 @@ namespace fxaac {
 // objectType outside 0..23, or one without a TNS maximum order, skips the
 // long-window filters. scratch: the filter history, up to 1024 words (see
 // tns_ar_filter_fixed); its previous contents are irrelevant.
-void tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfIndex,
-                      int16_t objectType, int32_t *spectrum, int32_t *scratch);
+void tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfIndex, int16_t objectType,
+                      int32_t *spectrum, int32_t *scratch);
 // All-pole filter over `size` lines in place, visiting line[0], line[step],
 // line[2 * step], ... (step +1 upward, -1 downward). For the n-th line:
 //   y[n] = x[n] - sum_{j=1}^{min(n, order)} 2 * ((h[n-j] * lpc[j]) >> 16)

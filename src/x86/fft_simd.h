@@ -19,21 +19,22 @@ namespace {
 // ws and wc of legs 1 to 3, in compute order.
 template <class V>
 struct LegTwiddles {
-  typename V::T ws[3];
-  typename V::T wc[3];
+    typename V::T ws[3];
+    typename V::T wc[3];
 };
 
 // A group of 24 twiddle words: ws[4], wc[4] of leg 1, then legs 2 and 3.
 // V256 takes lanes 0..3 from first and 4..7 from second.
 template <class V>
-FXAAC_SIMD_INLINE LegTwiddles<V> load_twiddles(const int32_t *first, const int32_t *second) {
-  LegTwiddles<V> t;
+FXAAC_SIMD_INLINE LegTwiddles<V> load_twiddles(const int32_t *first, const int32_t *second)
+{
+    LegTwiddles<V> t;
 #pragma GCC unroll 3
-  for (int leg = 0; leg < 3; ++leg) {
-    t.ws[leg] = V::load_groups(first + 8 * leg, second + 8 * leg);
-    t.wc[leg] = V::load_groups(first + 8 * leg + 4, second + 8 * leg + 4);
-  }
-  return t;
+    for (int leg = 0; leg < 3; ++leg) {
+        t.ws[leg] = V::load_groups(first + 8 * leg, second + 8 * leg);
+        t.wc[leg] = V::load_groups(first + 8 * leg + 4, second + 8 * leg + 4);
+    }
+    return t;
 }
 
 // (re + j im)(wc - j ws): real q(im, ws) + q(re, wc), imaginary
@@ -43,62 +44,64 @@ FXAAC_SIMD_INLINE LegTwiddles<V> load_twiddles(const int32_t *first, const int32
 // (shifted left by 1), and word-wise sums do not mix the words.
 template <class V>
 FXAAC_SIMD_INLINE void rotate(typename V::T &re, typename V::T &im, typename V::T ws,
-                              typename V::T wc) {
-  using T = typename V::T;
-  const T re_odd = V::odd(re), im_odd = V::odd(im), ws_odd = V::odd(ws), wc_odd = V::odd(wc);
-  const T real_even =
-      V::add(V::template srli64<31>(V::mul(im, ws)), V::template srli64<31>(V::mul(re, wc)));
-  const T real_odd = V::add(V::template slli64<1>(V::mul(im_odd, ws_odd)),
-                            V::template slli64<1>(V::mul(re_odd, wc_odd)));
-  const T imag_even =
-      V::sub(V::template srli64<31>(V::mul(im, wc)), V::template srli64<31>(V::mul(re, ws)));
-  const T imag_odd = V::sub(V::template slli64<1>(V::mul(im_odd, wc_odd)),
-                            V::template slli64<1>(V::mul(re_odd, ws_odd)));
-  re = V::blend_odd(real_even, real_odd);
-  im = V::blend_odd(imag_even, imag_odd);
+                              typename V::T wc)
+{
+    using T = typename V::T;
+    const T re_odd = V::odd(re), im_odd = V::odd(im), ws_odd = V::odd(ws), wc_odd = V::odd(wc);
+    const T real_even = V::add(V::template srli64<31>(V::mul(im, ws)),
+                               V::template srli64<31>(V::mul(re, wc)));
+    const T real_odd = V::add(V::template slli64<1>(V::mul(im_odd, ws_odd)),
+                              V::template slli64<1>(V::mul(re_odd, wc_odd)));
+    const T imag_even = V::sub(V::template srli64<31>(V::mul(im, wc)),
+                               V::template srli64<31>(V::mul(re, ws)));
+    const T imag_odd = V::sub(V::template slli64<1>(V::mul(im_odd, wc_odd)),
+                              V::template slli64<1>(V::mul(re_odd, ws_odd)));
+    re = V::blend_odd(real_even, real_odd);
+    im = V::blend_odd(imag_even, imag_odd);
 }
 
 // The radix-4 butterfly on every lane, legs p0..p3 as real and imaginary
 // vectors: y0 = p0 + p1 + p2 + p3, y1 = ((p0 - p2) - j(p1 - p3)) W1,
 // y2 = ((p0 + p2) - (p1 + p3)) W2, y3 = ((p0 - p2) + j(p1 - p3)) W3.
 template <class V>
-FXAAC_SIMD_INLINE void butterfly(typename V::T re[4], typename V::T im[4],
-                                 const LegTwiddles<V> &w) {
-  using T = typename V::T;
-  const T s02r = V::add(re[0], re[2]), s02i = V::add(im[0], im[2]);
-  const T d02r = V::sub(re[0], re[2]), d02i = V::sub(im[0], im[2]);
-  const T s13r = V::add(re[1], re[3]), s13i = V::add(im[1], im[3]);
-  const T d13r = V::sub(re[1], re[3]), d13i = V::sub(im[1], im[3]);
-  re[0] = V::add(s02r, s13r);
-  im[0] = V::add(s02i, s13i);
-  re[1] = V::add(d02r, d13i);
-  im[1] = V::sub(d02i, d13r);
-  re[2] = V::sub(s02r, s13r);
-  im[2] = V::sub(s02i, s13i);
-  re[3] = V::sub(d02r, d13i);
-  im[3] = V::add(d02i, d13r);
+FXAAC_SIMD_INLINE void butterfly(typename V::T re[4], typename V::T im[4], const LegTwiddles<V> &w)
+{
+    using T = typename V::T;
+    const T s02r = V::add(re[0], re[2]), s02i = V::add(im[0], im[2]);
+    const T d02r = V::sub(re[0], re[2]), d02i = V::sub(im[0], im[2]);
+    const T s13r = V::add(re[1], re[3]), s13i = V::add(im[1], im[3]);
+    const T d13r = V::sub(re[1], re[3]), d13i = V::sub(im[1], im[3]);
+    re[0] = V::add(s02r, s13r);
+    im[0] = V::add(s02i, s13i);
+    re[1] = V::add(d02r, d13i);
+    im[1] = V::sub(d02i, d13r);
+    re[2] = V::sub(s02r, s13r);
+    im[2] = V::sub(s02i, s13i);
+    re[3] = V::sub(d02r, d13i);
+    im[3] = V::add(d02i, d13r);
 #pragma GCC unroll 3
-  for (int leg = 1; leg < 4; ++leg) rotate<V>(re[leg], im[leg], w.ws[leg - 1], w.wc[leg - 1]);
+    for (int leg = 1; leg < 4; ++leg)
+        rotate<V>(re[leg], im[leg], w.ws[leg - 1], w.wc[leg - 1]);
 }
 
 // Butterflies whose legs lie stride words apart: the first half of the
 // lanes' values at a, the second half at b (kLanes / 2 complex values each).
 template <class V>
-FXAAC_SIMD_INLINE void butterfly_at(int32_t *a, int32_t *b, int32_t stride,
-                                    const LegTwiddles<V> &w) {
-  typename V::T re[4], im[4];
+FXAAC_SIMD_INLINE void butterfly_at(int32_t *a, int32_t *b, int32_t stride, const LegTwiddles<V> &w)
+{
+    typename V::T re[4], im[4];
 #pragma GCC unroll 4
-  for (int q = 0; q < 4; ++q) {
-    V::deinterleave(V::load(a + q * stride), V::load(b + q * stride), re[q], im[q]);
-  }
-  butterfly<V>(re, im, w);
+    for (int q = 0; q < 4; ++q) {
+        V::deinterleave(V::load(a + q * stride), V::load(b + q * stride), re[q], im[q]);
+    }
+    butterfly<V>(re, im, w);
 #pragma GCC unroll 4
-  for (int q = 0; q < 4; ++q) {
-    typename V::T lo, hi;
-    V::interleave(re[q], im[q], lo, hi);
-    V::store(a + q * stride, lo);
-    V::store(b + q * stride, hi);
-  }
+    for (int q = 0; q < 4; ++q) {
+        typename V::T lo, hi;
+        V::interleave(re[q], im[q], lo, hi);
+        V::store(a + q * stride, lo);
+        V::store(b + q * stride, hi);
+    }
 }
 
 // One stage of block length n: butterflies m of a block go four to a
@@ -106,41 +109,43 @@ FXAAC_SIMD_INLINE void butterfly_at(int32_t *a, int32_t *b, int32_t stride,
 // a block per step, or, for n = 16 (one group per block), the same group
 // in two blocks.
 template <class V>
-void radix4_stage_simd(const int32_t *w, int32_t *x, int32_t N, int32_t n) {
-  const int32_t quarter = n / 4;
-  if (quarter <= 0 || quarter % 4 != 0 || any_min<V>(w, 6 * quarter)) {
-    radix4_stage_c(w, x, N, n);
-    return;
-  }
-  const int32_t stride = 2 * quarter;
-  const bool two_groups = V::kLanes == 8 && quarter % 8 == 0;
-  const bool two_blocks = V::kLanes == 8 && quarter == 4;
-  int32_t block = 0;
-  if (two_groups) {
+void radix4_stage_simd(const int32_t *w, int32_t *x, int32_t N, int32_t n)
+{
+    const int32_t quarter = n / 4;
+    if (quarter <= 0 || quarter % 4 != 0 || any_min<V>(w, 6 * quarter)) {
+        radix4_stage_c(w, x, N, n);
+        return;
+    }
+    const int32_t stride = 2 * quarter;
+    const bool two_groups = V::kLanes == 8 && quarter % 8 == 0;
+    const bool two_blocks = V::kLanes == 8 && quarter == 4;
+    int32_t block = 0;
+    if (two_groups) {
+        for (; block < N; block += n) {
+            for (int32_t m = 0; m < quarter; m += 8) {
+                int32_t *p = x + 2 * (block + m);
+                butterfly_at<V>(p, p + 8, stride, load_twiddles<V>(w + 6 * m, w + 6 * m + 24));
+            }
+        }
+    } else if (two_blocks) {
+        const LegTwiddles<V> tw = load_twiddles<V>(w, w);
+        for (; block + n < N; block += 2 * n)
+            butterfly_at<V>(x + 2 * block, x + 2 * (block + n), stride, tw);
+    }
+    // Four butterflies per step (V128, and whatever V256 left).
     for (; block < N; block += n) {
-      for (int32_t m = 0; m < quarter; m += 8) {
-        int32_t *p = x + 2 * (block + m);
-        butterfly_at<V>(p, p + 8, stride, load_twiddles<V>(w + 6 * m, w + 6 * m + 24));
-      }
+        for (int32_t m = 0; m < quarter; m += 4) {
+            int32_t *p = x + 2 * (block + m);
+            butterfly_at<V128>(p, p + 4, stride, load_twiddles<V128>(w + 6 * m, nullptr));
+        }
     }
-  } else if (two_blocks) {
-    const LegTwiddles<V> tw = load_twiddles<V>(w, w);
-    for (; block + n < N; block += 2 * n)
-      butterfly_at<V>(x + 2 * block, x + 2 * (block + n), stride, tw);
-  }
-  // Four butterflies per step (V128, and whatever V256 left).
-  for (; block < N; block += n) {
-    for (int32_t m = 0; m < quarter; m += 4) {
-      int32_t *p = x + 2 * (block + m);
-      butterfly_at<V128>(p, p + 4, stride, load_twiddles<V128>(w + 6 * m, nullptr));
-    }
-  }
 }
 
 // The n = 8 stage, one step for two blocks: lanes 0, 1 are m = 0, 1 of a
 // block (legs two complex values apart), lanes 2, 3 those of the next one.
-inline void stage8_pair(int32_t *x, const LegTwiddles<V128> &w8) {
-  butterfly_at<V128>(x, x + 16, 4, w8);
+inline void stage8_pair(int32_t *x, const LegTwiddles<V128> &w8)
+{
+    butterfly_at<V128>(x, x + 16, 4, w8);
 }
 
 }  // namespace

@@ -5,21 +5,25 @@
 namespace fxaac {
 
 void pre_twiddle_sse41(const int32_t *front, const int32_t *back, int32_t *out,
-                       const int16_t *cosine, const int16_t *sine, int32_t count) {
-  pre_twiddle_simd<V128>(front, back, out, cosine, sine, count);
+                       const int16_t *cosine, const int16_t *sine, int32_t count)
+{
+    pre_twiddle_simd<V128>(front, back, out, cosine, sine, count);
 }
 
 void post_twiddle_sse41(int32_t *out, const int32_t *in, const int16_t *cosine, const int16_t *sine,
-                        int32_t N, int32_t shift) {
-  post_twiddle_simd<V128>(out, in, cosine, sine, N, shift);
+                        int32_t N, int32_t shift)
+{
+    post_twiddle_simd<V128>(out, in, cosine, sine, N, shift);
 }
 
-int32_t block_magnitude_sse41(const int32_t *x, int32_t n) {
-  return block_magnitude_simd<V128>(x, n);
+int32_t block_magnitude_sse41(const int32_t *x, int32_t n)
+{
+    return block_magnitude_simd<V128>(x, n);
 }
 
-void block_shift_sse41(int32_t *x, int32_t shift, int32_t n) {
-  block_shift_simd<V128>(x, shift, n);
+void block_shift_sse41(int32_t *x, int32_t shift, int32_t n)
+{
+    block_shift_simd<V128>(x, shift, n);
 }
 
 }  // namespace fxaac

@@ -16,39 +16,45 @@ namespace {
 // y[i] = m(x[i], w[i]) (Falling: w[-i]) (+ y[i], wrapping, when
 // Accumulate). y may be x: each step loads before it stores.
 template <class V, bool Falling, bool Accumulate>
-void window_simd(const int32_t *x, const int16_t *w, int32_t *y, int n) {
-  using T = typename V::T;
-  constexpr int L = V::kLanes;
-  const int count = whole_pairs(n);
-  int i = 0;
-  for (; i + L <= count; i += L) {
-    const T t = Falling ? V::rev(V::load_q16_hi(w - i - (L - 1))) : V::load_q16_hi(w + i);
-    const T v = V::load(x + i);
-    T p = mulhi<V>(v, V::odd(v), t, V::odd(t));
-    if constexpr (Accumulate) p = V::add(V::load(y + i), p);
-    V::store(y + i, p);
-  }
-  if (i == count) return;
-  const int16_t *rest = Falling ? w - i : w + i;
-  if constexpr (Falling && Accumulate) {
-    window_fall_add_c(x + i, rest, y + i, count - i);
-  } else if constexpr (Falling) {
-    window_fall_c(x + i, rest, y + i, count - i);
-  } else if constexpr (Accumulate) {
-    window_rise_add_c(x + i, rest, y + i, count - i);
-  } else {
-    window_rise_c(x + i, rest, y + i, count - i);
-  }
+void window_simd(const int32_t *x, const int16_t *w, int32_t *y, int n)
+{
+    using T = typename V::T;
+    constexpr int L = V::kLanes;
+    const int count = whole_pairs(n);
+    int i = 0;
+    for (; i + L <= count; i += L) {
+        const T t = Falling ? V::rev(V::load_q16_hi(w - i - (L - 1))) : V::load_q16_hi(w + i);
+        const T v = V::load(x + i);
+        T p = mulhi<V>(v, V::odd(v), t, V::odd(t));
+        if constexpr (Accumulate)
+            p = V::add(V::load(y + i), p);
+        V::store(y + i, p);
+    }
+    if (i == count)
+        return;
+    const int16_t *rest = Falling ? w - i : w + i;
+    if constexpr (Falling && Accumulate) {
+        window_fall_add_c(x + i, rest, y + i, count - i);
+    } else if constexpr (Falling) {
+        window_fall_c(x + i, rest, y + i, count - i);
+    } else if constexpr (Accumulate) {
+        window_rise_add_c(x + i, rest, y + i, count - i);
+    } else {
+        window_rise_c(x + i, rest, y + i, count - i);
+    }
 }
 
 // z[i] = sat(x[i] + y[i]); z may be x or y.
 template <class V>
-void add_saturate_simd(const int32_t *x, const int32_t *y, int32_t *z, int n) {
-  constexpr int L = V::kLanes;
-  const int count = whole_pairs(n);
-  int i = 0;
-  for (; i + L <= count; i += L) V::store(z + i, add_sat<V>(V::load(x + i), V::load(y + i)));
-  if (i < count) add_saturate_c(x + i, y + i, z + i, count - i);
+void add_saturate_simd(const int32_t *x, const int32_t *y, int32_t *z, int n)
+{
+    constexpr int L = V::kLanes;
+    const int count = whole_pairs(n);
+    int i = 0;
+    for (; i + L <= count; i += L)
+        V::store(z + i, add_sat<V>(V::load(x + i), V::load(y + i)));
+    if (i < count)
+        add_saturate_c(x + i, y + i, z + i, count - i);
 }
 
 }  // namespace

@@ -29,7 +29,8 @@ int main(void)
     failures += check(dec->sampleRate == 22050 && dec->channels == 2, "init defaults");
     failures += check(AACPlusHeaderDecode(config, dec, adts) == FXAAC_OK, "ADTS header");
     failures += check(dec->isAdts == 1 && dec->sampleRate == 48000 && dec->channels == 2 &&
-                          dec->objectType == 1, "ADTS parameters");
+                          dec->objectType == 1,
+                      "ADTS parameters");
 
     AACPlusDecoderInit(dec, work);
     failures += check(AACPlusHeaderDecode(config, dec, asc) == 2, "config length");

@@ -74,5 +74,6 @@ TEST(Adts, OnlyTheLcProfileIsDecodable)
         EXPECT_EQ(p.h.sampling_frequency_index, 13);
     }
     for (int aot = -1; aot <= 32; aot++)
-        EXPECT_EQ(can_decode_objType(aot), (aot == 2 || aot == 17) ? 0 : FXAAC_ERR_OBJECT_TYPE) << aot;
+        EXPECT_EQ(can_decode_objType(aot), (aot == 2 || aot == 17) ? 0 : FXAAC_ERR_OBJECT_TYPE)
+            << aot;
 }

@@ -72,11 +72,18 @@ TEST(AudioSpecificConfig, LengthFieldsAndRefusals)
     pce.commentBytes = 4;  // 16 + 39 bits, aligned to 56, then 8 + 32
     PceFields coupled = pce;
     coupled.cc = 1;
-    const struct { AscFields f; int32_t result; uint32_t channels, rate; } cases[] = {
+    const struct {
+        AscFields f;
+        int32_t result;
+        uint32_t channels, rate;
+    } cases[] = {
         {{}, 2, 2, 44100},
         {{.dependsOnCoreCoder = 1}, 4, 2, 44100},
         {{.extensionFlag = 1}, 2, 2, 44100},  // nothing further without an ER type
-        {{.objectType = 17, .channelConfig = 1, .extensionFlag = 1, .resilience = 0b101}, 3, 1, 44100},
+        {{.objectType = 17, .channelConfig = 1, .extensionFlag = 1, .resilience = 0b101},
+         3,
+         1,
+         44100},
         {{.objectType = 17, .epConfig = 1}, FXAAC_ERR_EP_CONFIG, 2, 44100},
         {{.objectType = 1}, FXAAC_ERR_OBJECT_TYPE, 2, 44100},
         {{.objectType = 5}, FXAAC_ERR_OBJECT_TYPE, 2, 44100},
@@ -93,8 +100,10 @@ TEST(AudioSpecificConfig, LengthFieldsAndRefusals)
         AudioConfig a = {};
         const int32_t result = AudioSpecificConfig_AAC(
             buf.data(), &a.sampleRate, &a.channelConfig, &a.sfIndex, &a.objectType,
-            &a.sectionResilience, &a.scalefactorResilience, &a.spectralResilience, &a.frameLengthFlag);
-        SCOPED_TRACE(testing::Message() << "object type " << c.f.objectType << " result " << c.result);
+            &a.sectionResilience, &a.scalefactorResilience, &a.spectralResilience,
+            &a.frameLengthFlag);
+        SCOPED_TRACE(testing::Message()
+                     << "object type " << c.f.objectType << " result " << c.result);
         EXPECT_EQ(result, c.result);
         EXPECT_EQ(a.channelConfig, c.channels);
         EXPECT_EQ(a.sampleRate, c.rate);

@@ -41,12 +41,12 @@ AdtsBlocks split_adts(const std::vector<uint8_t> &d)
 
 // How a hand-made stream is multiplexed.
 struct Mux {
-    int version = 0;  // audioMuxVersion
-    int configEvery = 1;  // a StreamMuxConfig in every n-th element, useSameStreamMux between
-    int ascFillBits = 0;  // version 1: bits after the AudioSpecificConfig inside ascLen
+    int version = 0;        // audioMuxVersion
+    int configEvery = 1;    // a StreamMuxConfig in every n-th element, useSameStreamMux between
+    int ascFillBits = 0;    // version 1: bits after the AudioSpecificConfig inside ascLen
     int otherDataBits = 0;  // 0: otherDataPresent 0
-    bool crc = false;  // crcCheckPresent
-    int objectType = 0;  // 0: the ADTS stream's
+    bool crc = false;       // crcCheckPresent
+    int objectType = 0;     // 0: the ADTS stream's
     int numProgram = 0, numLayer = 0, numSubFrames = 0, frameLengthType = 0, versionA = 0;
     std::vector<uint8_t> asc;  // version 1: this AudioSpecificConfig, byte-padded, in ascLen
 };

@@ -43,95 +43,103 @@ constexpr int32_t kMin = INT32_MIN, kMax = INT32_MAX;
 
 // One version of every kernel (nullptr where the kernel has none), named.
 struct Kernels : fxaac::KernelTable {
-  const char *isa;
+    const char *isa;
 };
 
 Kernels portable() { return {fxaac::kernel_versions(fxaac::KernelIsa::kPortable), "c"}; }
 
 // The SIMD sets this build has and this CPU runs, and the selected versions.
-std::vector<Kernels> under_test() {
-  std::vector<Kernels> all;
-  using fxaac::KernelIsa;
+std::vector<Kernels> under_test()
+{
+    std::vector<Kernels> all;
+    using fxaac::KernelIsa;
 #if defined(FXAAC_KERNELS_X86)
-  for (const KernelIsa isa : {KernelIsa::kSse41, KernelIsa::kAvx2}) {
-    if (isa <= fxaac::cpu_kernel_level()) {
-      all.push_back({fxaac::kernel_versions(isa), fxaac::kernel_isa_name(isa)});
+    for (const KernelIsa isa : {KernelIsa::kSse41, KernelIsa::kAvx2}) {
+        if (isa <= fxaac::cpu_kernel_level()) {
+            all.push_back({fxaac::kernel_versions(isa), fxaac::kernel_isa_name(isa)});
+        }
     }
-  }
 #endif
 #if defined(FXAAC_KERNELS_NEON) && defined(__ARM_NEON)
-  all.push_back({fxaac::kernel_versions(KernelIsa::kNeon), "neon"});
+    all.push_back({fxaac::kernel_versions(KernelIsa::kNeon), "neon"});
 #endif
 #define FXAAC_SET_SELECTED(a, x86, ret, name, params, args) k.name = fxaac::name;
-  Kernels k{{}, "selected"};
-  FXAAC_KERNEL_LIST(FXAAC_SET_SELECTED, )
-  all.push_back(k);
-  return all;
+    Kernels k{{}, "selected"};
+    FXAAC_KERNEL_LIST(FXAAC_SET_SELECTED, )
+    all.push_back(k);
+    return all;
 }
 
 // ---- Buffers between inaccessible pages --------------------------------
 
 char g_running[256];  // what runs, for the crash report
 
-void on_crash(int) {
-  static const char kPrefix[] = "checkdsp: CRASH (access outside the buffers) in ";
-  [[maybe_unused]] const bool written = write(1, kPrefix, sizeof kPrefix - 1) > 0 &&
-                                        write(1, g_running, strlen(g_running)) > 0 &&
-                                        write(1, "\n", 1) > 0;
-  _exit(1);
+void on_crash(int)
+{
+    static const char kPrefix[] = "checkdsp: CRASH (access outside the buffers) in ";
+    [[maybe_unused]] const bool written = write(1, kPrefix, sizeof kPrefix - 1) > 0 &&
+                                          write(1, g_running, strlen(g_running)) > 0 &&
+                                          write(1, "\n", 1) > 0;
+    _exit(1);
 }
 
 // A copy of init flush against an inaccessible page: the one before, or
 // (at_end) the one after.
 template <class T>
 struct Guarded {
-  char *base;
-  size_t span;
-  T *data;
-  Guarded(const std::vector<T> &init, bool at_end) {
-    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE)), bytes = init.size() * sizeof(T);
-    span = (bytes + page - 1) / page * page + 2 * page;
-    base = static_cast<char *>(
-        mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    if (base == MAP_FAILED || mprotect(base, page, PROT_NONE) != 0 ||
-        mprotect(base + span - page, page, PROT_NONE) != 0) {
-      std::perror("checkdsp: mmap");
-      std::exit(2);
+    char *base;
+    size_t span;
+    T *data;
+    Guarded(const std::vector<T> &init, bool at_end)
+    {
+        const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE)),
+                     bytes = init.size() * sizeof(T);
+        span = (bytes + page - 1) / page * page + 2 * page;
+        base = static_cast<char *>(
+            mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        if (base == MAP_FAILED || mprotect(base, page, PROT_NONE) != 0 ||
+            mprotect(base + span - page, page, PROT_NONE) != 0) {
+            std::perror("checkdsp: mmap");
+            std::exit(2);
+        }
+        data = reinterpret_cast<T *>(at_end ? base + span - page - bytes : base + page);
+        if (bytes != 0)
+            std::memcpy(data, init.data(), bytes);
     }
-    data = reinterpret_cast<T *>(at_end ? base + span - page - bytes : base + page);
-    if (bytes != 0) std::memcpy(data, init.data(), bytes);
-  }
-  ~Guarded() { munmap(base, span); }
-  Guarded(const Guarded &) = delete;
-  Guarded &operator=(const Guarded &) = delete;
+    ~Guarded() { munmap(base, span); }
+    Guarded(const Guarded &) = delete;
+    Guarded &operator=(const Guarded &) = delete;
 };
 
 // ---- One call, checked ---------------------------------------------------
 
 // The buffers of a call: words w[0..] and coefficient tables c[0..].
 struct Buffers {
-  std::vector<Words> w;
-  std::vector<Coefs> c;
+    std::vector<Words> w;
+    std::vector<Coefs> c;
 };
 struct Pointers {
-  std::vector<int32_t *> w;
-  std::vector<int16_t *> c;
+    std::vector<int32_t *> w;
+    std::vector<int16_t *> c;
 };
 
 int g_calls = 0;
 
 [[noreturn]] void mismatch(const char *where, size_t buffer, size_t i, long long want,
-                           long long got) {
-  std::printf("checkdsp: MISMATCH %s: %s %zu, index %zu: expected %lld, got %lld\n", g_running,
-              where, buffer, i, want, got);
-  std::exit(1);
+                           long long got)
+{
+    std::printf("checkdsp: MISMATCH %s: %s %zu, index %zu: expected %lld, got %lld\n", g_running,
+                where, buffer, i, want, got);
+    std::exit(1);
 }
 
 template <class T>
-void same(const std::vector<T> &expected, const T *got, const char *kind, size_t buffer) {
-  for (size_t i = 0; i < expected.size(); ++i) {
-    if (expected[i] != got[i]) mismatch(kind, buffer, i, expected[i], got[i]);
-  }
+void same(const std::vector<T> &expected, const T *got, const char *kind, size_t buffer)
+{
+    for (size_t i = 0; i < expected.size(); ++i) {
+        if (expected[i] != got[i])
+            mismatch(kind, buffer, i, expected[i], got[i]);
+    }
 }
 
 // Runs call(f, pointers) with the portable f = Kernels::*kernel on the
@@ -139,91 +147,144 @@ void same(const std::vector<T> &expected, const T *got, const char *kind, size_t
 // any) and the buffers; exits on the first mismatch. Does nothing if k has
 // no such kernel. CHECK names the kernel after its field.
 template <class F, class Call>
-void check(const Kernels &k, F fxaac::KernelTable::*kernel, const char *kernel_name, const std::string &what,
-           const Buffers &in, Call call) {
-  if (!(k.*kernel)) return;
-  auto result = [&](F f, const Pointers &p) -> long long {
-    if constexpr (std::is_void_v<decltype(call(f, p))>) {
-      call(f, p);
-      return 0;
-    } else {
-      return call(f, p);
+void check(const Kernels &k, F fxaac::KernelTable::*kernel, const char *kernel_name,
+           const std::string &what, const Buffers &in, Call call)
+{
+    if (!(k.*kernel))
+        return;
+    auto result = [&](F f, const Pointers &p) -> long long {
+        if constexpr (std::is_void_v<decltype(call(f, p))>) {
+            call(f, p);
+            return 0;
+        } else {
+            return call(f, p);
+        }
+    };
+    Buffers expected = in;
+    Pointers ref;
+    for (auto &v : expected.w)
+        ref.w.push_back(v.data());
+    for (auto &v : expected.c)
+        ref.c.push_back(v.data());
+    const long long want = result(portable().*kernel, ref);
+    std::snprintf(g_running, sizeof g_running, "kernel %s, isa %s, case %s", kernel_name, k.isa,
+                  what.c_str());
+    for (bool at_end : {false, true}) {
+        std::vector<std::unique_ptr<Guarded<int32_t>>> words;
+        std::vector<std::unique_ptr<Guarded<int16_t>>> coefs;
+        Pointers p;
+        for (auto &v : in.w)
+            p.w.push_back(words.emplace_back(new Guarded<int32_t>(v, at_end))->data);
+        for (auto &v : in.c)
+            p.c.push_back(coefs.emplace_back(new Guarded<int16_t>(v, at_end))->data);
+        const long long got = result(k.*kernel, p);
+        ++g_calls;
+        if (got != want)
+            mismatch("result", 0, 0, want, got);
+        for (size_t b = 0; b < in.w.size(); ++b)
+            same(expected.w[b], p.w[b], "word buffer", b);
+        for (size_t b = 0; b < in.c.size(); ++b)
+            same(expected.c[b], p.c[b], "coefficient buffer", b);
     }
-  };
-  Buffers expected = in;
-  Pointers ref;
-  for (auto &v : expected.w) ref.w.push_back(v.data());
-  for (auto &v : expected.c) ref.c.push_back(v.data());
-  const long long want = result(portable().*kernel, ref);
-  std::snprintf(g_running, sizeof g_running, "kernel %s, isa %s, case %s", kernel_name, k.isa,
-                what.c_str());
-  for (bool at_end : {false, true}) {
-    std::vector<std::unique_ptr<Guarded<int32_t>>> words;
-    std::vector<std::unique_ptr<Guarded<int16_t>>> coefs;
-    Pointers p;
-    for (auto &v : in.w) p.w.push_back(words.emplace_back(new Guarded<int32_t>(v, at_end))->data);
-    for (auto &v : in.c) p.c.push_back(coefs.emplace_back(new Guarded<int16_t>(v, at_end))->data);
-    const long long got = result(k.*kernel, p);
-    ++g_calls;
-    if (got != want) mismatch("result", 0, 0, want, got);
-    for (size_t b = 0; b < in.w.size(); ++b) same(expected.w[b], p.w[b], "word buffer", b);
-    for (size_t b = 0; b < in.c.size(); ++b) same(expected.c[b], p.c[b], "coefficient buffer", b);
-  }
 }
 #define CHECK(kernel, ...) check(k, &fxaac::KernelTable::kernel, #kernel, __VA_ARGS__)
 
 // ---- Inputs ----------------------------------------------------------------
 
 // The bounds and the thresholds of saturation, clipping and rounding.
-constexpr int32_t kEdgeValues[] = {
-    0, 1, -1, 2, -2, 3, -3, kMax, kMin, kMax - 1, kMin + 1, kMax - 255, kMax - 256,
-    1 << 30, -(1 << 30), (1 << 30) - 1, -(1 << 30) - 1, 1 << 24, (1 << 24) - 1, (1 << 24) - 2,
-    (1 << 24) - 256, (1 << 24) - 257, -(1 << 24), -(1 << 24) - 1, -(1 << 24) - 2,
-    -(1 << 24) - 256, -(1 << 24) - 257, 255, 256, -256, -257, 511, 512, (1 << 23) - 1,
-    -(1 << 23), 32767, -32768, 65535, 65536, -65536, 1 << 21, -(1 << 21)};
+constexpr int32_t kEdgeValues[] = {0,
+                                   1,
+                                   -1,
+                                   2,
+                                   -2,
+                                   3,
+                                   -3,
+                                   kMax,
+                                   kMin,
+                                   kMax - 1,
+                                   kMin + 1,
+                                   kMax - 255,
+                                   kMax - 256,
+                                   1 << 30,
+                                   -(1 << 30),
+                                   (1 << 30) - 1,
+                                   -(1 << 30) - 1,
+                                   1 << 24,
+                                   (1 << 24) - 1,
+                                   (1 << 24) - 2,
+                                   (1 << 24) - 256,
+                                   (1 << 24) - 257,
+                                   -(1 << 24),
+                                   -(1 << 24) - 1,
+                                   -(1 << 24) - 2,
+                                   -(1 << 24) - 256,
+                                   -(1 << 24) - 257,
+                                   255,
+                                   256,
+                                   -256,
+                                   -257,
+                                   511,
+                                   512,
+                                   (1 << 23) - 1,
+                                   -(1 << 23),
+                                   32767,
+                                   -32768,
+                                   65535,
+                                   65536,
+                                   -65536,
+                                   1 << 21,
+                                   -(1 << 21)};
 
 std::mt19937 g_rng(20240601u);
 
 // The kinds of input word; sparse ones are zeros and bounds, whose sums and
 // differences stay bounds.
 struct Data {
-  const char *name;
-  int32_t (*word)();
+    const char *name;
+    int32_t (*word)();
 };
 constexpr Data kRandom{"random", [] { return static_cast<int32_t>(g_rng()); }};
 constexpr Data kEdges{"edges", [] {
-  return g_rng() % 2 ? kEdgeValues[g_rng() % std::size(kEdgeValues)]
-                     : static_cast<int32_t>(g_rng());
-}};
+                          return g_rng() % 2 ? kEdgeValues[g_rng() % std::size(kEdgeValues)]
+                                             : static_cast<int32_t>(g_rng());
+                      }};
 constexpr Data kAllData[] = {
-    kRandom, {"audio", [] { return static_cast<int32_t>(g_rng()) >> (7 + g_rng() % 20); }}, kEdges,
+    kRandom,
+    {"audio", [] { return static_cast<int32_t>(g_rng()) >> (7 + g_rng() % 20); }},
+    kEdges,
     {"sparse", [] { return g_rng() % 2 ? 0 : (g_rng() % 2 ? kMin : kMax); }},
-    {"zeros", [] { return 0; }}, {"min", [] { return kMin; }}, {"max", [] { return kMax; }}};
+    {"zeros", [] { return 0; }},
+    {"min", [] { return kMin; }},
+    {"max", [] { return kMax; }}};
 
-Words words(size_t n, const Data &d) {
-  Words v(n);
-  for (auto &x : v) x = d.word();
-  return v;
+Words words(size_t n, const Data &d)
+{
+    Words v(n);
+    for (auto &x : v)
+        x = d.word();
+    return v;
 }
 
 // Random coefficients with the extremes mixed in.
-Coefs coefs(size_t n) {
-  static const int16_t edges[] = {-32768, 32767, -32767, 0, 1, -1};
-  Coefs v(n);
-  for (auto &c : v) {
-    c = g_rng() % 4 == 0 ? edges[g_rng() % std::size(edges)] : static_cast<int16_t>(g_rng());
-  }
-  return v;
+Coefs coefs(size_t n)
+{
+    static const int16_t edges[] = {-32768, 32767, -32767, 0, 1, -1};
+    Coefs v(n);
+    for (auto &c : v) {
+        c = g_rng() % 4 == 0 ? edges[g_rng() % std::size(edges)] : static_cast<int16_t>(g_rng());
+    }
+    return v;
 }
 
 Coefs table(const int16_t *t, size_t n) { return Coefs(t, t + n); }
 Words table(const int32_t *t, size_t n) { return Words(t, t + n); }
 
 template <class... Args>
-std::string describe(const char *format, Args... args) {
-  char s[160];
-  std::snprintf(s, sizeof s, format, args...);
-  return s;
+std::string describe(const char *format, Args... args)
+{
+    char s[160];
+    std::snprintf(s, sizeof s, format, args...);
+    return s;
 }
 
 // ---- The kernels' cases ---------------------------------------------------
@@ -232,161 +293,190 @@ std::string describe(const char *format, Args... args) {
 // random words; random words with many -2^31 (the only value whose product,
 // with p = -2^31, saturates).
 enum class Twiddle { kTable, kHighHalf, kAny, kWithMin };
-Words twiddles(const int32_t *t, size_t n, Twiddle kind) {
-  if (kind == Twiddle::kTable) return table(t, n);
-  Words v(n);
-  for (auto &w : v) {
-    w = kind == Twiddle::kHighHalf ? static_cast<int32_t>(static_cast<uint32_t>(coefs(1)[0]) << 16)
-                                   : kEdges.word();
-    if (w == kMin) w = kMin + 1;
-  }
-  if (kind == Twiddle::kWithMin) {
-    for (size_t i = 0; i < n; i += 1 + g_rng() % 4) v[i] = kMin;
-  }
-  return v;
-}
-const char *name(Twiddle t) {
-  static const char *const names[] = {"table", "high-half", "any", "with-min"};
-  return names[static_cast<int>(t)];
-}
-
-void check_fft(const Kernels &k) {
-  const int32_t *w512 = fxaac::enc_neon_w_512_word32, *w64 = fxaac::enc_neon_w_64_word32;
-  // The decoder's stages, and stage counts that leave a block or a pair of
-  // blocks over for eight-lane steps.
-  const struct { int32_t N, n; const int32_t *w; } stages[] = {
-      {512, 512, w512}, {512, 128, w512 + 768}, {512, 32, w512 + 960}, {64, 64, w64},
-      {64, 16, w64 + 96}, {48, 16, w64 + 96}, {96, 32, w512 + 960}};
-  for (const Twiddle tw : {Twiddle::kTable, Twiddle::kHighHalf, Twiddle::kAny, Twiddle::kWithMin}) {
-    for (const Data &d : kAllData) {
-      for (const auto &s : stages) {
-        CHECK(radix4_stage, describe("N=%d n=%d data=%s twiddles=%s", s.N, s.n, d.name, name(tw)),
-              {{words(2 * s.N, d), twiddles(s.w, 6 * s.n / 4, tw)}, {}},
-              [&](auto f, const Pointers &p) { f(p.w[1], p.w[0], s.N, s.n); });
-      }
-      for (const int32_t N : {512, 48, 16}) {
-        CHECK(radix4_stage8, describe("N=%d data=%s twiddles=%s", N, d.name, name(tw)),
-              {{words(2 * N, d), twiddles(fxaac::enc_neon_w_512_8_word32, 24, tw)}, {}},
-              [&](auto f, const Pointers &p) { f(p.w[1], p.w[0], N, 8); });
-      }
+Words twiddles(const int32_t *t, size_t n, Twiddle kind)
+{
+    if (kind == Twiddle::kTable)
+        return table(t, n);
+    Words v(n);
+    for (auto &w : v) {
+        w = kind == Twiddle::kHighHalf
+                ? static_cast<int32_t>(static_cast<uint32_t>(coefs(1)[0]) << 16)
+                : kEdges.word();
+        if (w == kMin)
+            w = kMin + 1;
     }
-  }
-  for (const Data &d : kAllData) {
-    CHECK(post_radix2, describe("N=512 data=%s", d.name),
-          {{words(1024, d), words(1024, kRandom), table(fxaac::digRevTable2, 64)}, {}},
-          [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], 512); });
-    CHECK(post_radix4, describe("N=64 data=%s", d.name),
-          {{words(128, d), words(128, kRandom), table(fxaac::digRevTable4, 8)}, {}},
-          [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], 64); });
-  }
+    if (kind == Twiddle::kWithMin) {
+        for (size_t i = 0; i < n; i += 1 + g_rng() % 4)
+            v[i] = kMin;
+    }
+    return v;
+}
+const char *name(Twiddle t)
+{
+    static const char *const names[] = {"table", "high-half", "any", "with-min"};
+    return names[static_cast<int>(t)];
 }
 
-void check_imdct(const Kernels &k) {
-  const int16_t *c256 = fxaac::cosine_array_256, *s256 = fxaac::sine_array_256;
-  // The two transforms, and sizes that are not whole eight-lane steps.
-  const struct { int32_t N; const int16_t *cosine, *sine; } sizes[] = {
-      {2048, fxaac::cosine_array_2048, fxaac::sine_array_2048},
-      {256, c256, s256}, {96, c256, s256}, {32, c256, s256}};
-  for (const auto &s : sizes) {
-    const size_t M = static_cast<size_t>(s.N / 4);
-    for (const bool own : {false, true}) {
-      for (const Data &d : kAllData) {
-        const Coefs cs = own ? coefs(M) : table(s.cosine, M), sn = own ? coefs(M) : table(s.sine, M);
-        const char *tables = own ? "random" : "decoder";
-        CHECK(pre_twiddle, describe("N=%d data=%s tables=%s", s.N, d.name, tables),
-              {{words(s.N / 2, d), words(s.N / 2, kRandom)}, {cs, sn}},
-              [&](auto f, const Pointers &p) {
-                f(p.w[0], p.w[0] + s.N / 2 - 1, p.w[1], p.c[0], p.c[1], s.N / 8);
-              });
-        for (const int32_t shift : {-12, -7, -2, -1, 0, 1, 5, 19, 31, 32, 40, 256, 300, -30, -31,
-                                    -32, -40, -256, -300}) {
-          CHECK(post_twiddle, describe("N=%d shift=%d data=%s tables=%s", s.N, shift, d.name, tables),
-                {{words(s.N / 2, d), words(s.N, kRandom)}, {cs, sn}},
-                [&](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.c[0], p.c[1], s.N, shift); });
+void check_fft(const Kernels &k)
+{
+    const int32_t *w512 = fxaac::enc_neon_w_512_word32, *w64 = fxaac::enc_neon_w_64_word32;
+    // The decoder's stages, and stage counts that leave a block or a pair of
+    // blocks over for eight-lane steps.
+    const struct {
+        int32_t N, n;
+        const int32_t *w;
+    } stages[] = {{512, 512, w512},   {512, 128, w512 + 768}, {512, 32, w512 + 960}, {64, 64, w64},
+                  {64, 16, w64 + 96}, {48, 16, w64 + 96},     {96, 32, w512 + 960}};
+    for (const Twiddle tw :
+         {Twiddle::kTable, Twiddle::kHighHalf, Twiddle::kAny, Twiddle::kWithMin}) {
+        for (const Data &d : kAllData) {
+            for (const auto &s : stages) {
+                CHECK(radix4_stage,
+                      describe("N=%d n=%d data=%s twiddles=%s", s.N, s.n, d.name, name(tw)),
+                      {{words(2 * s.N, d), twiddles(s.w, 6 * s.n / 4, tw)}, {}},
+                      [&](auto f, const Pointers &p) { f(p.w[1], p.w[0], s.N, s.n); });
+            }
+            for (const int32_t N : {512, 48, 16}) {
+                CHECK(radix4_stage8, describe("N=%d data=%s twiddles=%s", N, d.name, name(tw)),
+                      {{words(2 * N, d), twiddles(fxaac::enc_neon_w_512_8_word32, 24, tw)}, {}},
+                      [&](auto f, const Pointers &p) { f(p.w[1], p.w[0], N, 8); });
+            }
         }
-      }
     }
-  }
-  for (const int32_t n : {2048, 1024, 256, 128, 2047, 1023, 255, 127, 34, 17, 16, 15, 3, 2, 1, 0}) {
     for (const Data &d : kAllData) {
-      const Buffers in{{words(static_cast<size_t>(n), d)}, {}};
-      // Also a single -2^31 (saturated magnitude 2^31 - 1) among the values.
-      Buffers one = in;
-      if (n >= 2) one.w[0][g_rng() % static_cast<uint32_t>(n / 2)] = kMin;
-      for (const Buffers *b : {&in, static_cast<const Buffers *>(&one)}) {
-        CHECK(block_magnitude, describe("n=%d data=%s%s", n, d.name, b == &in ? "" : " one -2^31"),
-              *b, [&](auto f, const Pointers &p) { return f(p.w[0], n); });
-      }
-      for (const int32_t shift : {-21, -10, -1, 0, 1, 3, 10, 31, 32, 40, 255, 256, -31, -32, -40,
-                                  -256, kMin, kMax}) {
-        CHECK(block_shift, describe("n=%d shift=%d data=%s", n, shift, d.name), in,
-              [&](auto f, const Pointers &p) { f(p.w[0], shift, n); });
-      }
+        CHECK(post_radix2, describe("N=512 data=%s", d.name),
+              {{words(1024, d), words(1024, kRandom), table(fxaac::digRevTable2, 64)}, {}},
+              [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], 512); });
+        CHECK(post_radix4, describe("N=64 data=%s", d.name),
+              {{words(128, d), words(128, kRandom), table(fxaac::digRevTable4, 8)}, {}},
+              [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], 64); });
     }
-  }
+}
+
+void check_imdct(const Kernels &k)
+{
+    const int16_t *c256 = fxaac::cosine_array_256, *s256 = fxaac::sine_array_256;
+    // The two transforms, and sizes that are not whole eight-lane steps.
+    const struct {
+        int32_t N;
+        const int16_t *cosine, *sine;
+    } sizes[] = {{2048, fxaac::cosine_array_2048, fxaac::sine_array_2048},
+                 {256, c256, s256},
+                 {96, c256, s256},
+                 {32, c256, s256}};
+    for (const auto &s : sizes) {
+        const size_t M = static_cast<size_t>(s.N / 4);
+        for (const bool own : {false, true}) {
+            for (const Data &d : kAllData) {
+                const Coefs cs = own ? coefs(M) : table(s.cosine, M),
+                            sn = own ? coefs(M) : table(s.sine, M);
+                const char *tables = own ? "random" : "decoder";
+                CHECK(pre_twiddle, describe("N=%d data=%s tables=%s", s.N, d.name, tables),
+                      {{words(s.N / 2, d), words(s.N / 2, kRandom)}, {cs, sn}},
+                      [&](auto f, const Pointers &p) {
+                          f(p.w[0], p.w[0] + s.N / 2 - 1, p.w[1], p.c[0], p.c[1], s.N / 8);
+                      });
+                for (const int32_t shift : {-12, -7, -2, -1, 0, 1, 5, 19, 31, 32, 40, 256, 300, -30,
+                                            -31, -32, -40, -256, -300}) {
+                    CHECK(post_twiddle,
+                          describe("N=%d shift=%d data=%s tables=%s", s.N, shift, d.name, tables),
+                          {{words(s.N / 2, d), words(s.N, kRandom)}, {cs, sn}},
+                          [&](auto f, const Pointers &p) {
+                              f(p.w[1], p.w[0], p.c[0], p.c[1], s.N, shift);
+                          });
+                }
+            }
+        }
+    }
+    for (const int32_t n :
+         {2048, 1024, 256, 128, 2047, 1023, 255, 127, 34, 17, 16, 15, 3, 2, 1, 0}) {
+        for (const Data &d : kAllData) {
+            const Buffers in{{words(static_cast<size_t>(n), d)}, {}};
+            // Also a single -2^31 (saturated magnitude 2^31 - 1) among the values.
+            Buffers one = in;
+            if (n >= 2)
+                one.w[0][g_rng() % static_cast<uint32_t>(n / 2)] = kMin;
+            for (const Buffers *b : {&in, static_cast<const Buffers *>(&one)}) {
+                CHECK(block_magnitude,
+                      describe("n=%d data=%s%s", n, d.name, b == &in ? "" : " one -2^31"), *b,
+                      [&](auto f, const Pointers &p) { return f(p.w[0], n); });
+            }
+            for (const int32_t shift : {-21, -10, -1, 0, 1, 3, 10, 31, 32, 40, 255, 256, -31, -32,
+                                        -40, -256, kMin, kMax}) {
+                CHECK(block_shift, describe("n=%d shift=%d data=%s", n, shift, d.name), in,
+                      [&](auto f, const Pointers &p) { f(p.w[0], shift, n); });
+            }
+        }
+    }
 }
 
 // The window lengths and the pairs rule's odd and short counts.
 constexpr int kCounts[] = {1024, 128, 1023, 127, 17, 16, 15, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0};
 
-void check_vectors(const Kernels &k) {
-  for (const int n : kCounts) {
-    const size_t size = static_cast<size_t>(n);
-    const Coefs window = n == 1024  ? table(fxaac::kbd_long_fixed, 1024)
-                         : n == 128 ? table(fxaac::dec_sin_short_fixed, 128)
-                                    : coefs(size);
-    for (const Data &d : kAllData) {
-      const Buffers in{{words(size, d), words(size, kEdges)}, {n == 0 ? coefs(1) : window}};
-      for (const bool in_place : {false, true}) {
-        const std::string what = describe("n=%d data=%s%s", n, d.name, in_place ? " in place" : "");
-        // The falling kernels read their coefficients backwards from the last.
-        auto call = [&](int first) {
-          return [&, first](auto f, const Pointers &p) {
-            f(p.w[0], p.c[0] + first, in_place ? p.w[0] : p.w[1], n);
-          };
-        };
-        const int last = n == 0 ? 0 : n - 1;
-        CHECK(window_rise, what, in, call(0));
-        CHECK(window_fall, what, in, call(last));
-        CHECK(window_rise_add, what, in, call(0));
-        CHECK(window_fall_add, what, in, call(last));
-      }
-      // Sums around the bounds: y close to the distance of x from a bound.
-      Words y = words(size, kEdges);
-      const Words x = words(size, d);
-      for (size_t i = 0; i < size; i += 3) {
-        y[i] = static_cast<int32_t>((x[i] < 0 ? int64_t{kMin} : int64_t{kMax}) - x[i] +
-                                    static_cast<int32_t>(g_rng() % 5) - 2);
-      }
-      for (const int out : {2, 1}) {
-        CHECK(add_saturate, describe("n=%d data=%s into %s", n, d.name, out == 1 ? "y" : "z"),
-              {{x, y, words(size, kRandom)}, {}},
-              [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[out], n); });
-      }
+void check_vectors(const Kernels &k)
+{
+    for (const int n : kCounts) {
+        const size_t size = static_cast<size_t>(n);
+        const Coefs window = n == 1024  ? table(fxaac::kbd_long_fixed, 1024)
+                             : n == 128 ? table(fxaac::dec_sin_short_fixed, 128)
+                                        : coefs(size);
+        for (const Data &d : kAllData) {
+            const Buffers in{{words(size, d), words(size, kEdges)}, {n == 0 ? coefs(1) : window}};
+            for (const bool in_place : {false, true}) {
+                const std::string what = describe("n=%d data=%s%s", n, d.name,
+                                                  in_place ? " in place" : "");
+                // The falling kernels read their coefficients backwards from the last.
+                auto call = [&](int first) {
+                    return [&, first](auto f, const Pointers &p) {
+                        f(p.w[0], p.c[0] + first, in_place ? p.w[0] : p.w[1], n);
+                    };
+                };
+                const int last = n == 0 ? 0 : n - 1;
+                CHECK(window_rise, what, in, call(0));
+                CHECK(window_fall, what, in, call(last));
+                CHECK(window_rise_add, what, in, call(0));
+                CHECK(window_fall_add, what, in, call(last));
+            }
+            // Sums around the bounds: y close to the distance of x from a bound.
+            Words y = words(size, kEdges);
+            const Words x = words(size, d);
+            for (size_t i = 0; i < size; i += 3) {
+                y[i] = static_cast<int32_t>((x[i] < 0 ? int64_t{kMin} : int64_t{kMax}) - x[i] +
+                                            static_cast<int32_t>(g_rng() % 5) - 2);
+            }
+            for (const int out : {2, 1}) {
+                CHECK(add_saturate,
+                      describe("n=%d data=%s into %s", n, d.name, out == 1 ? "y" : "z"),
+                      {{x, y, words(size, kRandom)}, {}},
+                      [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[out], n); });
+            }
+        }
     }
-  }
 }
 
 // Output of exactly 2n elements (channel slot 0 or 1); the other channel's
 // elements hold values that must survive.
-void check_pcm(const Kernels &k) {
-  for (const int n : kCounts) {
-    const size_t size = static_cast<size_t>(n);
-    for (const Data &d : kAllData) {
-      for (const int slot : {0, 1}) {
-        Coefs cells(2 * size);
-        for (auto &c : cells) c = static_cast<int16_t>(g_rng());
-        const Buffers in16{{words(size, d)}, {cells}};
-        const Buffers in24{{words(size, d), words(2 * size, kRandom)}, {}};
-        if (n == 0 && slot == 1) continue;  // no room for the slot
-        const std::string what = describe("n=%d slot=%d data=%s", n, slot, d.name);
-        CHECK(pcm16_interleave, what, in16,
-              [&](auto f, const Pointers &p) { f(p.w[0], p.c[0] + slot, n); });
-        CHECK(pcm24_interleave, what, in24,
-              [&](auto f, const Pointers &p) { f(p.w[0], p.w[1] + slot, n); });
-      }
+void check_pcm(const Kernels &k)
+{
+    for (const int n : kCounts) {
+        const size_t size = static_cast<size_t>(n);
+        for (const Data &d : kAllData) {
+            for (const int slot : {0, 1}) {
+                Coefs cells(2 * size);
+                for (auto &c : cells)
+                    c = static_cast<int16_t>(g_rng());
+                const Buffers in16{{words(size, d)}, {cells}};
+                const Buffers in24{{words(size, d), words(2 * size, kRandom)}, {}};
+                if (n == 0 && slot == 1)
+                    continue;  // no room for the slot
+                const std::string what = describe("n=%d slot=%d data=%s", n, slot, d.name);
+                CHECK(pcm16_interleave, what, in16,
+                      [&](auto f, const Pointers &p) { f(p.w[0], p.c[0] + slot, n); });
+                CHECK(pcm24_interleave, what, in24,
+                      [&](auto f, const Pointers &p) { f(p.w[0], p.w[1] + slot, n); });
+            }
+        }
     }
-  }
 }
 
 // ---- Timing (--bench) ------------------------------------------------------
@@ -394,147 +484,162 @@ void check_pcm(const Kernels &k) {
 // Nanoseconds per call(f, buffers) on a fresh copy of in's word buffers, the
 // copy's own time taken out; the best of several rounds.
 template <class F, class Call>
-double nanoseconds(F f, const Buffers &in, Call call) {
-  Buffers work = in;
-  Pointers p;
-  for (auto &v : work.w) p.w.push_back(v.data());
-  for (auto &v : work.c) p.c.push_back(v.data());
-  auto restore = [&] {
-    for (size_t b = 0; b < in.w.size(); ++b) {
-      std::memcpy(work.w[b].data(), in.w[b].data(), in.w[b].size() * sizeof(int32_t));
+double nanoseconds(F f, const Buffers &in, Call call)
+{
+    Buffers work = in;
+    Pointers p;
+    for (auto &v : work.w)
+        p.w.push_back(v.data());
+    for (auto &v : work.c)
+        p.c.push_back(v.data());
+    auto restore = [&] {
+        for (size_t b = 0; b < in.w.size(); ++b) {
+            std::memcpy(work.w[b].data(), in.w[b].data(), in.w[b].size() * sizeof(int32_t));
+        }
+        asm volatile("" ::: "memory");
+    };
+    using Clock = std::chrono::steady_clock;
+    constexpr int kReps = 2000;
+    double with_call = 1e300, copy_only = 1e300;
+    for (int round = 0; round < 5; ++round) {
+        const auto t0 = Clock::now();
+        for (int i = 0; i < kReps; ++i)
+            restore(), call(f, p);
+        const auto t1 = Clock::now();
+        for (int i = 0; i < kReps; ++i)
+            restore();
+        const auto t2 = Clock::now();
+        with_call = std::min(with_call, std::chrono::duration<double, std::nano>(t1 - t0).count());
+        copy_only = std::min(copy_only, std::chrono::duration<double, std::nano>(t2 - t1).count());
     }
-    asm volatile("" ::: "memory");
-  };
-  using Clock = std::chrono::steady_clock;
-  constexpr int kReps = 2000;
-  double with_call = 1e300, copy_only = 1e300;
-  for (int round = 0; round < 5; ++round) {
-    const auto t0 = Clock::now();
-    for (int i = 0; i < kReps; ++i) restore(), call(f, p);
-    const auto t1 = Clock::now();
-    for (int i = 0; i < kReps; ++i) restore();
-    const auto t2 = Clock::now();
-    with_call = std::min(with_call, std::chrono::duration<double, std::nano>(t1 - t0).count());
-    copy_only = std::min(copy_only, std::chrono::duration<double, std::nano>(t2 - t1).count());
-  }
-  return std::max(with_call - copy_only, 0.0) / kReps;
+    return std::max(with_call - copy_only, 0.0) / kReps;
 }
 
 // One row: the kernel's time per call in each version, and its speed-up over
 // the first (portable) one.
 template <class F, class Call>
 void bench(const std::vector<Kernels> &all, F fxaac::KernelTable::*kernel, const char *name,
-           const Buffers &in, Call call) {
-  std::printf("%-17s", name);
-  double portable_ns = 0;
-  for (const Kernels &k : all) {
-    if (!(k.*kernel)) {
-      std::printf(" %19s", "-");
-      continue;
+           const Buffers &in, Call call)
+{
+    std::printf("%-17s", name);
+    double portable_ns = 0;
+    for (const Kernels &k : all) {
+        if (!(k.*kernel)) {
+            std::printf(" %19s", "-");
+            continue;
+        }
+        const double ns = nanoseconds(k.*kernel, in, call);
+        if (&k == &all.front())
+            portable_ns = ns;
+        std::printf(" %8.0f ns (x%4.1f)", ns, ns > 0 ? portable_ns / ns : 0.0);
     }
-    const double ns = nanoseconds(k.*kernel, in, call);
-    if (&k == &all.front()) portable_ns = ns;
-    std::printf(" %8.0f ns (x%4.1f)", ns, ns > 0 ? portable_ns / ns : 0.0);
-  }
-  std::printf("\n");
+    std::printf("\n");
 }
 #define BENCH(kernel, ...) bench(all, &fxaac::KernelTable::kernel, #kernel, __VA_ARGS__)
 
 // Every kernel at the decoder's sizes on audio-like data and its own tables.
-void bench_all(const std::vector<Kernels> &all) {
-  const Data audio = kAllData[1];
-  std::printf("%-17s", "ns per call");
-  for (const Kernels &k : all) std::printf(" %19s", k.isa);
-  std::printf("\n");
-  BENCH(radix4_stage, {{words(1024, audio), table(fxaac::enc_neon_w_512_word32, 768)}, {}},
-        [](auto f, const Pointers &p) { f(p.w[1], p.w[0], 512, 512); });
-  BENCH(radix4_stage8, {{words(1024, audio), table(fxaac::enc_neon_w_512_8_word32, 24)}, {}},
-        [](auto f, const Pointers &p) { f(p.w[1], p.w[0], 512, 8); });
-  BENCH(post_radix2, {{words(1024, audio), words(1024, audio), table(fxaac::digRevTable2, 64)}, {}},
-        [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], 512); });
-  BENCH(post_radix4, {{words(128, audio), words(128, audio), table(fxaac::digRevTable4, 8)}, {}},
-        [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], 64); });
-  const Buffers twiddle{{words(1024, audio), words(2048, audio)},
-                        {table(fxaac::cosine_array_2048, 512), table(fxaac::sine_array_2048, 512)}};
-  BENCH(pre_twiddle, twiddle, [](auto f, const Pointers &p) {
-    f(p.w[0], p.w[0] + 1023, p.w[1], p.c[0], p.c[1], 256);
-  });
-  BENCH(post_twiddle, twiddle,
-        [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.c[0], p.c[1], 2048, 3); });
-  const Buffers block{{words(2048, audio)}, {}};
-  BENCH(block_magnitude, block, [](auto f, const Pointers &p) { return f(p.w[0], 2048); });
-  BENCH(block_shift, block, [](auto f, const Pointers &p) { f(p.w[0], 3, 1024); });
-  const Buffers window{{words(1024, audio), words(1024, audio)},
-                       {table(fxaac::kbd_long_fixed, 1024)}};
-  BENCH(window_rise, window, [](auto f, const Pointers &p) { f(p.w[0], p.c[0], p.w[1], 1024); });
-  BENCH(window_fall, window,
-        [](auto f, const Pointers &p) { f(p.w[0], p.c[0] + 1023, p.w[1], 1024); });
-  BENCH(window_rise_add, window,
-        [](auto f, const Pointers &p) { f(p.w[0], p.c[0], p.w[1], 1024); });
-  BENCH(window_fall_add, window,
-        [](auto f, const Pointers &p) { f(p.w[0], p.c[0] + 1023, p.w[1], 1024); });
-  BENCH(add_saturate, {{words(1024, audio), words(1024, audio), words(1024, audio)}, {}},
-        [](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], 1024); });
-  BENCH(pcm16_interleave, {{words(1024, audio)}, {Coefs(2048)}},
-        [](auto f, const Pointers &p) { f(p.w[0], p.c[0], 1024); });
-  BENCH(pcm24_interleave, {{words(1024, audio), words(2048, audio)}, {}},
-        [](auto f, const Pointers &p) { f(p.w[0], p.w[1], 1024); });
+void bench_all(const std::vector<Kernels> &all)
+{
+    const Data audio = kAllData[1];
+    std::printf("%-17s", "ns per call");
+    for (const Kernels &k : all)
+        std::printf(" %19s", k.isa);
+    std::printf("\n");
+    BENCH(radix4_stage, {{words(1024, audio), table(fxaac::enc_neon_w_512_word32, 768)}, {}},
+          [](auto f, const Pointers &p) { f(p.w[1], p.w[0], 512, 512); });
+    BENCH(radix4_stage8, {{words(1024, audio), table(fxaac::enc_neon_w_512_8_word32, 24)}, {}},
+          [](auto f, const Pointers &p) { f(p.w[1], p.w[0], 512, 8); });
+    BENCH(post_radix2,
+          {{words(1024, audio), words(1024, audio), table(fxaac::digRevTable2, 64)}, {}},
+          [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], 512); });
+    BENCH(post_radix4, {{words(128, audio), words(128, audio), table(fxaac::digRevTable4, 8)}, {}},
+          [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], 64); });
+    const Buffers twiddle{
+        {words(1024, audio), words(2048, audio)},
+        {table(fxaac::cosine_array_2048, 512), table(fxaac::sine_array_2048, 512)}};
+    BENCH(pre_twiddle, twiddle,
+          [](auto f, const Pointers &p) { f(p.w[0], p.w[0] + 1023, p.w[1], p.c[0], p.c[1], 256); });
+    BENCH(post_twiddle, twiddle,
+          [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.c[0], p.c[1], 2048, 3); });
+    const Buffers block{{words(2048, audio)}, {}};
+    BENCH(block_magnitude, block, [](auto f, const Pointers &p) { return f(p.w[0], 2048); });
+    BENCH(block_shift, block, [](auto f, const Pointers &p) { f(p.w[0], 3, 1024); });
+    const Buffers window{{words(1024, audio), words(1024, audio)},
+                         {table(fxaac::kbd_long_fixed, 1024)}};
+    BENCH(window_rise, window, [](auto f, const Pointers &p) { f(p.w[0], p.c[0], p.w[1], 1024); });
+    BENCH(window_fall, window,
+          [](auto f, const Pointers &p) { f(p.w[0], p.c[0] + 1023, p.w[1], 1024); });
+    BENCH(window_rise_add, window,
+          [](auto f, const Pointers &p) { f(p.w[0], p.c[0], p.w[1], 1024); });
+    BENCH(window_fall_add, window,
+          [](auto f, const Pointers &p) { f(p.w[0], p.c[0] + 1023, p.w[1], 1024); });
+    BENCH(add_saturate, {{words(1024, audio), words(1024, audio), words(1024, audio)}, {}},
+          [](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], 1024); });
+    BENCH(pcm16_interleave, {{words(1024, audio)}, {Coefs(2048)}},
+          [](auto f, const Pointers &p) { f(p.w[0], p.c[0], 1024); });
+    BENCH(pcm24_interleave, {{words(1024, audio), words(2048, audio)}, {}},
+          [](auto f, const Pointers &p) { f(p.w[0], p.w[1], 1024); });
 }
 
 // ---- The level ---------------------------------------------------------------
 
 // With FXAAC_CPU_LEVEL set (x86-64), the selected versions must be those of
 // the level asked for, capped at the CPU's. Exits on a mismatch.
-void check_level() {
-  const char *request = std::getenv("FXAAC_CPU_LEVEL");
-  if (request == nullptr) return;
+void check_level()
+{
+    const char *request = std::getenv("FXAAC_CPU_LEVEL");
+    if (request == nullptr)
+        return;
 #if defined(FXAAC_KERNELS_X86)
-  fxaac::KernelIsa asked;
-  if (!fxaac::kernel_level_named(request, &asked)) {
-    std::printf("checkdsp: FXAAC_CPU_LEVEL=%s: not portable, sse41 or avx2\n", request);
-    std::exit(2);
-  }
-  const char *want = fxaac::kernel_isa_name(std::min(asked, fxaac::cpu_kernel_level()));
-  if (std::strcmp(fxaac::kernel_isa(), want) != 0) {
-    std::printf("checkdsp: FXAAC_CPU_LEVEL=%s selected %s, expected %s\n", request,
-                fxaac::kernel_isa(), want);
-    std::exit(1);
-  }
+    fxaac::KernelIsa asked;
+    if (!fxaac::kernel_level_named(request, &asked)) {
+        std::printf("checkdsp: FXAAC_CPU_LEVEL=%s: not portable, sse41 or avx2\n", request);
+        std::exit(2);
+    }
+    const char *want = fxaac::kernel_isa_name(std::min(asked, fxaac::cpu_kernel_level()));
+    if (std::strcmp(fxaac::kernel_isa(), want) != 0) {
+        std::printf("checkdsp: FXAAC_CPU_LEVEL=%s selected %s, expected %s\n", request,
+                    fxaac::kernel_isa(), want);
+        std::exit(1);
+    }
 #else
-  std::printf("checkdsp: FXAAC_CPU_LEVEL=%s ignored: the kernels are chosen when building\n",
-              request);
+    std::printf("checkdsp: FXAAC_CPU_LEVEL=%s ignored: the kernels are chosen when building\n",
+                request);
 #endif
 }
 
 }  // namespace
 
-int main(int argc, char **argv) {
-  uint32_t seed = 20240601u;
-  bool timing = false;
-  for (int i = 1; i < argc; ++i) {
-    if (std::strcmp(argv[i], "--seed") == 0 && i + 1 < argc) {
-      seed = static_cast<uint32_t>(std::strtoul(argv[++i], nullptr, 0));
-    } else if (std::strcmp(argv[i], "--bench") == 0) {
-      timing = true;
-    } else {
-      std::printf("usage: checkdsp [--seed N] [--bench]\n");
-      return 2;
+int main(int argc, char **argv)
+{
+    uint32_t seed = 20240601u;
+    bool timing = false;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--seed") == 0 && i + 1 < argc) {
+            seed = static_cast<uint32_t>(std::strtoul(argv[++i], nullptr, 0));
+        } else if (std::strcmp(argv[i], "--bench") == 0) {
+            timing = true;
+        } else {
+            std::printf("usage: checkdsp [--seed N] [--bench]\n");
+            return 2;
+        }
     }
-  }
-  std::signal(SIGSEGV, on_crash);
-  std::signal(SIGBUS, on_crash);
-  g_rng.seed(seed);
-  check_level();
-  const std::vector<Kernels> all = under_test();
-  std::printf("checkdsp: seed %u; selected kernels: %s; checking", seed, fxaac::kernel_isa());
-  for (const Kernels &k : all) std::printf(" %s", k.isa);
-  std::printf(" against c\n");
-  for (const Kernels &k : all) check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k);
-  std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
-  if (timing) {
-    std::vector<Kernels> versions{portable()};
-    versions.insert(versions.end(), all.begin(), all.end() - 1);  // not the selected ones
-    bench_all(versions);
-  }
-  return 0;
+    std::signal(SIGSEGV, on_crash);
+    std::signal(SIGBUS, on_crash);
+    g_rng.seed(seed);
+    check_level();
+    const std::vector<Kernels> all = under_test();
+    std::printf("checkdsp: seed %u; selected kernels: %s; checking", seed, fxaac::kernel_isa());
+    for (const Kernels &k : all)
+        std::printf(" %s", k.isa);
+    std::printf(" against c\n");
+    for (const Kernels &k : all)
+        check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k);
+    std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
+    if (timing) {
+        std::vector<Kernels> versions{portable()};
+        versions.insert(versions.end(), all.begin(), all.end() - 1);  // not the selected ones
+        bench_all(versions);
+    }
+    return 0;
 }

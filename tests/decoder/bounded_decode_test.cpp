@@ -92,7 +92,8 @@ TEST(BoundedDecode, DamagedStreamsNeverBreakTheDecoder)
             switch (damage) {
             case 0:  // scattered bit flips
                 for (int i = 0; i < 40; i++)
-                    b[start + rng() % (b.size() - start)] ^= static_cast<uint8_t>(1u << (rng() % 8));
+                    b[start + rng() % (b.size() - start)] ^= static_cast<uint8_t>(1u
+                                                                                  << (rng() % 8));
                 break;
             case 1:  // a burst of random bytes
                 for (size_t i = start; i < std::min(b.size(), start + 200); i++)

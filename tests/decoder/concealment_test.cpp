@@ -40,7 +40,8 @@ std::vector<std::vector<Sample>> decode_frames(const Vector &v, int lost, int co
     return frames;
 }
 
-template <typename Sample> int peak(const std::vector<Sample> &x, size_t from, size_t to)
+template <typename Sample>
+int peak(const std::vector<Sample> &x, size_t from, size_t to)
 {
     int m = 0;
     for (size_t i = from; i < to && i < x.size(); i++)
@@ -114,7 +115,8 @@ TEST(Concealment, FadeFallsMonotonicallyThenSilence)
 // frame would have started (no click) and ends near silence, the next frame
 // rises from silence, and from the frame after it the samples are those of
 // the undamaged decode.
-template <typename Sample> void check_lost_frame()
+template <typename Sample>
+void check_lost_frame()
 {
     const Vector &v = castanets();
     const int lost = 20, count = 40;
@@ -135,12 +137,6 @@ template <typename Sample> void check_lost_frame()
         ASSERT_EQ(got[f], ref[f]) << "frame " << f;
 }
 
-TEST(Concealment, StreamContinuesAfterTheLostFrame16)
-{
-    check_lost_frame<int16_t>();
-}
+TEST(Concealment, StreamContinuesAfterTheLostFrame16) { check_lost_frame<int16_t>(); }
 
-TEST(Concealment, StreamContinuesAfterTheLostFrame24)
-{
-    check_lost_frame<int32_t>();
-}
+TEST(Concealment, StreamContinuesAfterTheLostFrame24) { check_lost_frame<int32_t>(); }

@@ -72,7 +72,8 @@ TEST(FrameDecode, ElementOrderAndFailureReports)
 {
     Frames d;
     EXPECT_EQ(d.frame(block([](BitWriter &) {})), 1);  // an empty block: no samples
-    EXPECT_TRUE(d.status.errorCode == 0 && d.status.outputSamples == 0 && d.status.bytesConsumed == 1);
+    EXPECT_TRUE(d.status.errorCode == 0 && d.status.outputSamples == 0 &&
+                d.status.bytesConsumed == 1);
     const auto mono = block([](BitWriter &w) { put_sce(w, 3); });
     EXPECT_EQ(d.frame(mono), 1);
     EXPECT_EQ(d.status.outputSamples, 1024);
@@ -82,10 +83,26 @@ TEST(FrameDecode, ElementOrderAndFailureReports)
 
     // More channels than two, or a pair beside a single element: refused,
     // reported and not counted; without a configuration the call returns 1.
-    const struct { std::vector<uint8_t> input; const char *message; } misplaced[] = {
-        {block([](BitWriter &w) { put_sce(w, 0); put_sce(w, 1); put_sce(w, 2); }), "Error in SCE\n"},
-        {block([](BitWriter &w) { put_sce(w, 0); put_cpe(w); }), "Error in CPE\n"},
-        {block([](BitWriter &w) { put_cpe(w); put_sce(w, 0); }), "Error in SCE\n"},
+    const struct {
+        std::vector<uint8_t> input;
+        const char *message;
+    } misplaced[] = {
+        {block([](BitWriter &w) {
+             put_sce(w, 0);
+             put_sce(w, 1);
+             put_sce(w, 2);
+         }),
+         "Error in SCE\n"},
+        {block([](BitWriter &w) {
+             put_sce(w, 0);
+             put_cpe(w);
+         }),
+         "Error in CPE\n"},
+        {block([](BitWriter &w) {
+             put_cpe(w);
+             put_sce(w, 0);
+         }),
+         "Error in SCE\n"},
     };
     for (const auto &c : misplaced) {
         Frames m;
@@ -96,19 +113,23 @@ TEST(FrameDecode, ElementOrderAndFailureReports)
     }
 
     Frames cce;  // refused after its 3 id bits
-    cce.frame(block([](BitWriter &w) { w.put(kCce, 3); put_sce(w, 0); }));
-    EXPECT_TRUE(cce.status.errorCode == FXAAC_ERR_COUPLING_ELEMENT && cce.status.bytesConsumed == 0);
+    cce.frame(block([](BitWriter &w) {
+        w.put(kCce, 3);
+        put_sce(w, 0);
+    }));
+    EXPECT_TRUE(cce.status.errorCode == FXAAC_ERR_COUPLING_ELEMENT &&
+                cce.status.bytesConsumed == 0);
 
     // A program config element of an undecodable profile is reported, not
     // fatal; fill and data stream elements are skipped.
     Frames pce;
     EXPECT_EQ(pce.frame(block([](BitWriter &w) {
-                  put_sce(w, 0);
-                  w.put(kPce, 3);
-                  write_pce(w, {.objectType = 0, .front = {0}});
-                  w.put(kFil, 3).put(2, 4).put(0xABCD, 16);
-                  w.put(kDse, 3).put(0, 4).put(0, 1).put(1, 8).put(0x55, 8);
-              })),
+        put_sce(w, 0);
+        w.put(kPce, 3);
+        write_pce(w, {.objectType = 0, .front = {0}});
+        w.put(kFil, 3).put(2, 4).put(0xABCD, 16);
+        w.put(kDse, 3).put(0, 4).put(0, 1).put(1, 8).put(0x55, 8);
+    })),
               1);
     EXPECT_TRUE(pce.status.errorCode == FXAAC_ERR_OBJECT_TYPE && pce.status.outputSamples == 1024);
 

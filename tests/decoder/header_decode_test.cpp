@@ -55,9 +55,12 @@ TEST(SampleRateIndex, NominalRateClasses)
                              24000, 22050, 16000, 12000, 11025, 8000};
     for (int i = 0; i < 12; i++)
         EXPECT_EQ(sample_rate_index(rates[i]), i) << rates[i];
-    const struct { int32_t rate, index; } edges[] = {
-        {9390, 11}, {9391, 10}, {11501, 10}, {11502, 9}, {46008, 4}, {46009, 3}, {92016, 1},
-        {92017, 0}, {16428319, 0}, {16428320, 11}, {0, 11}, {-44100, 11}, {INT32_MAX, 11},
+    const struct {
+        int32_t rate, index;
+    } edges[] = {
+        {9390, 11}, {9391, 10},   {11501, 10},     {11502, 9},    {46008, 4},
+        {46009, 3}, {92016, 1},   {92017, 0},      {16428319, 0}, {16428320, 11},
+        {0, 11},    {-44100, 11}, {INT32_MAX, 11},
     };
     for (auto e : edges)
         EXPECT_EQ(sample_rate_index(e.rate), e.index) << e.rate;
@@ -89,8 +92,14 @@ TEST(HeaderDecode, EveryInputKind)
         {"five channels", asc({.channelConfig = 5}), FXAAC_ERR_CHANNELS, 2, 4, 5, 0, 0},
         {"ADIF", goodAdif, static_cast<int32_t>(adifBytes), 1, 5, 3, 0, 1},
         {"ADIF, second PCE Main", adif(0), FXAAC_ERR_OBJECT_TYPE, 0, 8, 2, 0, 1},
-        {"'ADIX' read as a config of type 8", {'A', 'D', 'I', 'X', 0, 0, 0, 0}, FXAAC_ERR_OBJECT_TYPE,
-         8, 2, 8, 0, 0},
+        {"'ADIX' read as a config of type 8",
+         {'A', 'D', 'I', 'X', 0, 0, 0, 0},
+         FXAAC_ERR_OBJECT_TYPE,
+         8,
+         2,
+         8,
+         0,
+         0},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.what);
@@ -108,6 +117,7 @@ TEST(HeaderDecode, EveryInputKind)
 
     Instance raw;  // no header: the input is not read
     EXPECT_EQ(raw.header(nullptr, 0, 44100, 1), 0);
-    EXPECT_TRUE(raw->sfIndex == 4 && raw->objectType == 2 && raw->channels == 1 && raw->sampleRate == 44100);
+    EXPECT_TRUE(raw->sfIndex == 4 && raw->objectType == 2 && raw->channels == 1 &&
+                raw->sampleRate == 44100);
     EXPECT_TRUE(raw->isAdts == 0 && raw->hasConfig == 0);
 }

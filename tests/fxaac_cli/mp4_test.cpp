@@ -20,7 +20,10 @@ using fxaac_cli::Mp4Trim;
 std::string u8(unsigned v) { return std::string(1, static_cast<char>(v & 0xff)); }
 std::string u16(unsigned v) { return u8(v >> 8) + u8(v); }
 std::string u32(uint32_t v) { return u16(v >> 16) + u16(v & 0xffff); }
-std::string u64(uint64_t v) { return u32(static_cast<uint32_t>(v >> 32)) + u32(static_cast<uint32_t>(v)); }
+std::string u64(uint64_t v)
+{
+    return u32(static_cast<uint32_t>(v >> 32)) + u32(static_cast<uint32_t>(v));
+}
 
 std::string box(const std::string &type, const std::string &payload)
 {
@@ -44,8 +47,8 @@ std::string esds(unsigned oti, const std::string &asc)
     const std::string config = u8(0x04) + u8(static_cast<unsigned>(13 + info.size())) + u8(oti) +
                                u8(0x15) + std::string(11, '\0') + info;
     // The ES descriptor's length in the four-byte form some writers use.
-    const std::string es = u8(0x03) + "\x80\x80\x80" + u8(static_cast<unsigned>(3 + config.size())) +
-                           u16(1) + u8(0) + config;
+    const std::string es = u8(0x03) + "\x80\x80\x80" +
+                           u8(static_cast<unsigned>(3 + config.size())) + u16(1) + u8(0) + config;
     return full("esds", es);
 }
 
@@ -53,8 +56,8 @@ const std::string kAsc = "\x12\x10";  // AAC LC, 44100 Hz, 2 channels
 
 std::string mp4a(const std::string &children)
 {
-    return box("mp4a", std::string(6, '\0') + u16(1) + std::string(8, '\0') + u16(2) + u16(16) + u32(0) +
-                           u32(44100u << 16) + children);
+    return box("mp4a", std::string(6, '\0') + u16(1) + std::string(8, '\0') + u16(2) + u16(16) +
+                           u32(0) + u32(44100u << 16) + children);
 }
 
 std::string stsd(const std::string &entry) { return full("stsd", u32(1) + entry); }
@@ -75,7 +78,10 @@ std::string counted(const std::vector<uint32_t> &values)
     return p;
 }
 
-std::string stsz(const std::vector<uint32_t> &sizes) { return full("stsz", u32(0) + counted(sizes)); }
+std::string stsz(const std::vector<uint32_t> &sizes)
+{
+    return full("stsz", u32(0) + counted(sizes));
+}
 std::string stco(const std::vector<uint32_t> &offsets) { return full("stco", counted(offsets)); }
 
 std::string trak(uint32_t id, const std::string &handler, const std::string &stbl,
@@ -159,8 +165,9 @@ TEST(Mp4Reader, ReadsCompactSizesWideOffsetsAndLongBoxSizes)
     const std::string stz2 = full("stz2", std::string(3, '\0') + u8(4) + u32(5) + "\x12\x3f\x70");
     const std::string co64 = full("co64", u32(2) + u64(0x100000000ull) + u64(0x200000010ull));
     const std::string tables = stsd(mp4a(esds(0x40, kAsc))) + stz2 + stsc({{1, 3}, {2, 2}}) + co64;
-    const std::string bytes = box("ftyp", "M4A " + u32(0)) + box64("moov", trak(1, "soun", tables)) +
-                              u32(0) + "mdat" + std::string(64, '\0');
+    const std::string bytes = box("ftyp", "M4A " + u32(0)) +
+                              box64("moov", trak(1, "soun", tables)) + u32(0) + "mdat" +
+                              std::string(64, '\0');
     const Found f = find(bytes);
     ASSERT_TRUE(f.ok) << f.error;
     const std::vector<Mp4Sample> s = walk(f.track);
@@ -182,30 +189,34 @@ TEST(Mp4Reader, RefusesDamagedStructures)
     const std::string tail = stsz({10, 11}) + stco({100});
     const Case cases[] = {
         {"no movie box", box("ftyp", "M4A ") + box("mdat", "xx"), "no 'moov' box"},
-        {"movie box cut off before its tracks", box("ftyp", "M4A ") + u32(4096) + "moov" + mvhd(600),
+        {"movie box cut off before its tracks",
+         box("ftyp", "M4A ") + u32(4096) + "moov" + mvhd(600),
          "MP4 file without an AAC audio track (the file has no tracks)"},
         {"box size below its header", box("ftyp", "M4A ") + u32(4) + "free",
          "has an impossible size of 4 bytes"},
         {"child larger than its parent", file(box("trak", u32(999) + "mdia")),
          "box 'mdia' claims 999 bytes where 8 remain"},
-        {"chunk runs that do not rise", file(trak(1, "soun", entry + tail + stsc({{1, 1}, {1, 2}}))),
+        {"chunk runs that do not rise",
+         file(trak(1, "soun", entry + tail + stsc({{1, 1}, {1, 2}}))),
          "first-chunk numbers do not rise"},
-        {"sample sizes beyond the box", file(trak(1, "soun", entry + full("stsz", u32(0) + u32(3) + u32(1)))),
+        {"sample sizes beyond the box",
+         file(trak(1, "soun", entry + full("stsz", u32(0) + u32(3) + u32(1)))),
          "'stsz' box lists 3 sample sizes but holds 1"},
-        {"chunk offsets beyond the box", file(trak(1, "soun", entry + full("co64", u32(2) + u64(1)))),
+        {"chunk offsets beyond the box",
+         file(trak(1, "soun", entry + full("co64", u32(2) + u64(1)))),
          "'co64' box lists 2 entries but holds room for 1"},
         {"descriptor length of five bytes",
          file(trak(1, "soun", stsd(mp4a(full("esds", "\x03\x80\x80\x80\x80\x01"))))),
          "longer than four bytes"},
-        {"descriptor beyond its box", file(trak(1, "soun", stsd(mp4a(full("esds", "\x03\x7f\x00"))))),
-         "overruns its box"},
+        {"descriptor beyond its box",
+         file(trak(1, "soun", stsd(mp4a(full("esds", "\x03\x7f\x00"))))), "overruns its box"},
         {"no decoder specific info", file(trak(1, "soun", stsd(mp4a(esds(0x40, ""))) + tail)),
          "has no AudioSpecificConfig"},
         {"chunk tables shorter than the size table",
          file(trak(1, "soun", entry + stsz({1, 2, 3, 4, 5}) + stsc({{1, 2}}) + stco({50}))),
          "the chunk tables hold 2 of the 5 samples that the sample size table lists"},
-        {"fragmented file", file(trak(1, "soun", entry + stsz({}) + stsc({}) + stco({})) +
-                                 box("mvex", "")),
+        {"fragmented file",
+         file(trak(1, "soun", entry + stsz({}) + stsc({}) + stco({})) + box("mvex", "")),
          "fragmented MP4 (movie fragments) is not supported"},
     };
     for (const Case &c : cases) {
@@ -222,8 +233,8 @@ TEST(Mp4Reader, RefusesDamagedStructures)
 // tag, alone and together, as ffmpeg keeps it.
 TEST(Mp4Reader, GaplessSpanFromEditListAndItunSmpb)
 {
-    const std::string tables =
-        stsd(mp4a(esds(0x40, kAsc))) + stsz({9, 9}) + stsc({{1, 2}}) + stco({0});
+    const std::string tables = stsd(mp4a(esds(0x40, kAsc))) + stsz({9, 9}) + stsc({{1, 2}}) +
+                               stco({0});
     const std::string smpb2112 = " 00000000 00000840 000002A4 0000000000035D54 00000000 00000000";
     constexpr uint64_t kAll = UINT64_MAX;
     struct Case {
@@ -257,16 +268,15 @@ TEST(Mp4Reader, GaplessSpanFromEditListAndItunSmpb)
          "1 edit"},
         {"iTunSMPB under a later edit", edts({{3000, 5000}}, 0), smpb2112, 44100, 4096, 221 * 1024,
          "1 edit"},
-        {"iTunSMPB priming 16384: not applied", "",
-         " 00000000 00004000 00000000 0000000000000400", 44100, 0, kAll, ""},
+        {"iTunSMPB priming 16384: not applied", "", " 00000000 00004000 00000000 0000000000000400",
+         44100, 0, kAll, ""},
         {"iTunSMPB that is not hexadecimal", "", " 00000000 0000084G 00000000 0000000000000400",
          44100, 0, kAll, ""},
     };
     for (const Case &c : cases) {
-        const std::string bytes =
-            file(mvhd(600) + trak(1, "soun", tables, c.edts, c.timescale) +
-                 (c.tag.empty() ? ""
-                                : itunes_tag("iTunSMPB", c.tag) + itunes_tag("iTunNORM", "x")));
+        const std::string bytes = file(
+            mvhd(600) + trak(1, "soun", tables, c.edts, c.timescale) +
+            (c.tag.empty() ? "" : itunes_tag("iTunSMPB", c.tag) + itunes_tag("iTunNORM", "x")));
         const Found f = find(bytes);
         ASSERT_TRUE(f.ok) << c.name << ": " << f.error;
         const int32_t rate = c.timescale == 90000 ? 48000 : 44100;
@@ -276,8 +286,8 @@ TEST(Mp4Reader, GaplessSpanFromEditListAndItunSmpb)
         const std::string text = fxaac_cli::mp4_edit_list_text(f.track, rate);
         EXPECT_NE(text.find(c.editText), std::string::npos) << c.name << ": " << text;
     }
-    const Found f =
-        find(file(mvhd(600) + trak(1, "soun", tables) + itunes_tag("iTunSMPB", smpb2112)));
+    const Found f = find(
+        file(mvhd(600) + trak(1, "soun", tables) + itunes_tag("iTunSMPB", smpb2112)));
     EXPECT_EQ(fxaac_cli::mp4_itun_smpb_text(f.track),
               "priming 2112, padding 676, length 220500 samples");
 }
@@ -287,8 +297,8 @@ TEST(Mp4Reader, GaplessSpanFromEditListAndItunSmpb)
 TEST(Mp4Reader, MovieBoxPastTheEndOfTheFile)
 {
     const std::string entry = stsd(mp4a(esds(0x40, kAsc)));
-    const std::string moov = trak(1, "soun", entry + stsc({{1, 2}}) + stsz({5, 6, 7, 8}) +
-                                                 stco({100, 200}));
+    const std::string moov = trak(1, "soun",
+                                  entry + stsc({{1, 2}}) + stsz({5, 6, 7, 8}) + stco({100, 200}));
     const std::string head = box("ftyp", "M4A " + u32(0));
     const std::string whole = head + u32(static_cast<uint32_t>(8 + moov.size())) + "moov" + moov;
 

@@ -23,7 +23,7 @@ struct IcsDescription {
     int sfIndex = 4;
     int windowSequence = 0;  // 2: eight short windows
     int windowShape = 1;
-    int grouping = 0;        // scale_factor_grouping, short windows
+    int grouping = 0;  // scale_factor_grouping, short windows
     int globalGain = 100;
     std::vector<std::vector<Section>> groups;  // sections per window group
     std::vector<int> forcedEscapes;            // codebook 11 magnitudes to include
@@ -84,11 +84,14 @@ inline IcsExpectation write_ics(BitWriter &w, const IcsDescription &d, unsigned 
     const bool isShort = d.windowSequence == 2;
     for (const Section &s : d.groups.at(0))
         e.maxSfb += s.bands;
-    const auto &swb = isShort ? standard().swbShort.at(d.sfIndex) : standard().swbLong.at(d.sfIndex);
+    const auto &swb = isShort ? standard().swbShort.at(d.sfIndex)
+                              : standard().swbLong.at(d.sfIndex);
 
     w.put(static_cast<uint32_t>(d.globalGain), 8);
     if (withIcsInfo) {
-        w.put(0, 1).put(static_cast<uint32_t>(d.windowSequence), 2).put(static_cast<uint32_t>(d.windowShape), 1);
+        w.put(0, 1)
+            .put(static_cast<uint32_t>(d.windowSequence), 2)
+            .put(static_cast<uint32_t>(d.windowShape), 1);
         if (isShort)
             w.put(static_cast<uint32_t>(e.maxSfb), 4).put(static_cast<uint32_t>(d.grouping), 7);
         else
@@ -139,7 +142,8 @@ inline IcsExpectation write_ics(BitWriter &w, const IcsDescription &d, unsigned 
         int pos = 128 * windowsBefore;
         int band = 0;
         for (const Section &s : d.groups.at(g)) {
-            int width = e.groupLength[g] * (swb[static_cast<size_t>(band + s.bands)] - swb[static_cast<size_t>(band)]);
+            int width = e.groupLength[g] *
+                        (swb[static_cast<size_t>(band + s.bands)] - swb[static_cast<size_t>(band)]);
             band += s.bands;
             if (s.cb == 0 || s.cb > 11) {
                 pos += width;

@@ -84,7 +84,10 @@ inline const StandardTables &standard()
     return tables;
 }
 
-inline const Codebook &spectral_book(int cb) { return standard().books.at("cb" + std::to_string(cb)); }
+inline const Codebook &spectral_book(int cb)
+{
+    return standard().books.at("cb" + std::to_string(cb));
+}
 
 // Writes a scale factor difference (-60 to 60).
 inline void put_scale_factor_difference(BitWriter &w, int d)

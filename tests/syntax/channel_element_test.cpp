@@ -15,8 +15,8 @@ namespace {
 constexpr int kLc = 1;  // object type as header decoding stores it for AAC LC
 
 // Status of a stream parsed from w's bits into t; *bits receives the bits read.
-int32_t parse_ics(const BitWriter &w, ParseTarget &t, int32_t *bits = nullptr, int32_t objectType = kLc,
-                  int sfIndex = 4)
+int32_t parse_ics(const BitWriter &w, ParseTarget &t, int32_t *bits = nullptr,
+                  int32_t objectType = kLc, int sfIndex = 4)
 {
     const auto buf = w.data();
     BitCursor r;
@@ -28,7 +28,8 @@ int32_t parse_ics(const BitWriter &w, ParseTarget &t, int32_t *bits = nullptr, i
     return status;
 }
 
-int32_t parse_ics(const BitWriter &w, int32_t *bits = nullptr, int32_t objectType = kLc, int sfIndex = 4)
+int32_t parse_ics(const BitWriter &w, int32_t *bits = nullptr, int32_t objectType = kLc,
+                  int sfIndex = 4)
 {
     ParseTarget t;
     return parse_ics(w, t, bits, objectType, sfIndex);
@@ -38,7 +39,10 @@ int32_t parse_ics(const BitWriter &w, int32_t *bits = nullptr, int32_t objectTyp
 BitWriter header(int maxSfb, int windowSequence = 0, int gain = 100)
 {
     BitWriter w;
-    w.put(static_cast<uint32_t>(gain), 8).put(0, 1).put(static_cast<uint32_t>(windowSequence), 2).put(0, 1);
+    w.put(static_cast<uint32_t>(gain), 8)
+        .put(0, 1)
+        .put(static_cast<uint32_t>(windowSequence), 2)
+        .put(0, 1);
     if (windowSequence == 2)
         w.put(static_cast<uint32_t>(maxSfb), 4).put(0x7F, 7);
     else
@@ -72,7 +76,8 @@ std::vector<IcsDescription> descriptions()
     IcsDescription grouped;
     grouped.windowSequence = 2;
     grouped.grouping = 0b1011011;
-    grouped.groups = {{{1, 4}, {5, 3}, {0, 2}, {11, 3}, {13, 2}}, {{9, 10}, {15, 4}}, {{2, 7}, {7, 7}}};
+    grouped.groups = {
+        {{1, 4}, {5, 3}, {0, 2}, {11, 3}, {13, 2}}, {{9, 10}, {15, 4}}, {{2, 7}, {7, 7}}};
     grouped.forcedEscapes = {8191, 16};
     std::vector<IcsDescription> all = {books, sections, grouped};
     for (int grouping : {0, 127}) {
@@ -90,7 +95,8 @@ TEST(IcsRoundTrip, EveryCodebookSectionAndGrouping)
 {
     for (const IcsDescription &d : descriptions()) {
         for (unsigned seed = 1; seed <= 10; seed++) {
-            SCOPED_TRACE(testing::Message() << "window sequence " << d.windowSequence << ", seed " << seed);
+            SCOPED_TRACE(testing::Message()
+                         << "window sequence " << d.windowSequence << ", seed " << seed);
             BitWriter w;
             const IcsExpectation e = write_ics(w, d, seed);
             ParseTarget t;
@@ -99,7 +105,8 @@ TEST(IcsRoundTrip, EveryCodebookSectionAndGrouping)
             ASSERT_EQ(static_cast<size_t>(bits), e.bits);
             const ChannelStream &s = t.element->stream[0];
             ASSERT_EQ(s.max_sfb, e.maxSfb);
-            ASSERT_EQ(std::vector<int>(s.window_group_length, s.window_group_length + s.num_window_groups),
+            ASSERT_EQ(std::vector<int>(s.window_group_length,
+                                       s.window_group_length + s.num_window_groups),
                       e.groupLength);
             for (size_t x = 0; x < e.sfbCb.size(); x++) {
                 EXPECT_EQ(s.sfb_cb[x], e.sfbCb[x]) << "band " << x;
@@ -109,18 +116,20 @@ TEST(IcsRoundTrip, EveryCodebookSectionAndGrouping)
             // Each group's band offsets scale with its window count.
             for (size_t g = 0; g < e.groupLength.size(); g++)
                 for (int b = 0; b <= s.num_swb; b++)
-                    ASSERT_EQ(s.sect_sfb_offset[16 * g + size_t(b)], s.swb_offset[b] * e.groupLength[g]);
+                    ASSERT_EQ(s.sect_sfb_offset[16 * g + size_t(b)],
+                              s.swb_offset[b] * e.groupLength[g]);
         }
     }
 }
 
 TEST(ChannelElement, StatusOfEveryMalformedCase)
 {
-    BitWriter pulseShort = header(0, 2), gainControl = header(0), sections = header(3), tns = header(0),
-              erTns = header(0);
-    pulseShort.put(1, 1).put(0, 2).put(0, 6).put(1, 5).put(1, 4).put(0, 2);  // spectrum read, then refused
+    BitWriter pulseShort = header(0, 2), gainControl = header(0), sections = header(3),
+              tns = header(0), erTns = header(0);
+    pulseShort.put(1, 1).put(0, 2).put(0, 6).put(1, 5).put(1, 4).put(
+        0, 2);                                  // spectrum read, then refused
     gainControl.put(0, 1).put(0, 1).put(1, 1);  // refused right after its flag
-    for (int i = 0; i < 200; i++)  // an endless run of empty sections
+    for (int i = 0; i < 200; i++)               // an endless run of empty sections
         sections.put(1, 4).put(0, 5);
     tns.put(0, 1).put(1, 1).put(1, 2).put(0, 1).put(20, 6).put(13, 5);  // order 13 > 12 slots
     erTns.put(0, 1).put(1, 1).put(0, 1);  // error resilient: TNS after the gain control flag
@@ -178,7 +187,7 @@ TEST(ChannelElement, StatusOfEveryMalformedCase)
 
 TEST(ChannelElement, PulsesAreAddedAwayFromZero)
 {
-    BitWriter w = one_band(7, 0);  // codebook 7, lines 0 to 3
+    BitWriter w = one_band(7, 0);     // codebook 7, lines 0 to 3
     w.put(1, 1).put(2, 2).put(0, 6);  // three pulses from band 0
     w.put(0, 5).put(3, 4).put(1, 5).put(2, 4).put(5, 5).put(7, 4);
     w.put(0, 2);

@@ -38,7 +38,8 @@ TEST(SideData, FieldWidthsAndStorageLimits)
     for (int i = 0; i < 7; i++)
         t.put(static_cast<uint32_t>(i), 3);
     TnsInfo tns = {};
-    EXPECT_EQ(bits_read(t.put(0, 7), [&](BitCursor *r) { EXPECT_EQ(tns_data(&s, &tns, r), 0); }), 32 + 7);
+    EXPECT_EQ(bits_read(t.put(0, 7), [&](BitCursor *r) { EXPECT_EQ(tns_data(&s, &tns, r), 0); }),
+              32 + 7);
     EXPECT_TRUE(tns.length[0][0] == 9 && tns.coef[0][6] == 6);
 
     ChannelStream l = {};
@@ -73,10 +74,14 @@ TEST(DataStreamAndFill, PayloadsAreSkippedUnread)
     for (int lead : {3, 6}) {
         BitWriter w;
         w.put(0, lead).put(0, 4).put(1, 1).put(2, 8);
-        EXPECT_EQ(bits_read(w, [](BitCursor *r) { data_stream_element(r); }, lead), 13 + (lead == 6 ? 5 : 0) + 16);
+        EXPECT_EQ(bits_read(
+                      w, [](BitCursor *r) { data_stream_element(r); }, lead),
+                  13 + (lead == 6 ? 5 : 0) + 16);
     }
 
-    const struct { int count, esc, bits; } fills[] = {
+    const struct {
+        int count, esc, bits;
+    } fills[] = {
         {0, -1, 4}, {1, -1, 12}, {14, -1, 4 + 8 * 14}, {15, 0, 12 + 112}, {15, 255, 12 + 2152},
     };
     for (auto c : fills) {
@@ -85,7 +90,9 @@ TEST(DataStreamAndFill, PayloadsAreSkippedUnread)
         if (c.esc >= 0)
             w.put(static_cast<uint32_t>(c.esc), 8);
         w.put(0xD, 4);  // an SBR extension type is skipped like fill bytes
-        EXPECT_EQ(bits_read(w, [](BitCursor *r) { VorNexAACPlus_GetSbrBitStream(r); }, 2), c.bits)
+        EXPECT_EQ(bits_read(
+                      w, [](BitCursor *r) { VorNexAACPlus_GetSbrBitStream(r); }, 2),
+                  c.bits)
             << c.count << " " << c.esc;
     }
 }

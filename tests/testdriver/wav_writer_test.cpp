@@ -34,8 +34,15 @@ Fields fields(const std::vector<uint8_t> &b)
         std::string(b.begin() + 36, b.begin() + 40) != "data")
         return {};
     Fields f;
-    for (auto [pos, width] : {std::pair{4, 4}, {16, 4}, {20, 2}, {22, 2}, {24, 4}, {28, 4},
-                              {32, 2}, {34, 2}, {40, 4}}) {
+    for (auto [pos, width] : {std::pair{4, 4},
+                              {16, 4},
+                              {20, 2},
+                              {22, 2},
+                              {24, 4},
+                              {28, 4},
+                              {32, 2},
+                              {34, 2},
+                              {40, 4}}) {
         uint32_t v = 0;
         for (int i = width - 1; i >= 0; i--)
             v = v << 8 | b[static_cast<size_t>(pos + i)];

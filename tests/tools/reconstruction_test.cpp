@@ -32,15 +32,20 @@ int32_t dequantized(int16_t q)
 
 TEST(InverseQuantization, TableInterpolationAndInPlace)
 {
-    const struct { int16_t q; int32_t r; } cases[] = {
-        {1, 8192},      {2, 20643},      {3, 35445},          {-8, -131072},      {511, 33467079},
-        {513, 33642992}, {8191, 1352639526}, {-8191, -1352639526}, {8206, 1352639526}, {0, 0},
+    const struct {
+        int16_t q;
+        int32_t r;
+    } cases[] = {
+        {1, 8192},          {2, 20643},      {3, 35445},         {-8, -131072},
+        {511, 33467079},    {513, 33642992}, {8191, 1352639526}, {-8191, -1352639526},
+        {8206, 1352639526}, {0, 0},
     };
     for (auto c : cases)
         EXPECT_EQ(dequantized(c.q), c.r) << c.q;
     // Above 511 the interpolated value stays within 0.01% of |q|^(4/3).
     for (int q = 512; q <= 8191; q += 37)
-        EXPECT_NEAR(dequantized(static_cast<int16_t>(q)) / (8192.0 * std::pow(q, 4.0 / 3.0)), 1.0, 1e-4);
+        EXPECT_NEAR(dequantized(static_cast<int16_t>(q)) / (8192.0 * std::pow(q, 4.0 / 3.0)), 1.0,
+                    1e-4);
 
     std::mt19937 rng(4);
     std::vector<int16_t> src(kN);
@@ -58,10 +63,13 @@ TEST(InverseQuantization, TableInterpolationAndInPlace)
 
 TEST(Reconstruction, GainAndMidSideLimits)
 {
-    const struct { int sf; int32_t in, out; } cases[] = {
-        {100, 8192, 1}, {148, 8192, 4096}, {200, 8192, 33554432},
+    const struct {
+        int sf;
+        int32_t in, out;
+    } cases[] = {
+        {100, 8192, 1},    {148, 8192, 4096},   {200, 8192, 33554432},
         {120, 35445, 138}, {120, -35445, -139},  // truncation towards minus infinity
-        {23, 1 << 30, 0}, {24, 1 << 30, 0}, {24, INT32_MIN, -1},
+        {23, 1 << 30, 0},  {24, 1 << 30, 0},    {24, INT32_MIN, -1},
     };
     for (auto c : cases) {
         int32_t v = c.in;

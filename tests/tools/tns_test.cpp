@@ -31,11 +31,14 @@ int ref_lpc(const Lines &k, int16_t *lpc)
         std::copy(b.begin() + 1, b.begin() + m, a.begin() + 1), a[m] = k[m - 1];
     }
     int64_t bits = 0;
-    for (int64_t v : a) bits |= std::min<int64_t>(std::abs(v), INT32_MAX);
+    for (int64_t v : a)
+        bits |= std::min<int64_t>(std::abs(v), INT32_MAX);
     int norm = 0;
-    while ((bits << (norm + 1)) <= INT32_MAX) norm++;
+    while ((bits << (norm + 1)) <= INT32_MAX)
+        norm++;
     lpc[0] = 32767;
-    for (int i = 1; i <= order; i++) lpc[i] = int16_t((a[i] << norm) >> 16);
+    for (int i = 1; i <= order; i++)
+        lpc[i] = int16_t((a[i] << norm) >> 16);
     return norm;
 }
 
@@ -60,14 +63,16 @@ ChannelStream long_stream()
 {
     ChannelStream s{};
     s.num_windows = 1, s.num_swb = 49, s.max_sfb = 49, s.tns_data_present = 1;
-    for (int b = 0; b < 52; b++) s.swb_offset[b] = int16_t(20 * b);
+    for (int b = 0; b < 52; b++)
+        s.swb_offset[b] = int16_t(20 * b);
     return s;
 }
 
 Lines random_lines(std::mt19937 &rng, int range)
 {
     Lines x(1024);
-    for (auto &v : x) v = std::uniform_int_distribution<int32_t>(-range, range)(rng);
+    for (auto &v : x)
+        v = std::uniform_int_distribution<int32_t>(-range, range)(rng);
     return x;
 }
 
@@ -91,7 +96,8 @@ TEST(Tns, FilterMatchesFloatingPoint)
             s.tns.coef[0][m - 1] = uint8_t(v & 15), k[m - 1] = tns_coef_res4[v & 15];
             const double km = std::sin(v * M_PI / 2 / (v >= 0 ? 7.5 : 8.5));
             std::vector<double> B = A;
-            for (int i = 1; i < m; i++) B[i] += km * A[m - i];
+            for (int i = 1; i < m; i++)
+                B[i] += km * A[m - i];
             B.push_back(km), A = B;
         }
         const Lines x = random_lines(rng, 1 << 22);
@@ -103,7 +109,8 @@ TEST(Tns, FilterMatchesFloatingPoint)
         double e[2] = {}, r[20 * 33];
         for (int n = 0, line = first; n < 20 * 33; n++, line += step) {
             r[n] = x[line];
-            for (int j = 1; j <= std::min(n, order); j++) r[n] -= A[j] * r[n - j];
+            for (int j = 1; j <= std::min(n, order); j++)
+                r[n] -= A[j] * r[n - j];
             e[0] += r[n] * r[n], e[1] += (y[line] - r[n]) * (y[line] - r[n]);
         }
         total[0] += e[0], total[1] += e[1], worst = std::min(worst, 10 * std::log10(e[0] / e[1]));
@@ -125,7 +132,8 @@ TEST(Tns, OrderCapsEmptyRangesAndGuards)
         return y;
     };
     Lines k12;
-    for (int i = 0; i < 12; i++) k12.push_back(tns_coef_res3[i % 8]);
+    for (int i = 0; i < 12; i++)
+        k12.push_back(tns_coef_res3[i % 8]);
 
     // Filter 0 is empty (bottom = top = 49), filter 1 has order 0 and skips
     // bands 47..48, filter 2 covers bands 44..46 with order field 31, which
@@ -133,12 +141,15 @@ TEST(Tns, OrderCapsEmptyRangesAndGuards)
     ChannelStream s = long_stream();
     TnsInfo &t = s.tns;
     t.n_filt[0] = 3, t.length[0][1] = 2, t.length[0][2] = 3, t.order[0][2] = 31;
-    for (int i = 0; i < 24; i++) t.coef[0][24 + i] = uint8_t(i % 8);
+    for (int i = 0; i < 24; i++)
+        t.coef[0][24 + i] = uint8_t(i % 8);
     Lines want = x;
     ref_filter(&want[20 * 44], 20 * 3, 1, k12);
     EXPECT_EQ(run(s, 5, 1), want);  // 32 kHz: 51 TNS bands
-    for (int ot : {5, 16, 24, -1}) EXPECT_EQ(run(s, 5, ot), x) << ot;  // no long-window TNS
-    for (int sf : {3, 12, -1}) EXPECT_EQ(run(s, sf, 1), x) << sf;     // 48 kHz: 40 TNS bands
+    for (int ot : {5, 16, 24, -1})
+        EXPECT_EQ(run(s, 5, ot), x) << ot;  // no long-window TNS
+    for (int sf : {3, 12, -1})
+        EXPECT_EQ(run(s, sf, 1), x) << sf;  // 48 kHz: 40 TNS bands
 
     // Eight short windows at 96 kHz (9 TNS bands, lines 0..55): window 3
     // only, downward, order 12 applied as 7 whatever the object type.
@@ -151,7 +162,8 @@ TEST(Tns, OrderCapsEmptyRangesAndGuards)
     std::copy(t.coef[0] + 24, t.coef[0] + 36, sh.tns.coef[3]);
     want = x;
     ref_filter(&want[3 * 128 + 55], 56, -1, Lines(k12.begin(), k12.begin() + 7));
-    for (int ot : {1, 5}) EXPECT_EQ(run(sh, 0, ot), want) << ot;
+    for (int ot : {1, 5})
+        EXPECT_EQ(run(sh, 0, ot), want) << ot;
 }
 
 }  // namespace

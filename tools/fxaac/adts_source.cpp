@@ -60,7 +60,8 @@ std::string header_refusal(InputKind kind, int32_t status, const uint8_t *data, 
     }
     if (kind == InputKind::Unknown)
         return "not a recognised AAC stream (no ADTS sync word, no ADIF or HEAAC marker, not an "
-               "MP4 file), and read as an AudioSpecificConfig it is refused: " + why;
+               "MP4 file), and read as an AudioSpecificConfig it is refused: " +
+               why;
     return std::string(input_kind_name(kind)) + " header refused: " + why;
 }
 
@@ -76,8 +77,7 @@ public:
     BlockLoop(Session &s, InputBuffer &in, uint64_t total, uint64_t tagsFrom, bool guessed)
         : s_(s), in_(in), adts_(s.report().kind == InputKind::Adts), total_(total),
           tagsFrom_(tagsFrom), guessed_(guessed)
-    {
-    }
+    {}
 
     // ADTS: the first bytes of the stream's first frame header, whose fixed
     // fields every later header repeats.
@@ -203,8 +203,8 @@ BlockLoop::Step BlockLoop::take(const FrameStatus &status, size_t garbage, size_
                                 size_t usable, std::string *error)
 {
     size_t used = status.bytesConsumed > 0 ? static_cast<size_t>(status.bytesConsumed) : 0;
-    const bool lostSync =
-        status.errorCode == FXAAC_ERR_NO_SYNC || status.errorCode == FXAAC_ERR_ADTS_LENGTH;
+    const bool lostSync = status.errorCode == FXAAC_ERR_NO_SYNC ||
+                          status.errorCode == FXAAC_ERR_ADTS_LENGTH;
     if (garbage > 0 && !lostSync)
         s_.lose_sync(garbage, false);
     if (status.outputSamples > 0) {

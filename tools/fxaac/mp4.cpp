@@ -298,28 +298,39 @@ const char *sample_entry_codec(uint32_t type)
     case fourcc(".mp3"): return "MP3";
     case fourcc("samr"): return "AMR";
     case fourcc("sawb"): return "AMR-WB";
-    case fourcc("dtsc"): case fourcc("dtsh"): case fourcc("dtsl"): case fourcc("dtse"):
-        return "DTS";
-    case fourcc("mha1"): case fourcc("mhm1"): return "MPEG-H 3D Audio";
-    case fourcc("lpcm"): case fourcc("sowt"): case fourcc("twos"): case fourcc("ipcm"):
-    case fourcc("fpcm"): case fourcc("in24"): case fourcc("in32"): case fourcc("fl32"):
-    case fourcc("fl64"): case fourcc("raw "): return "PCM";
-    case fourcc("ulaw"): case fourcc("alaw"): return "G.711";
-    case fourcc("avc1"): case fourcc("avc3"): return "H.264";
-    case fourcc("hvc1"): case fourcc("hev1"): return "H.265";
+    case fourcc("dtsc"):
+    case fourcc("dtsh"):
+    case fourcc("dtsl"):
+    case fourcc("dtse"): return "DTS";
+    case fourcc("mha1"):
+    case fourcc("mhm1"): return "MPEG-H 3D Audio";
+    case fourcc("lpcm"):
+    case fourcc("sowt"):
+    case fourcc("twos"):
+    case fourcc("ipcm"):
+    case fourcc("fpcm"):
+    case fourcc("in24"):
+    case fourcc("in32"):
+    case fourcc("fl32"):
+    case fourcc("fl64"):
+    case fourcc("raw "): return "PCM";
+    case fourcc("ulaw"):
+    case fourcc("alaw"): return "G.711";
+    case fourcc("avc1"):
+    case fourcc("avc3"): return "H.264";
+    case fourcc("hvc1"):
+    case fourcc("hev1"): return "H.265";
     case fourcc("av01"): return "AV1";
     case fourcc("vp08"): return "VP8";
     case fourcc("vp09"): return "VP9";
     case fourcc("mp4v"): return "MPEG-4 Visual";
-    case fourcc("jpeg"): case fourcc("mjpa"): return "Motion JPEG";
+    case fourcc("jpeg"):
+    case fourcc("mjpa"): return "Motion JPEG";
     default: return nullptr;
     }
 }
 
-bool is_aac_indication(uint8_t oti)
-{
-    return oti == 0x40 || (oti >= 0x66 && oti <= 0x68);
-}
+bool is_aac_indication(uint8_t oti) { return oti == 0x40 || (oti >= 0x66 && oti <= 0x68); }
 
 // An 'mp4a' sample entry: the audio sample entry fields, then its boxes,
 // among them 'esds' (QuickTime files may wrap it in a 'wave' box).
@@ -337,9 +348,9 @@ bool parse_mp4a(Span entry, Mp4Track *t, std::string *error)
     t->entryChannels = be16(entry.p + 16);
     t->entryRate = be32(entry.p + 24) >> 16;
     // QuickTime sound description versions 1 and 2 append 16 and 36 bytes.
-    const size_t fields = version == 1 ? kAudioEntryBytes + 16
-                        : version == 2 ? kAudioEntryBytes + 36
-                                       : kAudioEntryBytes;
+    const size_t fields = version == 1   ? kAudioEntryBytes + 16
+                          : version == 2 ? kAudioEntryBytes + 36
+                                         : kAudioEntryBytes;
     if (entry.n < fields) {
         *error = "the 'mp4a' sample entry is too short for its version";
         return false;
@@ -417,7 +428,8 @@ bool parse_stz2(Span b, Mp4Track *t, std::string *error)
         t->sampleCount = std::min<uint64_t>(t->sampleCount, (b.n - 12) * 8 / bits);
     const uint64_t need = (static_cast<uint64_t>(t->sampleCount) * bits + 7) / 8;
     if (need > b.n - 12) {
-        *error = "the 'stz2' box is too short for its " + std::to_string(t->sampleCount) + " samples";
+        *error = "the 'stz2' box is too short for its " + std::to_string(t->sampleCount) +
+                 " samples";
         return false;
     }
     t->sampleSizes.resize(t->sampleCount);
@@ -723,8 +735,8 @@ bool read_movie(ByteSource &source, uint64_t offset, const BoxHeader &h, Movie *
 {
     const uint64_t end = source.size();
     const bool complete = h.size <= end - offset;
-    const uint64_t have =
-        complete ? h.size : h.bytes + cut_movie_bytes(source, offset + h.bytes, end);
+    const uint64_t have = complete ? h.size
+                                   : h.bytes + cut_movie_bytes(source, offset + h.bytes, end);
     if (have - h.bytes > kMaxMovieBytes) {
         *error = "the 'moov' box is larger than " + std::to_string(kMaxMovieBytes >> 20) + " MiB";
         return false;
@@ -755,7 +767,8 @@ bool find_movie(ByteSource &source, Movie *movie, std::string *error)
                      " has an impossible size of " + std::to_string(h.size) + " bytes";
             return false;
         }
-        if (h.type == fourcc("moov") && !movie->found && !read_movie(source, offset, h, movie, error))
+        if (h.type == fourcc("moov") && !movie->found &&
+            !read_movie(source, offset, h, movie, error))
             return false;
         if (h.type == fourcc("moof"))
             movie->fragments = true;
@@ -889,8 +902,8 @@ bool mp4_find_aac_track(ByteSource &source, Mp4Track *track, std::vector<std::st
     MovieScan scan;
     if (!scan_movie(&movie, &scan, track, skipped, error))
         return false;
-    if (!error->empty() || (scan.found && movie.cut && (track->chunkRuns.empty() ||
-                                                track->chunkOffsets.empty()))) {
+    if (!error->empty() ||
+        (scan.found && movie.cut && (track->chunkRuns.empty() || track->chunkOffsets.empty()))) {
         explain_scan_failure(movie, *track, error);
         return false;
     }
@@ -918,8 +931,9 @@ bool Mp4SampleCursor::next(Mp4Sample *sample)
         }
         while (run_ + 1 < t.chunkRuns.size() && t.chunkRuns[run_ + 1].firstChunk - 1 <= chunk_)
             run_++;
-        const uint32_t perChunk =
-            t.chunkRuns[run_].firstChunk - 1 <= chunk_ ? t.chunkRuns[run_].samplesPerChunk : 0;
+        const uint32_t perChunk = t.chunkRuns[run_].firstChunk - 1 <= chunk_
+                                      ? t.chunkRuns[run_].samplesPerChunk
+                                      : 0;
         if (inChunk_ == 0)
             offset_ = t.chunkOffsets[chunk_];
         if (inChunk_ < perChunk)

@@ -20,7 +20,7 @@ namespace fxaac_cli {
 bool looks_like_mp4(const uint8_t *data, size_t n);
 
 struct Mp4ChunkRun {
-    uint32_t firstChunk;       // 1-based, as in the sample-to-chunk box
+    uint32_t firstChunk;  // 1-based, as in the sample-to-chunk box
     uint32_t samplesPerChunk;
 };
 
@@ -39,23 +39,23 @@ struct Mp4ItunSmpb {
 };
 
 struct Mp4Track {
-    uint32_t number = 0;          // position among the file's tracks, from 1
-    uint32_t trackId = 0;         // track_ID of the track header
-    uint32_t trackCount = 0;      // tracks in the file
-    uint8_t objectTypeIndication = 0;  // of the DecoderConfigDescriptor
+    uint32_t number = 0;                       // position among the file's tracks, from 1
+    uint32_t trackId = 0;                      // track_ID of the track header
+    uint32_t trackCount = 0;                   // tracks in the file
+    uint8_t objectTypeIndication = 0;          // of the DecoderConfigDescriptor
     std::vector<uint8_t> audioSpecificConfig;  // the DecoderSpecificInfo
-    uint32_t timescale = 0;       // media header
-    uint32_t movieTimescale = 0;  // movie header
+    uint32_t timescale = 0;                    // media header
+    uint32_t movieTimescale = 0;               // movie header
     bool hasEditList = false;
     std::vector<Mp4Edit> edits;
     Mp4ItunSmpb itunSmpb;
-    bool movieCut = false;        // the 'moov' box runs past the end of the file
-    uint16_t entryChannels = 0;   // channelcount of the sample entry
-    uint32_t entryRate = 0;       // samplerate of the sample entry, Hz
+    bool movieCut = false;       // the 'moov' box runs past the end of the file
+    uint16_t entryChannels = 0;  // channelcount of the sample entry
+    uint32_t entryRate = 0;      // samplerate of the sample entry, Hz
     // Sample tables.
     uint32_t sampleCount = 0;
-    uint32_t constantSampleSize = 0;      // non-zero: every sample has this size
-    std::vector<uint32_t> sampleSizes;    // else one size per sample
+    uint32_t constantSampleSize = 0;    // non-zero: every sample has this size
+    std::vector<uint32_t> sampleSizes;  // else one size per sample
     std::vector<Mp4ChunkRun> chunkRuns;
     std::vector<uint64_t> chunkOffsets;
 };
@@ -71,7 +71,7 @@ bool mp4_find_aac_track(ByteSource &source, Mp4Track *track, std::vector<std::st
 // first access unit) form the presentation: [skip, end).
 struct Mp4Trim {
     uint64_t skip = 0;
-    uint64_t end = UINT64_MAX;     // UINT64_MAX: to the end of the track
+    uint64_t end = UINT64_MAX;  // UINT64_MAX: to the end of the track
     bool fromEditList = false;
     bool fromItunSmpb = false;
 };
@@ -106,11 +106,11 @@ public:
 
 private:
     const Mp4Track &track_;
-    uint32_t sample_ = 0;      // samples returned
-    uint32_t chunk_ = 0;       // 0-based chunk of the next sample
-    uint32_t inChunk_ = 0;     // samples of chunk_ already returned
-    uint32_t run_ = 0;         // chunk run that holds chunk_
-    uint64_t offset_ = 0;      // file offset of the next sample in chunk_
+    uint32_t sample_ = 0;   // samples returned
+    uint32_t chunk_ = 0;    // 0-based chunk of the next sample
+    uint32_t inChunk_ = 0;  // samples of chunk_ already returned
+    uint32_t run_ = 0;      // chunk run that holds chunk_
+    uint64_t offset_ = 0;   // file offset of the next sample in chunk_
     std::string error_;
 };
 

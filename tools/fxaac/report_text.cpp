@@ -21,8 +21,9 @@ std::string format_duration(double seconds)
 
 void print_info(FILE *out, const DecodeReport &r, bool trim)
 {
-    const double seconds =
-        r.sampleRate > 0 ? static_cast<double>(r.samplesPerChannel) / r.sampleRate : 0.0;
+    const double seconds = r.sampleRate > 0
+                               ? static_cast<double>(r.samplesPerChannel) / r.sampleRate
+                               : 0.0;
     const char *typeName = fxaac_object_type_name(r.audioObjectType);
     std::fprintf(out, "%-15s%s\n", "input", input_kind_name(r.kind));
     if (!r.track.empty())
@@ -67,8 +68,9 @@ void print_info(FILE *out, const DecodeReport &r, bool trim)
 void print_damage_summary(const DecodeReport &r)
 {
     if (r.damagedFrames > 0)
-        std::fprintf(stderr, "fxaac: warning: %" PRIu64 " damaged frame%s skipped, %" PRIu64
-                     " decoded\n", r.damagedFrames, r.damagedFrames == 1 ? "" : "s", r.frames);
+        std::fprintf(stderr,
+                     "fxaac: warning: %" PRIu64 " damaged frame%s skipped, %" PRIu64 " decoded\n",
+                     r.damagedFrames, r.damagedFrames == 1 ? "" : "s", r.frames);
     if (r.unsyncedBytes > 0)
         std::fprintf(stderr, "fxaac: warning: %" PRIu64 " byte%s without %s skipped\n",
                      r.unsyncedBytes, r.unsyncedBytes == 1 ? "" : "s",
@@ -81,7 +83,8 @@ void print_damage_summary(const DecodeReport &r)
 void print_decode_summary(const DecodeReport &r, int bits, const std::string &output)
 {
     const char *where = output == "-" ? "standard output" : output.c_str();
-    std::fprintf(stderr, "fxaac: %" PRIu64 " frames, %s of %d Hz audio in %d channel%s, "
+    std::fprintf(stderr,
+                 "fxaac: %" PRIu64 " frames, %s of %d Hz audio in %d channel%s, "
                  "%d-bit, written to %s\n",
                  r.frames,
                  format_duration(static_cast<double>(r.samplesPerChannel) / r.sampleRate).c_str(),

@@ -39,10 +39,7 @@ Session::Session(const DecodeOptions &options, PcmSink &sink, DecodeReport *repo
 
 Session::~Session() = default;
 
-AacDecoder *Session::decoder()
-{
-    return &memory_->instance;
-}
+AacDecoder *Session::decoder() { return &memory_->instance; }
 
 double Session::seconds() const
 {
@@ -108,8 +105,8 @@ bool Session::deliver(const FrameStatus &status, std::string *error)
         started_ = true;
         report_->channels = channels;
     } else if (channels != report_->channels) {
-        damaged("the channel count changes from " + std::to_string(report_->channels) +
-                " to " + std::to_string(channels));
+        damaged("the channel count changes from " + std::to_string(report_->channels) + " to " +
+                std::to_string(channels));
         return sink_ok(error);
     }
     write_concealment();
@@ -156,10 +153,9 @@ void Session::regain_sync()
         return;
     unsynced_ = false;
     const uint64_t missing = started_ ? missing_frames() : 0;
-    std::string what = std::string(report_->kind == InputKind::Latm ? "no LATM element ("
-                                                                    : "no ADTS frame (") +
-                       std::to_string(unsyncedBytes_) +
-                       (unsyncedBytes_ == 1 ? " byte" : " bytes") + " skipped";
+    std::string what =
+        std::string(report_->kind == InputKind::Latm ? "no LATM element (" : "no ADTS frame (") +
+        std::to_string(unsyncedBytes_) + (unsyncedBytes_ == 1 ? " byte" : " bytes") + " skipped";
     if (missing > 0)
         what += ", about " + std::to_string(missing) + (missing == 1 ? " frame" : " frames");
     messages_.warn("bytes " + std::to_string(unsyncedFrom_) + " to " +

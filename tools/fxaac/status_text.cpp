@@ -26,8 +26,7 @@ const char *fxaac_status_text(int32_t status)
     case FXAAC_ERR_SCALE_FACTOR: return "a scale factor below zero";
     case FXAAC_ERR_LD_WINDOW: return "a low-delay frame with a window other than one long window";
     case FXAAC_ERR_GAIN_CONTROL: return "gain control data (AAC SSR), which is not supported";
-    case FXAAC_ERR_GROUPING_RATE:
-        return "window grouping at a sampling frequency index above 11";
+    case FXAAC_ERR_GROUPING_RATE: return "window grouping at a sampling frequency index above 11";
     case FXAAC_ERR_COUPLING_ELEMENT: return "a coupling channel element, which is not supported";
     case FXAAC_ERR_MAX_SFB: return "max_sfb above the number of scale factor bands";
     case FXAAC_ERR_SECTION: return "a section ends past max_sfb, or there are too many sections";
@@ -87,15 +86,21 @@ namespace {
 std::string object_type_words(int32_t aot)
 {
     const char *name = fxaac_object_type_name(aot);
-    return "audio object type " + std::to_string(aot) + (name ? std::string(" (") + name + ")" : "");
+    return "audio object type " + std::to_string(aot) +
+           (name ? std::string(" (") + name + ")" : "");
 }
 
 // ADTS channel_configuration (ISO/IEC 14496-3 1.6.3.4) in words.
 std::string channel_words(int config)
 {
     static const char *const names[8] = {"channels given by a program configuration",
-                                         "1 channel", "2 channels", "3 channels", "4 channels",
-                                         "5 channels", "5.1 channels", "7.1 channels"};
+                                         "1 channel",
+                                         "2 channels",
+                                         "3 channels",
+                                         "4 channels",
+                                         "5 channels",
+                                         "5.1 channels",
+                                         "7.1 channels"};
     return names[config & 7];
 }
 

@@ -37,11 +37,11 @@ bool look_ahead(InputBuffer &in, bool *id3, std::string *error)
 // that fxaac does not decode.
 bool stream_kind(const InputBuffer &in, bool id3, InputKind *kind, std::string *error)
 {
-    const char *what =
-        *kind == InputKind::Unknown ? foreign_format(in.data(), in.avail(), id3) : nullptr;
-    if (what == nullptr && (*kind == InputKind::Latm || (*kind == InputKind::Unknown &&
-                                                         loas_start(in.data(), in.avail()) <
-                                                             in.avail()))) {
+    const char *what = *kind == InputKind::Unknown ? foreign_format(in.data(), in.avail(), id3)
+                                                   : nullptr;
+    if (what == nullptr &&
+        (*kind == InputKind::Latm ||
+         (*kind == InputKind::Unknown && loas_start(in.data(), in.avail()) < in.avail()))) {
         *kind = InputKind::Latm;
         return true;
     }
@@ -50,7 +50,8 @@ bool stream_kind(const InputBuffer &in, bool id3, InputKind *kind, std::string *
     if (what == nullptr && find_adts_start(in.data(), in.avail(), in.at_eof()) < in.avail()) {
         *kind = InputKind::Adts;
     } else if (what != nullptr || (what = foreign_format(in.data(), in.avail(), id3)) != nullptr) {
-        *error = std::string("the input looks like ") + what + "; fxaac decodes AAC (ADTS, "
+        *error = std::string("the input looks like ") + what +
+                 "; fxaac decodes AAC (ADTS, "
                  "ADIF, LATM/LOAS, MP4/M4A)";
         return false;
     }

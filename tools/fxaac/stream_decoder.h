@@ -19,14 +19,14 @@
 namespace fxaac_cli {
 
 struct DecodeOptions {
-    bool raw = false;      // headerless raw data blocks
-    int32_t rate = 0;      // for raw input, Hz
-    int32_t channels = 0;  // for raw input
-    bool pcm24 = false;    // 24-bit samples (int32_t words) instead of 16-bit
-    bool warnings = true;  // warnings and notes on standard error
-    bool progress = false; // progress bar on standard error
-    bool conceal = true;   // a frame of concealment for each damaged or missing frame
-    bool trim = true;      // MP4: drop the priming and padding that the file marks
+    bool raw = false;       // headerless raw data blocks
+    int32_t rate = 0;       // for raw input, Hz
+    int32_t channels = 0;   // for raw input
+    bool pcm24 = false;     // 24-bit samples (int32_t words) instead of 16-bit
+    bool warnings = true;   // warnings and notes on standard error
+    bool progress = false;  // progress bar on standard error
+    bool conceal = true;    // a frame of concealment for each damaged or missing frame
+    bool trim = true;       // MP4: drop the priming and padding that the file marks
 };
 
 struct DecodeReport {
@@ -42,14 +42,14 @@ struct DecodeReport {
     uint64_t tagBytes = 0;           // metadata tags at the end of the input
     bool sbrData = false;            // frames carry SBR data that is not decoded
     uint64_t samplesPerChannel = 0;  // concealment included
-    uint64_t payloadBytes = 0;       // compressed bytes of the frames, headers of ADTS frames included
-    std::string track;               // MP4: which track was decoded
+    uint64_t payloadBytes = 0;  // compressed bytes of the frames, headers of ADTS frames included
+    std::string track;          // MP4: which track was decoded
     std::vector<std::string> skippedTracks;
-    std::string editList;            // MP4: the track's edit list in words ("" when none)
-    std::string itunSmpb;            // MP4: the iTunSMPB tag in words ("" when none)
-    uint64_t trimmedStart = 0;       // MP4: samples per channel dropped as priming
-    uint64_t trimmedEnd = 0;         // MP4: samples per channel dropped past the edit's end
-    std::string stopReason;          // set when decoding stopped before the end of the input
+    std::string editList;       // MP4: the track's edit list in words ("" when none)
+    std::string itunSmpb;       // MP4: the iTunSMPB tag in words ("" when none)
+    uint64_t trimmedStart = 0;  // MP4: samples per channel dropped as priming
+    uint64_t trimmedEnd = 0;    // MP4: samples per channel dropped past the edit's end
+    std::string stopReason;     // set when decoding stopped before the end of the input
 };
 
 // Decodes the input. Returns false with *error when decoding cannot start

@@ -32,10 +32,8 @@ bool regular_file(FILE *file)
 
 }  // namespace
 
-WavWriter::WavWriter(FILE *file, int bits)
-    : file_(file), bits_(bits), seekable_(regular_file(file))
-{
-}
+WavWriter::WavWriter(FILE *file, int bits) : file_(file), bits_(bits), seekable_(regular_file(file))
+{}
 
 void WavWriter::header(uint8_t *h, int32_t rate, int32_t channels, int bits, uint32_t dataBytes)
 {
