@@ -14,3 +14,19 @@ int32_t aac_byte_align(BitReader *reader)
     fxaac::store_cursor(reader, c);
     return n;
 }
+
+uint32_t fxaac::load_window_near_end(const BitCursor *r)
+{
+    uint32_t w = 0;
+    for (int i = 0; i < 4; i++) {
+        uint32_t byte = (r->ptr + i < r->end) ? r->ptr[i] : 0;
+        w |= byte << (24 - 8 * i);
+    }
+    return w;
+}
+
+void fxaac::note_overrun(BitCursor *r)
+{
+    if (r->ptr > r->end || (r->ptr == r->end && r->bitPos != 0))
+        r->overrun = true;
+}

@@ -47,13 +47,17 @@ FXAAC_EXTERN_C_END
 
 namespace fxaac {
 
-// Sets the sticky flag once a bounded cursor stands past its end (at the end
-// itself, with no bit of the last byte taken, it is still inside).
-inline void note_overrun(BitCursor *r)
-{
-    if (r->end != nullptr && (r->ptr > r->end || (r->ptr == r->end && r->bitPos != 0)))
-        r->overrun = true;
-}
+// The two rare paths of a bounded cursor, out of line so that every field
+// read stays a few instructions: the window of the last bytes (bytes at or
+// past the end read as zero), and setting the sticky flag once the cursor
+// stands past its end (at the end itself, with no bit of the last byte
+// taken, it is still inside).
+uint32_t load_window_near_end(const BitCursor *r);
+void note_overrun(BitCursor *r);
+
+// True when a bounded cursor has its last byte or less left, or is past the
+// end: only then can it stand past the end.
+inline bool near_end(const BitCursor *r) { return r->end != nullptr && r->end - r->ptr <= 1; }
 
 // Starts an unbounded cursor at buffer.
 inline void aac_initbits(BitCursor *r, const uint8_t *buffer)
@@ -78,7 +82,8 @@ inline int32_t aac_byte_align(BitCursor *r)
     r->bitsConsumed += n;
     r->bitPos = 0;
     r->ptr += 1;
-    note_overrun(r);
+    if (near_end(r))
+        note_overrun(r);
     return n;
 }
 
@@ -98,17 +103,11 @@ inline void store_cursor(BitReader *r, const BitCursor &c)
 inline uint32_t load_window(const BitCursor *r)
 {
     const uint8_t *p = r->ptr;
-    if (r->end == nullptr || (r->end > p && r->end - p >= 4)) {
-        uint32_t w;
-        std::memcpy(&w, p, 4);
-        return __builtin_bswap32(w);
-    }
-    uint32_t w = 0;
-    for (int i = 0; i < 4; i++) {
-        uint32_t byte = (p + i < r->end) ? p[i] : 0;
-        w |= byte << (24 - 8 * i);
-    }
-    return w;
+    if (r->end != nullptr && !(r->end > p && r->end - p >= 4))
+        return load_window_near_end(r);
+    uint32_t w;
+    std::memcpy(&w, p, 4);
+    return __builtin_bswap32(w);
 }
 
 // Advances by n bits (any n >= 0); the pointer moves by whole bytes.
@@ -118,7 +117,8 @@ inline void skip_bits(BitCursor *r, uint32_t n)
     r->ptr += pos >> 3;
     r->bitPos = pos & 7;
     r->bitsConsumed += static_cast<int32_t>(n);
-    note_overrun(r);
+    if (near_end(r))
+        note_overrun(r);
 }
 
 // Skips whole bytes: the bit position is unchanged.
@@ -126,7 +126,8 @@ inline void skip_bytes(BitCursor *r, uint32_t bytes)
 {
     r->ptr += bytes;
     r->bitsConsumed += static_cast<int32_t>(8 * bytes);
-    note_overrun(r);
+    if (near_end(r))
+        note_overrun(r);
 }
 
 // The next n bits (1 to 25) as an unsigned value, without advancing.
