@@ -279,26 +279,25 @@ TEST(Latm, ConfigWithAProgramConfigElementDecodesLikeTheConfigStream)
 
 TEST(Latm, UnsupportedMultiplexesAreRefusedWithTheirCodes)
 {
-    Mux m;
-    EXPECT_EQ(first_element_code(m), FXAAC_OK);
-    m.numProgram = 1;
-    EXPECT_EQ(first_element_code(m), FXAAC_ERR_LATM_CONFIG);
-    m = Mux{};
-    m.numLayer = 2;
-    EXPECT_EQ(first_element_code(m), FXAAC_ERR_LATM_CONFIG);
-    m = Mux{};
-    m.version = 1;
-    m.versionA = 1;
-    EXPECT_EQ(first_element_code(m), FXAAC_ERR_LATM_CONFIG);
-    m = Mux{};
-    m.numSubFrames = 1;
-    EXPECT_EQ(first_element_code(m), FXAAC_ERR_LATM_SUBFRAMES);
-    m = Mux{};
-    m.frameLengthType = 1;
-    EXPECT_EQ(first_element_code(m), FXAAC_ERR_LATM_FRAME_LENGTH);
-    m = Mux{};
-    m.objectType = 5;  // explicit SBR signalling
-    EXPECT_EQ(first_element_code(m), FXAAC_ERR_OBJECT_TYPE);
+    struct Case {
+        const char *what;
+        void (*change)(Mux *);
+        int32_t code;
+    };
+    const Case cases[] = {
+        {"supported", [](Mux *) {}, FXAAC_OK},
+        {"two programs", [](Mux *m) { m->numProgram = 1; }, FXAAC_ERR_LATM_CONFIG},
+        {"three layers", [](Mux *m) { m->numLayer = 2; }, FXAAC_ERR_LATM_CONFIG},
+        {"audioMuxVersionA 1", [](Mux *m) { m->version = m->versionA = 1; }, FXAAC_ERR_LATM_CONFIG},
+        {"two subframes", [](Mux *m) { m->numSubFrames = 1; }, FXAAC_ERR_LATM_SUBFRAMES},
+        {"frameLengthType 1", [](Mux *m) { m->frameLengthType = 1; }, FXAAC_ERR_LATM_FRAME_LENGTH},
+        {"explicit SBR signalling", [](Mux *m) { m->objectType = 5; }, FXAAC_ERR_OBJECT_TYPE},
+    };
+    for (const Case &c : cases) {
+        Mux m;
+        c.change(&m);
+        EXPECT_EQ(first_element_code(m), c.code) << c.what;
+    }
 }
 
 TEST(Latm, ElementsWithoutAUsableConfigFailUntilOneArrives)
