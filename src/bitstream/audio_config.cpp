@@ -12,18 +12,62 @@ const uint32_t sample_rates[17] = {
 };
 
 namespace {
+constexpr uint32_t kObjectTypeSbr = 5;
+constexpr uint32_t kObjectTypePs = 29;
+constexpr uint32_t kSyncExtensionSbr = 0x2b7;
+constexpr uint32_t kSyncExtensionPs = 0x548;
 constexpr uint32_t kObjectTypeErLc = 17;
 // Object types above this one use the error-resilient syntax.
 constexpr uint32_t kLastNonResilientType = 16;
 }  // namespace
 
-int32_t read_audio_specific_config(BitCursor *reader, AudioConfig *out)
+namespace {
+
+// The backward-compatible HE-AAC signalling after the core config
+// (ISO/IEC 14496-3 1.6.5.2): syncExtensionType 0x2b7, object type 5,
+// sbrPresentFlag, extensionSamplingFrequencyIndex, then optionally 0x548 and
+// psPresentFlag. Read only while the config's known length leaves room.
+void read_sync_extension(BitCursor *reader, int32_t totalBits, AudioConfig *out)
+{
+    auto left = [&] { return totalBits - aac_get_processed_bits(reader); };
+    if (totalBits < 0 || left() < 16 || peek_bits(reader, 11) != kSyncExtensionSbr)
+        return;
+    skip_bits(reader, 11);
+    if (read_bits(reader, 5) != kObjectTypeSbr)
+        return;
+    if (read_bits(reader, 1) == 0) {
+        out->noSbrSignalled = 1;
+        return;
+    }
+    out->sbrSignalled = 1;
+    out->extensionSfIndex = read_bits(reader, 4);
+    if (left() >= 12 && peek_bits(reader, 11) == kSyncExtensionPs) {
+        skip_bits(reader, 11);
+        out->psSignalled = static_cast<uint8_t>(read_bits(reader, 1));
+    }
+}
+
+}  // namespace
+
+int32_t read_audio_specific_config(BitCursor *reader, AudioConfig *out,
+                                   const ConfigOptions &options)
 {
     // No escapes: an object type of 31 or an index of 15 is taken as it stands
     // and refused below, so no explicit frequency is ever read.
     uint32_t objectType = read_bits(reader, 5);
     uint32_t sfIndex = read_bits(reader, 4);
     uint32_t channelConfig = read_bits(reader, 4);
+    out->sbrSignalled = out->psSignalled = out->noSbrSignalled = 0;
+    out->extensionSfIndex = 0;
+    if (options.sbr && (objectType == kObjectTypeSbr || objectType == kObjectTypePs)) {
+        // Explicit HE-AAC: the output rate's index, then the core's type.
+        out->sbrSignalled = 1;
+        out->psSignalled = objectType == kObjectTypePs;
+        out->extensionSfIndex = read_bits(reader, 4);
+        objectType = read_bits(reader, 5);
+        if (out->extensionSfIndex == 15)  // an explicit frequency: not taken
+            return FXAAC_ERR_SAMPLE_RATE_INDEX;
+    }
     out->sampleRate = sample_rates[sfIndex];
     out->channelConfig = channelConfig;
     out->sfIndex = sfIndex;
@@ -48,13 +92,16 @@ int32_t read_audio_specific_config(BitCursor *reader, AudioConfig *out)
     } else if (ga < 0) {
         return ga;
     }
+    if (options.sbr && !out->sbrSignalled)
+        read_sync_extension(reader, options.totalBits, out);
     return 0;
 }
 
-int32_t parse_audio_specific_config(BitCursor *reader, AudioConfig *out)
+int32_t parse_audio_specific_config(BitCursor *reader, AudioConfig *out,
+                                    const ConfigOptions &options)
 {
     aac_byte_align(reader);
-    int32_t result = read_audio_specific_config(reader, out);
+    int32_t result = read_audio_specific_config(reader, out, options);
     if (result < 0)
         return result;
     aac_byte_align(reader);
@@ -73,14 +120,11 @@ int32_t fxaac::AudioSpecificConfig_AAC(const uint8_t *buffer, uint32_t *sampleRa
 {
     BitCursor reader;
     aac_initbits(&reader, buffer);
-    AudioConfig cfg = {0,
-                       0,
-                       0,
-                       0,
-                       *sectionResilience,
-                       *scalefactorResilience,
-                       *spectralResilience,
-                       *frameLengthFlag};
+    AudioConfig cfg = {};
+    cfg.sectionResilience = *sectionResilience;
+    cfg.scalefactorResilience = *scalefactorResilience;
+    cfg.spectralResilience = *spectralResilience;
+    cfg.frameLengthFlag = *frameLengthFlag;
     int32_t result = parse_audio_specific_config(&reader, &cfg);
     *sampleRate = cfg.sampleRate;
     *channelConfig = cfg.channelConfig;

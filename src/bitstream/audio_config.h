@@ -37,6 +37,21 @@ struct AudioConfig {
     uint8_t scalefactorResilience;
     uint8_t spectralResilience;
     uint8_t frameLengthFlag;
+    // HE-AAC signalling (read only when ConfigOptions::sbr is set):
+    uint8_t sbrSignalled;        // 1: explicit SBR (object type 5 or 29, or the sync extension)
+    uint8_t psSignalled;         // 1: parametric stereo signalled (object type 29 or 0x548)
+    uint8_t noSbrSignalled;      // 1: the sync extension says sbrPresentFlag 0
+    uint32_t extensionSfIndex;  // extensionSamplingFrequencyIndex when sbrSignalled
+};
+
+// How an AudioSpecificConfig is read. sbr: object types 5 and 29 are taken
+// (their core config follows) and the backward-compatible sync extensions
+// 0x2b7 (SBR) and 0x548 (PS) after the core config are looked for when
+// totalBits (the config's length in bits, when the container tells it) leaves
+// room for them.
+struct ConfigOptions {
+    bool sbr = false;
+    int32_t totalBits = -1;
 };
 
 namespace fxaac {
@@ -62,10 +77,12 @@ int32_t get_adif_header(AdifHeader *adif, BitCursor *reader);
 
 namespace fxaac {
 // AudioSpecificConfig read through a reader that starts on its first byte.
-int32_t parse_audio_specific_config(BitCursor *reader, AudioConfig *out);
+int32_t parse_audio_specific_config(BitCursor *reader, AudioConfig *out,
+                                    const ConfigOptions &options = {});
 // Its fields alone: 0 or a negative code, the reader left just past the last
 // field with no alignment (LATM carries the config without byte padding).
-int32_t read_audio_specific_config(BitCursor *reader, AudioConfig *out);
+int32_t read_audio_specific_config(BitCursor *reader, AudioConfig *out,
+                                   const ConfigOptions &options = {});
 }  // namespace fxaac
 
 #endif  // FXAAC_BITSTREAM_AUDIO_CONFIG_H

@@ -45,13 +45,13 @@ bool other_data_bits_v0(BitCursor *r, uint32_t *bits)
 // bit, parses it there (alignment inside it, as in a program config element,
 // is relative to its start), and advances the reader past it.
 int32_t mux_audio_specific_config(BitCursor *r, const uint8_t *data, int32_t elementBytes,
-                                  LatmMuxConfig *cfg)
+                                  LatmMuxConfig *cfg, const ConfigOptions &options)
 {
     copy_bits(cfg->asc, FXAAC_LATM_CONFIG_BYTES, data, elementBytes, r->bitsConsumed);
     BitCursor a;
     init_bounded(&a, cfg->asc, FXAAC_LATM_CONFIG_BYTES);
     AudioConfig parsed = {};
-    int32_t result = read_audio_specific_config(&a, &parsed);
+    int32_t result = read_audio_specific_config(&a, &parsed, options);
     if (result < 0)
         return result;
     if (bits_available(&a, cfg->asc) < 0)
@@ -69,12 +69,17 @@ int32_t mux_audio_specific_config(BitCursor *r, const uint8_t *data, int32_t ele
 // The program 0, layer 0 part of StreamMuxConfig: its AudioSpecificConfig
 // (for audioMuxVersion 1 behind ascLen, with fill bits after it) and its
 // frame length fields.
-int32_t mux_stream(BitCursor *r, const uint8_t *data, int32_t elementBytes, LatmMuxConfig *cfg)
+int32_t mux_stream(BitCursor *r, const uint8_t *data, int32_t elementBytes, LatmMuxConfig *cfg,
+                   bool sbr)
 {
     uint32_t ascLen = cfg->audioMuxVersion == 1 ? latm_value(r) : 0;
     if (bits_available(r, data) < 0)
         return FXAAC_ERR_LATM_LENGTH;
-    int32_t result = mux_audio_specific_config(r, data, elementBytes, cfg);
+    ConfigOptions options;
+    options.sbr = sbr;
+    if (cfg->audioMuxVersion == 1 && ascLen <= 8 * FXAAC_LATM_CONFIG_BYTES)
+        options.totalBits = static_cast<int32_t>(ascLen);  // room for the sync extension
+    int32_t result = mux_audio_specific_config(r, data, elementBytes, cfg, options);
     if (result < 0)
         return result;
     if (cfg->audioMuxVersion == 1) {
@@ -91,7 +96,7 @@ int32_t mux_stream(BitCursor *r, const uint8_t *data, int32_t elementBytes, Latm
 
 // StreamMuxConfig(), reader just past useSameStreamMux.
 int32_t stream_mux_config(BitCursor *r, const uint8_t *data, int32_t elementBytes,
-                          LatmMuxConfig *cfg)
+                          LatmMuxConfig *cfg, bool sbr)
 {
     cfg->audioMuxVersion = static_cast<uint8_t>(read_bits(r, 1));
     if (cfg->audioMuxVersion == 1) {
@@ -109,7 +114,7 @@ int32_t stream_mux_config(BitCursor *r, const uint8_t *data, int32_t elementByte
         return FXAAC_ERR_LATM_CONFIG;
     if (cfg->numSubFrames != 0)
         return FXAAC_ERR_LATM_SUBFRAMES;
-    int32_t result = mux_stream(r, data, elementBytes, cfg);
+    int32_t result = mux_stream(r, data, elementBytes, cfg, sbr);
     if (result < 0)
         return result;
     cfg->otherDataPresent = static_cast<uint8_t>(read_bits(r, 1));
@@ -162,14 +167,14 @@ int32_t loas_element_bytes(const uint8_t *data)
 }
 
 int32_t parse_audio_mux_element(const uint8_t *data, int32_t elementBytes,
-                                const LatmMuxConfig *current, LatmElement *out)
+                                const LatmMuxConfig *current, LatmElement *out, bool sbr)
 {
     BitCursor r;
     init_bounded(&r, data, elementBytes);
     skip_bits(&r, 11 + kLengthBits);
     out->newConfig = read_bits(&r, 1) == 0;  // useSameStreamMux
     if (out->newConfig) {
-        int32_t result = stream_mux_config(&r, data, elementBytes, &out->config);
+        int32_t result = stream_mux_config(&r, data, elementBytes, &out->config, sbr);
         if (result < 0)
             return result;
     } else if (current == nullptr) {

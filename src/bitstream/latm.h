@@ -40,9 +40,10 @@ struct LatmElement {
 // payload is longer than FXAAC_LATM_PAYLOAD_BYTES; FXAAC_ERR_LATM_NO_CONFIG
 // for useSameStreamMux without a config; or the code that refuses the
 // element's StreamMuxConfig or AudioSpecificConfig (then out->newConfig is
-// set and the rest of the element is not parsed).
+// set and the rest of the element is not parsed). sbr: configs that signal
+// SBR (object type 5 or 29, the sync extension) are taken.
 int32_t parse_audio_mux_element(const uint8_t *data, int32_t elementBytes,
-                                const LatmMuxConfig *current, LatmElement *out);
+                                const LatmMuxConfig *current, LatmElement *out, bool sbr = false);
 
 // Copies bytes * 8 bits of data[0, dataBytes), starting at bit firstBit, to
 // dst; bits past the data read as zero.

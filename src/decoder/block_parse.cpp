@@ -93,6 +93,27 @@ int32_t misplaced(uint32_t id, int elements, Block *b)
     return 0;
 }
 
+// A fill element at r (on its count field): when it carries SBR data after
+// a channel element, the payload's place goes to the block for the SBR
+// decoder. The cursor is a copy: the fill element's own reading skips it.
+void note_sbr_payload(BitCursor r, int elements, Block *b)
+{
+    constexpr uint32_t kCountEscape = 15, kSbrData = 13, kSbrDataCrc = 14;
+    uint32_t count = read_bits(&r, 4);
+    if (count == kCountEscape)
+        count += read_bits(&r, 8) - 1;
+    if (count == 0 || elements == 0 || b->sbrPayloads == 2)
+        return;
+    const uint32_t type = read_bits(&r, 4);
+    const uint8_t element = static_cast<uint8_t>(elements - 1);
+    if ((type != kSbrData && type != kSbrDataCrc) || r.overrun ||
+        (b->sbrPayloads == 1 && b->sbr[0].element == element))
+        return;  // one payload per element: the first
+    b->sbr[b->sbrPayloads++] = SbrPayloadRef{r.ptr, static_cast<int32_t>(r.bitPos),
+                                             static_cast<int32_t>(8 * count - 4),
+                                             static_cast<uint8_t>(type == kSbrDataCrc), element};
+}
+
 // One element after its id: the status it leaves (negative codes of a
 // program config element are kept but do not fail the block).
 int32_t parse_element(AacDecoder *dec, BitCursor *r, uint32_t id, const FrameBuffers &buf, Block *b,
@@ -111,6 +132,7 @@ int32_t parse_element(AacDecoder *dec, BitCursor *r, uint32_t id, const FrameBuf
         return program_config_element(&pce, r);
     }
     default:  // kFil
+        note_sbr_payload(*r, *elements, b);
         dec->fillExtensions |= VorNexAACPlus_GetSbrBitStream(r);
         return b->code;
     }

@@ -13,6 +13,18 @@
 
 namespace fxaac {
 
+// Where a fill element's SBR extension payload lies (ISO/IEC 14496-3
+// sbr_extension_data): from bit bitPos of ptr on, bits long, inside the
+// frame's data. element: 0 for the first channel element of the block, 1
+// for the second single channel element.
+struct SbrPayloadRef {
+    const uint8_t *ptr = nullptr;
+    int32_t bitPos = 0;
+    int32_t bits = 0;
+    uint8_t crc = 0;  // extension type EXT_SBR_DATA_CRC
+    uint8_t element = 0;
+};
+
 // What the parse of one block leaves for reconstruction and synthesis.
 struct Block {
     int channels = 0;
@@ -21,6 +33,8 @@ struct Block {
     const char *message = nullptr;  // the diagnostic of a misplaced element
     int32_t windowSequence[2] = {0, 0};
     int32_t windowShape[2] = {0, 0};
+    int sbrPayloads = 0;  // SBR payloads met after a channel element
+    SbrPayloadRef sbr[2];
 };
 
 // Clears the element record, binds its section lists and parses elements

@@ -12,6 +12,7 @@
 
 #include <fxaac/fxaac.h>
 
+#include "decoder/frame_stage.h"
 #include "filterbank/pcm_output.h"
 
 namespace {
@@ -28,6 +29,14 @@ void fade_out(int32_t *x)
 }
 
 }  // namespace
+
+void fxaac::conceal_channel(AacDecoder *instance, int channel, int32_t *handOff)
+{
+    int32_t *overlap = instance->overlap[channel];
+    fade_out(overlap);
+    myPCMtoSBR(handOff, overlap, 1, kFrame);
+    std::memset(overlap, 0, sizeof instance->overlap[channel]);
+}
 
 int32_t AACPlusConcealFrame(AacDecoder *instance, void *output, FrameStatus *status)
 {

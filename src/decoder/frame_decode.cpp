@@ -51,7 +51,7 @@ int32_t end_failed_block(AacDecoder *dec, const BitCursor &r, const FrameInput &
 }
 
 int32_t decode_frame(AacDecoder *dec, const FrameInput &in, void *output, FrameStatus *status,
-                     const int32_t *sbrFlag)
+                     const int32_t *sbrFlag, const FrameHook *hook = nullptr)
 {
     const ParseState saved = save_parse_state(dec);
     FrameBuffers buf = plan_frame_buffers(dec, output);
@@ -89,9 +89,11 @@ int32_t decode_frame(AacDecoder *dec, const FrameInput &in, void *output, FrameS
     status->errorCode = b.code;
     status->bytesConsumed = aac_get_processed_bits(&r) >> 3;
     status->outputSamples = b.channels * (dec->objectType == kObjectTypeLd ? N / 2 : N);
+    const bool hooked = hook != nullptr && hook->parsed(hook->sink.ctx, b);
     if (b.channels > 0) {
         reconstruct_block(dec, &buf, &b);
-        synthesize_block(dec, &buf, b, output, sbrFlag != nullptr ? *sbrFlag : 0);
+        synthesize_block(dec, &buf, b, output, sbrFlag != nullptr ? *sbrFlag : 0,
+                         hooked ? &hook->sink : nullptr);
         dec->lastChannels = b.channels;  // the layout AACPlusConcealFrame repeats
     }
     dec->frameCount++;
@@ -105,6 +107,14 @@ int32_t fxaac::decode_raw_data(AacDecoder *instance, const uint8_t *input, int32
 {
     return decode_frame(instance, FrameInput{input, inputBytes < 0 ? 0 : inputBytes}, output,
                         status, sbrFlag);
+}
+
+int32_t fxaac::decode_raw_data_hooked(AacDecoder *instance, const uint8_t *input,
+                                      int32_t inputBytes, void *output, FrameStatus *status,
+                                      const FrameHook &hook)
+{
+    return decode_frame(instance, FrameInput{input, inputBytes < 0 ? 0 : inputBytes}, output,
+                        status, nullptr, &hook);
 }
 
 int32_t AACPlusDecode(AacDecoder *instance, const uint8_t *input, void *output, FrameStatus *status,

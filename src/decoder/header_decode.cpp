@@ -65,14 +65,17 @@ int32_t decode_adts(AacDecoder *dec, BitCursor *reader)
     return result;
 }
 
-int32_t decode_audio_specific_config(AacDecoder *dec, const uint8_t *input)
+int32_t decode_audio_specific_config(AacDecoder *dec, const uint8_t *input, ConfigOptions options,
+                                     AudioConfig *parsed)
 {
     bool marked = starts_with(input, "HEAAC", kMarkerBytes);
     int32_t markedLength = marked ? input[kMarkerBytes] : 0;
     const uint8_t *config = marked ? input + kMarkerBytes + 1 : input;
+    if (marked)  // the length byte counts itself and the config
+        options.totalBits = markedLength > 1 ? 8 * (markedLength - 1) : 0;
     BitCursor reader;
     aac_initbits(&reader, config);
-    int32_t result = configure_audio_specific_config(dec, &reader);
+    int32_t result = configure_audio_specific_config(dec, &reader, options, parsed);
     if (result < 0)
         return result;
     return marked ? markedLength + kMarkerBytes : result;
@@ -80,7 +83,8 @@ int32_t decode_audio_specific_config(AacDecoder *dec, const uint8_t *input)
 
 }  // namespace
 
-int32_t fxaac::configure_audio_specific_config(AacDecoder *dec, BitCursor *reader)
+int32_t fxaac::configure_audio_specific_config(AacDecoder *dec, BitCursor *reader,
+                                               const ConfigOptions &options, AudioConfig *parsed)
 {
     // The resilience flags are written only when the configuration carries
     // them, so they start from the instance's current values.
@@ -88,7 +92,9 @@ int32_t fxaac::configure_audio_specific_config(AacDecoder *dec, BitCursor *reade
     cfg.sectionResilience = dec->sectionResilience;
     cfg.scalefactorResilience = dec->scalefactorResilience;
     cfg.spectralResilience = dec->spectralResilience;
-    int32_t result = static_cast<int16_t>(parse_audio_specific_config(reader, &cfg));
+    int32_t result = static_cast<int16_t>(parse_audio_specific_config(reader, &cfg, options));
+    if (parsed != nullptr)
+        *parsed = cfg;
     dec->sampleRate = static_cast<int32_t>(cfg.sampleRate);
     dec->channels = static_cast<int32_t>(cfg.channelConfig);
     dec->sfIndex = static_cast<int32_t>(cfg.sfIndex);
@@ -119,6 +125,12 @@ int32_t sample_rate_index(int32_t rate)
 
 int32_t AACPlusHeaderDecode(DecoderConfig config, AacDecoder *instance, const uint8_t *input)
 {
+    return fxaac::decode_header(config, instance, input, ConfigOptions{}, nullptr);
+}
+
+int32_t fxaac::decode_header(DecoderConfig config, AacDecoder *instance, const uint8_t *input,
+                             const ConfigOptions &options, AudioConfig *parsed)
+{
     instance->sfIndex = sample_rate_index(instance->sampleRate);
     instance->objectType = instance->defaultObjectType;
 
@@ -138,6 +150,6 @@ int32_t AACPlusHeaderDecode(DecoderConfig config, AacDecoder *instance, const ui
     else if (input[0] == 0xFF && (input[1] & 0xF0) == 0xF0)
         result = decode_adts(instance, &reader);
     else
-        result = decode_audio_specific_config(instance, input);
+        result = decode_audio_specific_config(instance, input, options, parsed);
     return static_cast<int16_t>(result);
 }

@@ -37,14 +37,21 @@ bool same_config(const LatmMuxConfig &a, const LatmMuxConfig &b)
 // A StreamMuxConfig met in an element: a new or changed one sets up the
 // instance. Returns 0 or the code that refuses it (kept for the elements
 // that refer to it).
-int32_t adopt_config(AacDecoder *dec, LatmState *latm, const LatmMuxConfig &cfg)
+int32_t adopt_config(AacDecoder *dec, LatmState *latm, const LatmMuxConfig &cfg,
+                     const LatmLayer *layer)
 {
     if (latm->configStatus == 0 && same_config(cfg, latm->config))
         return 0;
     latm->config = cfg;
     BitCursor r;
     init_bounded(&r, latm->config.asc, FXAAC_LATM_CONFIG_BYTES);
-    int32_t result = configure_audio_specific_config(dec, &r);
+    ConfigOptions options;
+    options.sbr = layer != nullptr;
+    options.totalBits = static_cast<int32_t>(cfg.ascBits);
+    AudioConfig parsed = {};
+    int32_t result = configure_audio_specific_config(dec, &r, options, &parsed);
+    if (result >= 0 && layer != nullptr)
+        layer->configured(layer->ctx, parsed);
     latm->configStatus = result < 0 ? result : 0;
     dec->isAdts = 0;  // blocks arrive without ADTS headers
     dec->rawBlocksLeft = 0;
@@ -67,12 +74,16 @@ int32_t element_failure(LatmState *latm, const LatmElement &e, int32_t code)
 
 // The payload of a parsed element through the frame stage.
 int32_t decode_payload(AacDecoder *dec, LatmState *latm, const uint8_t *element,
-                       int32_t elementBytes, const LatmElement &e, void *output, FrameStatus *st)
+                       int32_t elementBytes, const LatmElement &e, void *output, FrameStatus *st,
+                       const LatmLayer *layer)
 {
     copy_bits(latm->payload, e.payloadBytes, element, elementBytes, e.payloadBit);
     latm->payloadBytes = e.payloadBytes;
     const int32_t noSbr = 0;
-    decode_raw_data(dec, latm->payload, e.payloadBytes, output, st, &noSbr);
+    if (layer != nullptr)
+        layer->decode(layer->ctx, latm->payload, e.payloadBytes, output, st);
+    else
+        decode_raw_data(dec, latm->payload, e.payloadBytes, output, st, &noSbr);
     // A block that runs past its payload is damaged, not incomplete.
     if (st->errorCode == FXAAC_ERR_NEED_MORE_INPUT)
         return finish(st, FXAAC_ERR_FRAME_OVERRUN, elementBytes);
@@ -93,6 +104,13 @@ void AACPlusLatmInit(LatmState *latm)
 int32_t AACPlusDecodeLatm(AacDecoder *instance, LatmState *latm, const uint8_t *input,
                           int32_t inputBytes, void *output, FrameStatus *status)
 {
+    return fxaac::decode_latm(instance, latm, input, inputBytes, output, status, nullptr);
+}
+
+int32_t fxaac::decode_latm(AacDecoder *instance, LatmState *latm, const uint8_t *input,
+                           int32_t inputBytes, void *output, FrameStatus *status,
+                           const LatmLayer *layer)
+{
     std::memset(status, 0, sizeof *status);
     const int32_t n = inputBytes > 0 ? inputBytes : 0;
     const int32_t sync = find_loas_sync(input, n);
@@ -105,14 +123,14 @@ int32_t AACPlusDecodeLatm(AacDecoder *instance, LatmState *latm, const uint8_t *
         return finish(status, FXAAC_ERR_NEED_MORE_INPUT, 0);
 
     LatmElement e;
-    int32_t code = parse_audio_mux_element(input, elementBytes,
-                                           latm->configStatus == 0 ? &latm->config : nullptr, &e);
+    int32_t code = parse_audio_mux_element(
+        input, elementBytes, latm->configStatus == 0 ? &latm->config : nullptr, &e, layer != nullptr);
     // A damaged length or a false sync word: search on from the next byte.
     if (code == FXAAC_ERR_LATM_LENGTH || (code != 0 && !sync_follows(input, n, elementBytes)))
         return finish(status, FXAAC_ERR_LATM_LENGTH, 1);
     if (code != 0)
         return finish(status, element_failure(latm, e, code), elementBytes);
-    if (e.newConfig && (code = adopt_config(instance, latm, e.config)) != 0)
+    if (e.newConfig && (code = adopt_config(instance, latm, e.config, layer)) != 0)
         return finish(status, code, elementBytes);
-    return decode_payload(instance, latm, input, elementBytes, e, output, status);
+    return decode_payload(instance, latm, input, elementBytes, e, output, status, layer);
 }

@@ -10,11 +10,11 @@ namespace {
 
 const char kHelp[] =
     "NAME\n"
-    "    fxaac - decode MPEG-2/4 AAC Low Complexity audio to WAV\n"
+    "    fxaac - decode MPEG-2/4 AAC (AAC-LC and HE-AAC) audio to WAV\n"
     "\n"
     "SYNOPSIS\n"
     "    fxaac decode IN [-o OUT] [--format s16|s24] [--raw --rate R --channels C]\n"
-    "                 [--no-conceal] [--no-trim] [--quiet]\n"
+    "                 [--no-conceal] [--no-trim] [--downsampled] [--quiet]\n"
     "    fxaac info IN [--raw --rate R --channels C] [--no-conceal] [--no-trim] [--quiet]\n"
     "    fxaac --help | --version\n"
     "\n"
@@ -31,6 +31,10 @@ const char kHelp[] =
     "    decoded (other tracks are skipped). Headerless raw data blocks need --raw\n"
     "    with their rate and channel count. IN or OUT may be '-' for standard input\n"
     "    or output.\n"
+    "\n"
+    "    HE-AAC (AAC-LC with SBR, signalled in the configuration or only by the\n"
+    "    SBR data of its frames) is decoded with its high band at twice the core's\n"
+    "    rate, as other players do; --downsampled keeps the core's rate.\n"
     "\n"
     "    MP4/M4A files are played gapless: the encoder priming and padding that the\n"
     "    edit list and the iTunSMPB tag mark are dropped, so the output spans the\n"
@@ -54,6 +58,7 @@ const char kHelp[] =
     "    --no-conceal       leave damaged and missing frames out instead of\n"
     "                       concealing them (the audio after them comes early)\n"
     "    --no-trim          MP4: keep every decoded sample, priming and padding too\n"
+    "    --downsampled      HE-AAC: output at the core's rate (half the usual)\n"
     "    -q, --quiet        no progress bar, no warnings or notes (errors only)\n"
     "    -h, --help         show this text\n"
     "    -V, --version      show the version\n"
@@ -142,6 +147,8 @@ private:
             a_.options.raw = true;
         else if (arg == "--no-trim")
             a_.options.trim = false;
+        else if (arg == "--downsampled")
+            a_.options.downsampled = true;
         else if (arg == "-q" || arg == "--quiet")
             a_.quiet = true;
         else if (arg == "--no-conceal")

@@ -45,7 +45,7 @@ void set_gapless_span(Session &s, const Mp4Track &track)
     DecodeReport &r = s.report();
     r.editList = mp4_edit_list_text(track, r.sampleRate);
     r.itunSmpb = mp4_itun_smpb_text(track);
-    const Mp4Trim trim = mp4_trim(track, r.sampleRate, FXAAC_FRAME_LENGTH);
+    const Mp4Trim trim = mp4_trim(track, r.sampleRate, s.frame_length());
     if (s.trims() && (trim.fromEditList || trim.fromItunSmpb))
         s.trim().keep(trim.skip, trim.end);
 }
@@ -59,7 +59,7 @@ bool start_track(Session &s, const Mp4Track &track, std::string *error)
               " (track ID " + std::to_string(track.trackId) + ")";
     const std::vector<uint8_t> &asc = track.audioSpecificConfig;
     r.audioObjectType = asc_object_type(asc.data(), asc.size());
-    if (r.audioObjectType != 2 && r.audioObjectType != 17) {
+    if (r.audioObjectType != 2 && r.audioObjectType != 5 && r.audioObjectType != 17) {
         *error = track_prefix(track) + fxaac_unsupported_type_text(r.audioObjectType);
         return false;
     }
@@ -79,7 +79,7 @@ bool start_track(Session &s, const Mp4Track &track, std::string *error)
 }
 
 // One access unit through the frame call. False when decoding must stop.
-bool decode_unit(Session &s, ByteSource &source, const Mp4Sample &sample,
+bool decode_unit(Session &s, ByteSource &source, const Mp4Track &track, const Mp4Sample &sample,
                  std::vector<uint8_t> *unit, std::string *error)
 {
     s.report().payloadBytes += sample.size;
@@ -98,6 +98,10 @@ bool decode_unit(Session &s, ByteSource &source, const Mp4Sample &sample,
     }
     FrameStatus status;
     s.call(unit->data(), sample.size, &status);
+    // The output rate is known from the first frame on (HE-AAC doubles it):
+    // the gapless span counts in its samples.
+    if (status.outputSamples > 0 && s.first_frame())
+        set_gapless_span(s, track);
     if (status.outputSamples > 0)
         return s.deliver(status, error);
     if (status.errorCode == FXAAC_ERR_NEED_MORE_INPUT)
@@ -117,7 +121,7 @@ bool decode_units(Session &s, ByteSource &source, const Mp4Track &track, std::st
     std::vector<uint8_t> unit;
     while (cursor.next(&sample)) {
         s.at(sample.offset, cursor.index());
-        if (!decode_unit(s, source, sample, &unit, error))
+        if (!decode_unit(s, source, track, sample, &unit, error))
             return false;
         s.progress.update(cursor.index(), track.sampleCount, s.seconds());
     }

@@ -28,9 +28,10 @@ void print_info(FILE *out, const DecodeReport &r, bool trim)
     std::fprintf(out, "%-15s%s\n", "input", input_kind_name(r.kind));
     if (!r.track.empty())
         std::fprintf(out, "%-15s%s\n", "track", r.track.c_str());
-    std::fprintf(out, "%-15s%s (audio object type %d)%s\n", "object type",
+    std::fprintf(out, "%-15s%s (audio object type %d)%s%s\n", "object type",
                  typeName ? typeName : "unknown", r.audioObjectType,
-                 r.kind == InputKind::Raw ? ", assumed for raw input" : "");
+                 r.kind == InputKind::Raw ? ", assumed for raw input" : "",
+                 r.sbr ? ", with SBR: HE-AAC" : "");
     std::fprintf(out, "%-15s%d Hz\n", "sampling rate", r.sampleRate);
     std::fprintf(out, "%-15s%d\n", "channels", r.channels);
     std::fprintf(out, "%-15s%" PRIu64 "\n", "frames", r.frames);
@@ -58,6 +59,9 @@ void print_info(FILE *out, const DecodeReport &r, bool trim)
                      r.leadingBytes);
     if (r.tagBytes > 0)
         std::fprintf(out, "%-15s%" PRIu64 " bytes of tags at the end\n", "metadata", r.tagBytes);
+    if (r.sbrErrors > 0)
+        std::fprintf(out, "%-15s%" PRIu64 " frames without a high band (SBR data refused)\n",
+                     "SBR errors", r.sbrErrors);
     if (r.sbrData)
         std::fprintf(out, "%-15sSBR data present, not decoded (HE-AAC at %d Hz)\n", "note",
                      2 * r.sampleRate);

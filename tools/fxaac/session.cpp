@@ -7,10 +7,6 @@ namespace fxaac_cli {
 
 namespace {
 
-// Header decoding has no length bound; its copy of the input is followed by
-// zeros, more than the longest ADIF header or AudioSpecificConfig can read.
-constexpr size_t kHeaderPadding = 64 * 1024;
-
 int32_t audio_object_type(const AacDecoder &d, InputKind kind)
 {
     if (kind == InputKind::Raw)
@@ -21,10 +17,10 @@ int32_t audio_object_type(const AacDecoder &d, InputKind kind)
 
 }  // namespace
 
-// The caller-owned decoder memory: the instance and its work area.
+// The caller-owned decoder memory: the HE-AAC decoder record, which holds
+// the AAC core, its work area and the SBR decoder.
 struct Session::DecoderMemory {
-    AacDecoder instance;
-    DecoderWorkArea work;
+    HeAacDecoder he;
 };
 
 Session::Session(const DecodeOptions &options, PcmSink &sink, DecodeReport *report)
@@ -32,14 +28,29 @@ Session::Session(const DecodeOptions &options, PcmSink &sink, DecodeReport *repo
       trim_(sink, options.pcm24 ? 4 : 2), sink_(trim_), report_(report),
       memory_(new DecoderMemory())
 {
-    AACPlusDecoderInit(&memory_->instance, &memory_->work);
-    if (options.pcm24)
-        memory_->instance.pcmFormat = 2;
+    AACPlusHeAacInit(&memory_->he, options.pcm24 ? 2 : 0,
+                     options.downsampled ? FXAAC_HEAAC_DOWNSAMPLED : 0);
 }
 
 Session::~Session() = default;
 
-AacDecoder *Session::decoder() { return &memory_->instance; }
+AacDecoder *Session::decoder() { return &memory_->he.core; }
+
+bool Session::first_frame()
+{
+    if (started_)
+        return false;
+    if (memory_->he.outputRate > 0)
+        report_->sampleRate = memory_->he.outputRate;
+    return true;
+}
+
+uint32_t Session::frame_length() const
+{
+    const HeAacDecoder &he = memory_->he;
+    const bool doubled = he.sbrActive == 1 && (he.flags & FXAAC_HEAAC_DOWNSAMPLED) == 0;
+    return doubled ? FXAAC_HEAAC_FRAME_LENGTH : FXAAC_FRAME_LENGTH;
+}
 
 double Session::seconds() const
 {
@@ -50,10 +61,7 @@ double Session::seconds() const
 
 int32_t Session::decode_header(DecoderConfig config, const uint8_t *header, size_t n)
 {
-    std::vector<uint8_t> padded(n + kHeaderPadding, 0);
-    if (n > 0)
-        std::memcpy(padded.data(), header, n);
-    return AACPlusHeaderDecode(config, decoder(), padded.data());
+    return AACPlusHeAacHeaderDecode(&memory_->he, config, header, static_cast<int32_t>(n));
 }
 
 void Session::take_stream_parameters()
@@ -66,15 +74,13 @@ void Session::take_stream_parameters()
 
 void Session::call(const uint8_t *input, size_t bytes, FrameStatus *status)
 {
-    const int32_t sbrFlag = 0;
-    AACPlusDecodeBuffer(&memory_->instance, input, static_cast<int32_t>(bytes), output_, status,
-                        &sbrFlag);
+    AACPlusHeAacDecode(&memory_->he, input, static_cast<int32_t>(bytes), output_, status);
 }
 
 void Session::call_latm(LatmState *latm, const uint8_t *input, size_t bytes, FrameStatus *status)
 {
-    AACPlusDecodeLatm(&memory_->instance, latm, input, static_cast<int32_t>(bytes), output_,
-                      status);
+    AACPlusHeAacDecodeLatm(&memory_->he, latm, input, static_cast<int32_t>(bytes), output_,
+                           status);
 }
 
 void Session::at(uint64_t byte, uint64_t unit)
@@ -96,8 +102,9 @@ std::string Session::where() const
 bool Session::deliver(const FrameStatus &status, std::string *error)
 {
     regain_sync();
-    const int32_t channels = status.outputSamples / FXAAC_FRAME_LENGTH;
+    const int32_t channels = status.outputSamples / static_cast<int32_t>(frame_length());
     if (!started_) {
+        first_frame();
         if (!sink_.begin(report_->sampleRate, channels)) {
             *error = sink_.error();
             return false;
@@ -175,7 +182,7 @@ bool Session::close(std::string *error)
 void Session::write_concealment()
 {
     const int32_t samples = heldSamples_;
-    if (samples == report_->channels * FXAAC_FRAME_LENGTH) {
+    if (samples == report_->channels * static_cast<int32_t>(frame_length())) {
         for (uint64_t i = 0; i < pending_ && sinkError_.empty(); i++) {
             if (i == 1)
                 std::memset(held_, 0, sizeof held_);  // silence after the fade-out
@@ -195,7 +202,7 @@ void Session::take_fade()
     if (!options_.conceal || !started_ || heldSamples_ > 0)
         return;
     FrameStatus status;
-    heldSamples_ = AACPlusConcealFrame(decoder(), held_, &status);
+    heldSamples_ = AACPlusHeAacConceal(&memory_->he, held_, &status);
 }
 
 bool Session::write(const int32_t *pcm, int32_t samples, std::string *error)
@@ -232,6 +239,11 @@ uint64_t Session::missing_frames() const
 void Session::note_sbr()
 {
     constexpr uint32_t kSbrTypes = 1u << 13 | 1u << 14;
+    if (memory_->he.sbrActive == 1) {
+        report_->sbr = true;
+        report_->sbrErrors = static_cast<uint64_t>(memory_->he.sbrErrors);
+        return;
+    }
     if (report_->sbrData || (decoder()->fillExtensions & kSbrTypes) == 0)
         return;
     report_->sbrData = true;

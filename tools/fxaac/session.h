@@ -19,6 +19,7 @@
 #include <string>
 
 #include <fxaac/fxaac.h>
+#include <fxaac/fxaac_heaac.h>
 
 #include "messages.h"
 #include "progress.h"
@@ -48,6 +49,11 @@ public:
     int32_t decode_header(DecoderConfig config, const uint8_t *header, size_t n);
     // The rate, channels and object type that the decoder holds, into the report.
     void take_stream_parameters();
+    // Before the first frame is delivered: its rate (the output rate, decided
+    // at the first frame) into the report. True when no frame was delivered yet.
+    bool first_frame();
+    // Samples per channel of a decoded frame: 2048 for HE-AAC at the doubled rate.
+    uint32_t frame_length() const;
 
     // One bounded frame call (raw data blocks or ADTS), or one LATM call,
     // into the session's output buffer.
@@ -101,8 +107,8 @@ private:
     PcmSink &sink_;
     DecodeReport *report_;
     std::unique_ptr<DecoderMemory> memory_;
-    alignas(8) int32_t output_[FXAAC_MAX_CHANNELS * FXAAC_FRAME_LENGTH] = {};
-    alignas(8) int32_t held_[FXAAC_MAX_CHANNELS * FXAAC_FRAME_LENGTH] = {};  // concealment
+    alignas(8) int32_t output_[FXAAC_MAX_CHANNELS * FXAAC_HEAAC_FRAME_LENGTH] = {};
+    alignas(8) int32_t held_[FXAAC_MAX_CHANNELS * FXAAC_HEAAC_FRAME_LENGTH] = {};  // concealment
     int32_t heldSamples_ = 0;
     bool started_ = false;
     std::string sinkError_;

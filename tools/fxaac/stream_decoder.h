@@ -27,6 +27,7 @@ struct DecodeOptions {
     bool progress = false;  // progress bar on standard error
     bool conceal = true;    // a frame of concealment for each damaged or missing frame
     bool trim = true;       // MP4: drop the priming and padding that the file marks
+    bool downsampled = false;  // HE-AAC: SBR output at the core rate
 };
 
 struct DecodeReport {
@@ -41,6 +42,8 @@ struct DecodeReport {
     uint64_t leadingBytes = 0;       // ADTS: bytes before the first whole frame (a cut start)
     uint64_t tagBytes = 0;           // metadata tags at the end of the input
     bool sbrData = false;            // frames carry SBR data that is not decoded
+    bool sbr = false;                // HE-AAC: the SBR high band is decoded
+    uint64_t sbrErrors = 0;          // SBR payloads refused (frames without a high band)
     uint64_t samplesPerChannel = 0;  // concealment included
     uint64_t payloadBytes = 0;  // compressed bytes of the frames, headers of ADTS frames included
     std::string track;          // MP4: which track was decoded

@@ -1,0 +1,202 @@
+// The HE-AAC calls: the core's frame stages with the SBR decoder hooked in
+// after block parsing (the element's SBR payloads) and after each channel's
+// synthesis (its samples, handed over at full precision).
+#include <cstring>
+
+#include <fxaac/fxaac_heaac.h>
+
+#include "bitstream/audio_config.h"
+#include "decoder/block_parse.h"
+#include "decoder/frame_stage.h"
+#include "filterbank/pcm_output.h"
+#include "sbr/sbr_decoder.h"
+
+namespace {
+
+using namespace fxaac;
+
+// The opaque memory of the record: the SBR decoder and its frame work.
+struct SbrMemory {
+    sbr::SbrDecoder decoder;
+    sbr::SbrWork work;
+};
+static_assert(sizeof(SbrMemory) <= FXAAC_HEAAC_SBR_BYTES, "FXAAC_HEAAC_SBR_BYTES holds it");
+static_assert(alignof(SbrMemory) <= alignof(uint64_t), "HeAacDecoder::sbr aligns it");
+
+SbrMemory *sbr_memory(HeAacDecoder *d) { return reinterpret_cast<SbrMemory *>(d->sbr); }
+
+constexpr int32_t kHeaderCopyBytes = 512;  // the longest ADIF or config header read
+
+// One frame call through the hooks.
+struct FrameCall {
+    HeAacDecoder *d;
+    void *output;
+    Block block;          // the parse's payload places and layout
+    bool data[2] = {};    // per SBR element: its payload was read
+    int32_t warning = 0;  // FXAAC_ERR_SBR_DATA when a payload was refused
+};
+
+// The output rate, decided at the first frame: SBR when the configuration
+// says so or the frame carries SBR data, unless the configuration says none.
+void decide(HeAacDecoder *d, bool payloads)
+{
+    const bool on = d->sbrSignalled == 1 || (d->sbrSignalled == 0 && payloads);
+    const int32_t coreRate = d->core.sampleRate;
+    d->sbrActive = on ? 1 : 0;
+    if (!on) {
+        d->outputRate = coreRate;
+        return;
+    }
+    const int32_t sbrRate = d->sbrRate > 0 ? d->sbrRate : 2 * coreRate;
+    const bool down = (d->flags & FXAAC_HEAAC_DOWNSAMPLED) != 0;
+    sbr::init_decoder(&sbr_memory(d)->decoder, sbrRate, down);
+    d->outputRate = down ? sbrRate / 2 : sbrRate;
+}
+
+bool on_parsed(void *ctx, const Block &b)
+{
+    auto *f = static_cast<FrameCall *>(ctx);
+    if (f->d->sbrActive < 0 && b.channels > 0)
+        decide(f->d, b.sbrPayloads > 0);
+    f->block = b;
+    return f->d->sbrActive == 1;
+}
+
+const SbrPayloadRef *payload_of(const Block &b, int element)
+{
+    for (int i = 0; i < b.sbrPayloads; i++)
+        if (b.sbr[i].element == element)
+            return &b.sbr[i];
+    return nullptr;
+}
+
+void on_channel(void *ctx, int k, const int32_t *time)
+{
+    auto *f = static_cast<FrameCall *>(ctx);
+    HeAacDecoder *d = f->d;
+    SbrMemory *m = sbr_memory(d);
+    const Block &b = f->block;
+    const bool pair = b.channels == 2 && !b.twoSingles;
+    const int element = b.twoSingles ? k : 0;
+    if (k == 0 || b.twoSingles) {  // the element's first channel: read its payload
+        const SbrPayloadRef *p = payload_of(b, element);
+        f->data[element] = false;
+        if (p != nullptr) {
+            const int32_t rc = sbr::read_element(&m->decoder, &m->work, element, p->ptr, p->bitPos,
+                                                 p->bits, p->crc != 0, pair);
+            f->data[element] = rc == 0;
+            if (rc != 0) {
+                f->warning = FXAAC_ERR_SBR_DATA;
+                d->sbrErrors++;
+            }
+        }
+    }
+    const sbr::PcmTarget target{f->output, b.channels, k, d->core.pcmFormat};
+    sbr::process_channel(&m->decoder, &m->work, k, element, pair ? k : 0, f->data[element], time,
+                         target);
+}
+
+// The samples of a decoded frame at the output rate.
+void finish_frame(HeAacDecoder *d, const FrameCall &f, FrameStatus *st)
+{
+    if (d->sbrActive != 1 || st->outputSamples == 0)
+        return;
+    if ((d->flags & FXAAC_HEAAC_DOWNSAMPLED) == 0)
+        st->outputSamples *= 2;
+    if (f.data[0] || f.data[1])
+        d->sbrFrames++;
+    if (st->errorCode == 0)
+        st->errorCode = f.warning;
+}
+
+int32_t decode_block(HeAacDecoder *d, const uint8_t *input, int32_t bytes, void *output,
+                     FrameStatus *status)
+{
+    FrameCall f{d, output, Block{}};
+    const FrameHook hook{on_parsed, ChannelSink{d->handOff, on_channel, &f}};
+    const int32_t result = decode_raw_data_hooked(&d->core, input, bytes, output, status, hook);
+    finish_frame(d, f, status);
+    return result;
+}
+
+void latm_configured(void *ctx, const AudioConfig &cfg)
+{
+    auto *d = static_cast<HeAacDecoder *>(ctx);
+    if (cfg.sbrSignalled) {
+        d->sbrSignalled = 1;
+        d->sbrRate = static_cast<int32_t>(sample_rates[cfg.extensionSfIndex & 15]);
+    } else if (cfg.noSbrSignalled) {
+        d->sbrSignalled = -1;
+    }
+}
+
+void latm_payload(void *ctx, const uint8_t *payload, int32_t bytes, void *output,
+                  FrameStatus *status)
+{
+    decode_block(static_cast<HeAacDecoder *>(ctx), payload, bytes, output, status);
+}
+
+}  // namespace
+
+void AACPlusHeAacInit(HeAacDecoder *decoder, int32_t pcmFormat, int32_t flags)
+{
+    std::memset(decoder, 0, sizeof *decoder);
+    AACPlusDecoderInit(&decoder->core, &decoder->work);
+    decoder->core.pcmFormat = pcmFormat;
+    decoder->flags = flags;
+    decoder->sbrActive = -1;
+}
+
+int32_t AACPlusHeAacHeaderDecode(HeAacDecoder *decoder, DecoderConfig config,
+                                 const uint8_t *input, int32_t inputBytes)
+{
+    // Header decoding reads without a bound: it gets a zero-padded copy.
+    uint8_t copy[kHeaderCopyBytes] = {};
+    const int32_t n = inputBytes < 0 ? 0 : inputBytes > kHeaderCopyBytes - 3 ? kHeaderCopyBytes - 3
+                                                                               : inputBytes;
+    if (input != nullptr && n > 0)
+        std::memcpy(copy, input, static_cast<size_t>(n));
+    ConfigOptions options;
+    options.sbr = true;
+    options.totalBits = 8 * n;
+    AudioConfig parsed = {};
+    const int32_t result = decode_header(config, &decoder->core, copy, options, &parsed);
+    if (result >= 0)
+        latm_configured(decoder, parsed);
+    return result;
+}
+
+int32_t AACPlusHeAacDecode(HeAacDecoder *decoder, const uint8_t *input, int32_t inputBytes,
+                           void *output, FrameStatus *status)
+{
+    return decode_block(decoder, input, inputBytes, output, status);
+}
+
+int32_t AACPlusHeAacDecodeLatm(HeAacDecoder *decoder, LatmState *latm, const uint8_t *input,
+                               int32_t inputBytes, void *output, FrameStatus *status)
+{
+    const LatmLayer layer{decoder, latm_configured, latm_payload};
+    return decode_latm(&decoder->core, latm, input, inputBytes, output, status, &layer);
+}
+
+int32_t AACPlusHeAacConceal(HeAacDecoder *decoder, void *output, FrameStatus *status)
+{
+    if (decoder->sbrActive != 1)
+        return AACPlusConcealFrame(&decoder->core, output, status);
+    std::memset(status, 0, sizeof *status);
+    AacDecoder *core = &decoder->core;
+    core->rawBlocksLeft = 0;
+    const int32_t channels = core->lastChannels;
+    if (channels < 1 || channels > FXAAC_MAX_CHANNELS)
+        return 0;
+    SbrMemory *m = sbr_memory(decoder);
+    for (int k = 0; k < channels; k++) {
+        conceal_channel(core, k, decoder->handOff);
+        const sbr::PcmTarget target{output, channels, k, core->pcmFormat};
+        sbr::process_channel(&m->decoder, &m->work, k, 0, 0, false,
+                             decoder->handOff, target);
+    }
+    const bool down = (decoder->flags & FXAAC_HEAAC_DOWNSAMPLED) != 0;
+    status->outputSamples = channels * FXAAC_FRAME_LENGTH * (down ? 1 : 2);
+    return status->outputSamples;
+}

@@ -1,0 +1,175 @@
+#include "sbr/sbr_decoder.h"
+
+#include <cstring>
+
+#include "bitstream/bit_reader.h"
+#include "filterbank/pcm_output.h"
+
+namespace fxaac::sbr {
+
+namespace {
+
+constexpr int kCrcBits = 10;  // bs_sbr_crc_bits, kept, not verified
+
+// The header fields that the frequency band tables follow: a change in any
+// of them rebuilds the tables and restarts the channels' state (ISO/IEC
+// 14496-3 4.6.18.3.1). The limiter bands only rebuild their own table.
+bool same_tables(const SbrHeader &a, const SbrHeader &b)
+{
+    return a.startFreq == b.startFreq && a.stopFreq == b.stopFreq &&
+           a.xoverBand == b.xoverBand && a.freqScale == b.freqScale &&
+           a.alterScale == b.alterScale && a.noiseBands == b.noiseBands;
+}
+
+void reset_channel(SbrChannel *c)
+{
+    hf_generation_reset(&c->generation);
+    hf_adjust_reset(&c->adjustment);
+    reset_delta_history(&c->deltas);
+}
+
+// Takes a header read from the stream: rebuilds the tables when they change.
+int32_t take_header(SbrDecoder *d, int element, bool pair, const SbrHeader &h)
+{
+    SbrElement &e = d->element[element];
+    const bool reset = !e.headerSeen || !same_tables(e.header, h);
+    const bool rebuild = reset || e.header.limiterBands != h.limiterBands;
+    e.header = h;
+    e.headerSeen = 1;
+    if (!rebuild)
+        return e.tablesValid ? 0 : kErrFrequencyTables;
+    e.tablesValid = 0;
+    if (int32_t rc = build_frequency_tables(h, d->sbrRate, &e.tables); rc < 0)
+        return rc;
+    e.tablesValid = 1;
+    if (!reset)
+        return 0;
+    const int first = pair ? 0 : element;
+    for (int c = first; c < first + (pair ? 2 : 1); c++)
+        reset_channel(&d->channel[c]);
+    return 0;
+}
+
+// The channels' previous high band, for the first slots of this frame.
+void keep_high_history(SbrChannel *c, const QmfRow *rows, int kx, int m, int rowEnd)
+{
+    const int first = kSlots + kHfAdj;  // row 34: slot 0 of the next frame
+    const int n = rowEnd > first ? rowEnd - first : 0;
+    for (int r = 0; r < n; r++)
+        std::memcpy(c->highHistory[r][kx], rows[first + r][kx], sizeof(int32_t) * 2 * m);
+    c->historyRows = static_cast<uint8_t>(n);
+    c->prevKx = static_cast<uint8_t>(kx);
+    c->prevM = static_cast<uint8_t>(m);
+}
+
+// The synthesis input of output slot l: the low band below kx, the high band
+// from kx to kx + m (this frame's rows from slot 2 * t_E(0) on, the previous
+// frame's before), zero above.
+void compose_slot(const SbrChannel &c, const QmfRow *rows, int l, int kx, int m, int firstSlot,
+                  int rowEnd, QmfRow out)
+{
+    const int row = l + kHfAdj;
+    const bool early = l < firstSlot;
+    const int lowEnd = early ? c.prevKx : kx;
+    const int highEnd = early ? c.prevKx + c.prevM : kx + m;
+    std::memcpy(out, rows[row], sizeof(int32_t) * 2 * lowEnd);
+    if (early && l < c.historyRows)
+        std::memcpy(out[lowEnd], c.highHistory[l][lowEnd], sizeof(int32_t) * 2 * (highEnd - lowEnd));
+    else if (!early && row < rowEnd)
+        std::memcpy(out[lowEnd], rows[row][lowEnd], sizeof(int32_t) * 2 * (highEnd - lowEnd));
+    else
+        std::memset(out[lowEnd], 0, sizeof(int32_t) * 2 * (highEnd - lowEnd));
+    std::memset(out[highEnd], 0, sizeof(int32_t) * 2 * (kBands - highEnd));
+}
+
+// PCM of one slot's samples at their place in the interleaved output.
+void write_slot(const PcmTarget &t, const int32_t *samples, int l, int n)
+{
+    const int32_t offset = l * n * t.channels;
+    void *at = t.format == 2 ? static_cast<void *>(static_cast<int32_t *>(t.output) + offset)
+                             : static_cast<void *>(static_cast<int16_t *>(t.output) + offset);
+    myOutputToPCM(samples, at, t.channels, static_cast<int16_t>(t.format), 0, n, t.channel);
+}
+
+}  // namespace
+
+void init_decoder(SbrDecoder *d, int32_t sbrRate, bool downsampled)
+{
+    std::memset(d, 0, sizeof *d);
+    d->sbrRate = sbrRate;
+    d->downsampled = downsampled ? 1 : 0;
+    for (SbrChannel &c : d->channel) {
+        reset_channel(&c);
+        c.prevKx = kLowBands;  // until SBR data comes: the whole core band, no high band
+    }
+}
+
+int32_t read_element(SbrDecoder *d, SbrWork *w, int element, const uint8_t *ptr, int32_t bitPos,
+                     int32_t bits, bool crc, bool pair)
+{
+    BitCursor r;
+    init_bounded(&r, ptr, (bitPos + bits + 7) >> 3);
+    skip_bits(&r, static_cast<uint32_t>(bitPos));
+    const int32_t end = bitPos + bits;
+    if (crc)
+        skip_bits(&r, kCrcBits);
+    if (read_bit(&r)) {
+        SbrHeader h;
+        if (int32_t rc = read_sbr_header(&r, &h); rc < 0 || r.overrun)
+            return rc < 0 ? rc : kErrPayloadLength;
+        if (int32_t rc = take_header(d, element, pair, h); rc < 0)
+            return rc;
+    }
+    SbrElement &e = d->element[element];
+    if (!e.headerSeen || !e.tablesValid)
+        return kErrNoHeader;
+    if (int32_t rc = read_sbr_data(&r, e.header, e.tables, pair, &w->frame); rc < 0)
+        return rc;
+    if (r.overrun || aac_get_processed_bits(&r) > end)
+        return kErrPayloadLength;
+    const int first = pair ? 0 : element;
+    SbrDeltaHistory *second = pair ? &d->channel[1].deltas : nullptr;
+    return resolve_deltas(e.tables, &w->frame, &d->channel[first].deltas, second);
+}
+
+void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int frameCh, bool data,
+                     const int32_t *time, const PcmTarget &target)
+{
+    SbrChannel &c = d->channel[channel];
+    const SbrElement &e = d->element[element];
+    QmfRow *rows = w->rows;
+    for (int r = 0; r < kHfGen; r++)
+        std::memcpy(rows[r], c.lowHistory[r], sizeof c.lowHistory[r]);
+    for (int s = 0; s < kSlots; s++)
+        qmf_analysis_slot(&c.analysis, time + kLowBands * s, rows[kHfGen + s]);
+    for (int r = 0; r < kHfGen; r++)  // before the high band is written over them
+        std::memcpy(c.lowHistory[r], rows[kSlots + r], sizeof c.lowHistory[r]);
+
+    int kx = kLowBands, m = 0, firstSlot = 0, rowEnd = 0;
+    if (e.tablesValid) {
+        kx = e.tables.kx;
+        m = data ? e.tables.m : 0;
+    }
+    if (data) {
+        const SbrChannelData &cd = w->frame.ch[frameCh];
+        firstSlot = kRate * cd.grid.env[0];
+        const int rowBegin = kHfAdj + firstSlot;
+        rowEnd = kHfAdj + kRate * cd.grid.env[cd.grid.numEnv];
+        hf_generate(&c.generation, e.tables, cd.invfMode, rowBegin, rowEnd, rows);
+        hf_adjust(&c.adjustment, e.header, e.tables, w->frame, frameCh, rows, &w->adjust);
+    }
+
+    QmfRow in;
+    const int n = d->downsampled ? kLowBands : kBands;
+    for (int l = 0; l < kSlots; l++) {
+        compose_slot(c, rows, l, kx, m, firstSlot, rowEnd, in);
+        if (d->downsampled)
+            qmf_synthesis_slot_down(&c.synthesis, in, w->slot);
+        else
+            qmf_synthesis_slot(&c.synthesis, in, w->slot);
+        write_slot(target, w->slot, l, n);
+    }
+    keep_high_history(&c, rows, kx, m, rowEnd);
+}
+
+}  // namespace fxaac::sbr

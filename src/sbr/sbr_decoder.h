@@ -1,0 +1,90 @@
+// The SBR decoder of one stream (ISO/IEC 14496-3 4.6.18): up to two SBR
+// elements (one channel pair, or two single channels) over up to two
+// channels. A frame goes through it element by element: read_element parses
+// the element's payload (header, tables, data), then process_channel runs
+// each of its channels from the core's samples to the output.
+#ifndef FXAAC_SBR_SBR_DECODER_H
+#define FXAAC_SBR_SBR_DECODER_H
+
+#include <cstdint>
+
+#include "sbr/frequency_tables.h"
+#include "sbr/hf_adjustment.h"
+#include "sbr/hf_generation.h"
+#include "sbr/qmf.h"
+#include "sbr/sbr_syntax.h"
+#include "sbr/sbr_types.h"
+
+namespace fxaac::sbr {
+
+// Rows of the previous frame's high band that reach into this frame: its
+// last envelope may end up to 3 time slots (6 rows) past the frame.
+constexpr int kHighHistoryRows = 2 * (kMaxBorder - kTimeSlots);
+
+// One channel's state from frame to frame.
+struct SbrChannel {
+    QmfAnalysisState analysis;
+    QmfSynthesisState synthesis;
+    int32_t lowHistory[kHfGen][kLowBands][2];           // rows 32..39, bands < 32
+    int32_t highHistory[kHighHistoryRows][kBands][2];  // rows 34..39, bands kx'..kx'+M'-1
+    HfGenState generation;
+    HfAdjustState adjustment;
+    SbrDeltaHistory deltas;
+    uint8_t prevKx;        // SBR range of the frame before: the bands of highHistory
+    uint8_t prevM;
+    uint8_t historyRows;   // rows of highHistory that hold samples (0..6)
+    uint8_t reserved;
+};
+
+// One SBR element's header and the tables it gives.
+struct SbrElement {
+    SbrHeader header;
+    FrequencyTables tables;
+    uint8_t headerSeen;    // a header was read (the element can be decoded)
+    uint8_t tablesValid;   // the header's tables are usable
+    uint8_t reset;         // the tables changed: the channels' state restarts
+    uint8_t reserved;
+};
+
+struct SbrDecoder {
+    int32_t sbrRate;      // Hz: twice the core rate
+    int32_t downsampled;  // 1: 32-band synthesis at the core rate
+    SbrElement element[2];
+    SbrChannel channel[2];
+};
+
+// Work memory of one frame call, shared by the channels in turn.
+struct SbrWork {
+    QmfRow rows[kRows];
+    SbrFrameData frame;       // the element being decoded
+    HfAdjustWork adjust;
+    int32_t slot[kBands];     // one slot's output samples
+};
+
+// Where a channel's samples go: PCM of the core decoder's formats.
+struct PcmTarget {
+    void *output;
+    int32_t channels;
+    int32_t channel;
+    int32_t format;  // 2: 24-bit in 32-bit words, else 16-bit
+};
+
+void init_decoder(SbrDecoder *d, int32_t sbrRate, bool downsampled);
+
+// Reads one element's sbr_extension_data (bits long at bitPos of ptr; crc:
+// the fill element's type carries bs_sbr_crc_bits) into w->frame. pair: the
+// element is a channel pair. Returns 0, or a negative code when the payload
+// is refused (w->frame is then not to be used; the element's state stays
+// consistent).
+int32_t read_element(SbrDecoder *d, SbrWork *w, int element, const uint8_t *ptr, int32_t bitPos,
+                     int32_t bits, bool crc, bool pair);
+
+// One channel's frame: QMF analysis of the core's 1024 samples (hand-off
+// format), HF generation and adjustment from w->frame's channel frameCh when
+// data is true, synthesis into target (2048 samples, or 1024 downsampled).
+void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int frameCh, bool data,
+                     const int32_t *time, const PcmTarget &target);
+
+}  // namespace fxaac::sbr
+
+#endif  // FXAAC_SBR_SBR_DECODER_H
