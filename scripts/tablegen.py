@@ -73,15 +73,15 @@ def banner(script, notes=(), source=None):
     return lines
 
 
-def cpp_file(script, header, body, notes=(), source=None):
+def cpp_file(script, header, body, notes=(), source=None, namespace='fxaac'):
     """A whole generated source: banner, the include of header, then body
-    inside namespace fxaac. body's first and last lines sit directly against
-    the namespace's braces."""
+    inside namespace (fxaac unless given). body's first and last lines sit
+    directly against the namespace's braces."""
     script = pathlib.Path(script).name
     lines = banner(script, notes, source)
-    lines += ['', '#include "%s"' % header, '', 'namespace fxaac {']
+    lines += ['', '#include "%s"' % header, '', 'namespace %s {' % namespace]
     lines += body
-    lines += ['}  // namespace fxaac']
+    lines += ['}  // namespace %s' % namespace]
     return '\n'.join(lines) + '\n'
 
 
