@@ -36,7 +36,6 @@
 #include "sbr/sbr_tables.h"
 
 #include <cstring>
-#include <utility>
 
 namespace fxaac::sbr {
 
@@ -83,21 +82,25 @@ constexpr int bit_reverse(int v, int bits)
     return r;
 }
 
+template <int M>
+struct BitReversal {
+    int8_t index[M];
+    constexpr BitReversal() : index()
+    {
+        for (int i = 0; i < M; ++i)
+            index[i] = static_cast<int8_t>(bit_reverse(i, M == 16 ? 4 : 5));
+    }
+};
+template <int M>
+constexpr BitReversal<M> kBitReversal{};
+
 // In-place forward FFT of M = 16 or 32 points, exp(-2 pi i n k / M), radix 2
-// by decimation in time. No scaling: every value is a sum of inputs times
-// unit twiddles.
+// by decimation in time, of input stored in bit-reversed order. No scaling:
+// every value is a sum of inputs times unit twiddles.
 template <int M>
 void fft(int32_t re[M], int32_t im[M])
 {
-    constexpr int bits = M == 16 ? 4 : 5;
     static_assert(M == 16 || M == 32, "FFT size");
-    for (int i = 0; i < M; ++i) {
-        const int j = bit_reverse(i, bits);
-        if (j > i) {
-            std::swap(re[i], re[j]);
-            std::swap(im[i], im[j]);
-        }
-    }
     for (int i = 0; i < M; i += 2) {
         const int32_t ar = re[i], ai = im[i];
         re[i] = ar + re[i + 1];
@@ -135,8 +138,9 @@ void dct4(const int32_t in[N], int32_t out[N])
     int32_t re[M], im[M];
     for (int n = 0; n < M; ++n) {
         const int32_t a = in[2 * n], b = in[N - 1 - 2 * n];
-        re[n] = dot31(a, tw[n][0], b, tw[n][1]);
-        im[n] = dot31(b, tw[n][0], a, -tw[n][1]);
+        const int r = kBitReversal<M>.index[n];
+        re[r] = dot31(a, tw[n][0], b, tw[n][1]);
+        im[r] = dot31(b, tw[n][0], a, -tw[n][1]);
     }
     fft<M>(re, im);
     for (int k = 0; k < M; ++k) {
