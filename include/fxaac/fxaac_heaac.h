@@ -38,16 +38,16 @@ enum {
 };
 
 typedef struct HeAacDecoder {
-    AacDecoder core;         /* the AAC-LC core decoder */
-    DecoderWorkArea work;    /* its work area */
+    AacDecoder core;                     /* the AAC-LC core decoder */
+    DecoderWorkArea work;                /* its work area */
     int32_t handOff[FXAAC_FRAME_LENGTH]; /* one channel's core samples for the SBR analysis */
-    int32_t flags;           /* FXAAC_HEAAC_* of init */
-    int32_t sbrSignalled;    /* 1: the configuration signals SBR; -1: it says none; 0: silent */
-    int32_t sbrActive;       /* -1 before the first frame; 1 SBR decoding; 0 AAC-LC only */
-    int32_t outputRate;      /* Hz; 0 before the first frame of an unsignalled stream */
-    int32_t sbrRate;         /* Hz: the signalled SBR rate (extensionSamplingFrequency), or 0 */
-    int32_t sbrFrames;       /* frames whose SBR data was decoded */
-    int32_t sbrErrors;       /* SBR payloads refused */
+    int32_t flags;                       /* FXAAC_HEAAC_* of init */
+    int32_t sbrSignalled; /* 1: the configuration signals SBR; -1: it says none; 0: silent */
+    int32_t sbrActive;    /* -1 before the first frame; 1 SBR decoding; 0 AAC-LC only */
+    int32_t outputRate;   /* Hz; 0 before the first frame of an unsignalled stream */
+    int32_t sbrRate;      /* Hz: the signalled SBR rate (extensionSamplingFrequency), or 0 */
+    int32_t sbrFrames;    /* frames whose SBR data was decoded */
+    int32_t sbrErrors;    /* SBR payloads refused */
     int32_t reserved;
     uint64_t sbr[FXAAC_HEAAC_SBR_BYTES / 8]; /* the SBR decoder: opaque */
 } HeAacDecoder;

@@ -25,7 +25,7 @@ static_assert(alignof(SbrMemory) <= alignof(uint64_t), "HeAacDecoder::sbr aligns
 
 SbrMemory *sbr_memory(HeAacDecoder *d) { return reinterpret_cast<SbrMemory *>(d->sbr); }
 
-constexpr int32_t kHeaderCopyBytes = 512;  // the longest ADIF or config header read
+constexpr int32_t kHeaderCopyBytes = 5200;  // the longest ADIF header (16 PCEs) is under 5 KB
 
 // One frame call through the hooks.
 struct FrameCall {
@@ -147,13 +147,14 @@ void AACPlusHeAacInit(HeAacDecoder *decoder, int32_t pcmFormat, int32_t flags)
     decoder->sbrActive = -1;
 }
 
-int32_t AACPlusHeAacHeaderDecode(HeAacDecoder *decoder, DecoderConfig config,
-                                 const uint8_t *input, int32_t inputBytes)
+int32_t AACPlusHeAacHeaderDecode(HeAacDecoder *decoder, DecoderConfig config, const uint8_t *input,
+                                 int32_t inputBytes)
 {
     // Header decoding reads without a bound: it gets a zero-padded copy.
     uint8_t copy[kHeaderCopyBytes] = {};
-    const int32_t n = inputBytes < 0 ? 0 : inputBytes > kHeaderCopyBytes - 3 ? kHeaderCopyBytes - 3
-                                                                               : inputBytes;
+    const int32_t n = inputBytes < 0                      ? 0
+                      : inputBytes > kHeaderCopyBytes - 3 ? kHeaderCopyBytes - 3
+                                                          : inputBytes;
     if (input != nullptr && n > 0)
         std::memcpy(copy, input, static_cast<size_t>(n));
     ConfigOptions options;
@@ -193,8 +194,7 @@ int32_t AACPlusHeAacConceal(HeAacDecoder *decoder, void *output, FrameStatus *st
     for (int k = 0; k < channels; k++) {
         conceal_channel(core, k, decoder->handOff);
         const sbr::PcmTarget target{output, channels, k, core->pcmFormat};
-        sbr::process_channel(&m->decoder, &m->work, k, 0, 0, false,
-                             decoder->handOff, target);
+        sbr::process_channel(&m->decoder, &m->work, k, 0, 0, false, decoder->handOff, target);
     }
     const bool down = (decoder->flags & FXAAC_HEAAC_DOWNSAMPLED) != 0;
     status->outputSamples = channels * FXAAC_FRAME_LENGTH * (down ? 1 : 2);

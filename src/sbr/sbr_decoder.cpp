@@ -16,9 +16,9 @@ constexpr int kCrcBits = 10;  // bs_sbr_crc_bits, kept, not verified
 // 14496-3 4.6.18.3.1). The limiter bands only rebuild their own table.
 bool same_tables(const SbrHeader &a, const SbrHeader &b)
 {
-    return a.startFreq == b.startFreq && a.stopFreq == b.stopFreq &&
-           a.xoverBand == b.xoverBand && a.freqScale == b.freqScale &&
-           a.alterScale == b.alterScale && a.noiseBands == b.noiseBands;
+    return a.startFreq == b.startFreq && a.stopFreq == b.stopFreq && a.xoverBand == b.xoverBand &&
+           a.freqScale == b.freqScale && a.alterScale == b.alterScale &&
+           a.noiseBands == b.noiseBands;
 }
 
 void reset_channel(SbrChannel *c)
@@ -74,7 +74,8 @@ void compose_slot(const SbrChannel &c, const QmfRow *rows, int l, int kx, int m,
     const int highEnd = early ? c.prevKx + c.prevM : kx + m;
     std::memcpy(out, rows[row], sizeof(int32_t) * 2 * lowEnd);
     if (early && l < c.historyRows)
-        std::memcpy(out[lowEnd], c.highHistory[l][lowEnd], sizeof(int32_t) * 2 * (highEnd - lowEnd));
+        std::memcpy(out[lowEnd], c.highHistory[l][lowEnd],
+                    sizeof(int32_t) * 2 * (highEnd - lowEnd));
     else if (!early && row < rowEnd)
         std::memcpy(out[lowEnd], rows[row][lowEnd], sizeof(int32_t) * 2 * (highEnd - lowEnd));
     else

@@ -25,14 +25,14 @@ constexpr int kHighHistoryRows = 2 * (kMaxBorder - kTimeSlots);
 struct SbrChannel {
     QmfAnalysisState analysis;
     QmfSynthesisState synthesis;
-    int32_t lowHistory[kHfGen][kLowBands][2];           // rows 32..39, bands < 32
+    int32_t lowHistory[kHfGen][kLowBands][2];          // rows 32..39, bands < 32
     int32_t highHistory[kHighHistoryRows][kBands][2];  // rows 34..39, bands kx'..kx'+M'-1
     HfGenState generation;
     HfAdjustState adjustment;
     SbrDeltaHistory deltas;
-    uint8_t prevKx;        // SBR range of the frame before: the bands of highHistory
+    uint8_t prevKx;  // SBR range of the frame before: the bands of highHistory
     uint8_t prevM;
-    uint8_t historyRows;   // rows of highHistory that hold samples (0..6)
+    uint8_t historyRows;  // rows of highHistory that hold samples (0..6)
     uint8_t reserved;
 };
 
@@ -40,9 +40,9 @@ struct SbrChannel {
 struct SbrElement {
     SbrHeader header;
     FrequencyTables tables;
-    uint8_t headerSeen;    // a header was read (the element can be decoded)
-    uint8_t tablesValid;   // the header's tables are usable
-    uint8_t reset;         // the tables changed: the channels' state restarts
+    uint8_t headerSeen;   // a header was read (the element can be decoded)
+    uint8_t tablesValid;  // the header's tables are usable
+    uint8_t reset;        // the tables changed: the channels' state restarts
     uint8_t reserved;
 };
 
@@ -56,9 +56,9 @@ struct SbrDecoder {
 // Work memory of one frame call, shared by the channels in turn.
 struct SbrWork {
     QmfRow rows[kRows];
-    SbrFrameData frame;       // the element being decoded
+    SbrFrameData frame;  // the element being decoded
     HfAdjustWork adjust;
-    int32_t slot[kBands];     // one slot's output samples
+    int32_t slot[kBands];  // one slot's output samples
 };
 
 // Where a channel's samples go: PCM of the core decoder's formats.

@@ -24,24 +24,24 @@
 
 namespace fxaac::sbr {
 
-constexpr int kTimeSlots = 16;          // numTimeSlots of a 1024-sample frame
-constexpr int kRate = 2;                // QMF slots per SBR time slot
+constexpr int kTimeSlots = 16;              // numTimeSlots of a 1024-sample frame
+constexpr int kRate = 2;                    // QMF slots per SBR time slot
 constexpr int kSlots = kTimeSlots * kRate;  // 32 QMF slots per frame
-constexpr int kHfGen = 8;               // t_HFGen: rows kept from the previous frame
-constexpr int kHfAdj = 2;               // t_HFAdj: row of time slot 0
-constexpr int kRows = kSlots + kHfGen;  // 40 rows of the work matrix
-constexpr int kBands = 64;              // QMF subbands at the output rate
-constexpr int kLowBands = 32;           // QMF subbands of the analysis bank
-constexpr int kQmfExponent = 5;         // X = X_iso * 2^5
+constexpr int kHfGen = 8;                   // t_HFGen: rows kept from the previous frame
+constexpr int kHfAdj = 2;                   // t_HFAdj: row of time slot 0
+constexpr int kRows = kSlots + kHfGen;      // 40 rows of the work matrix
+constexpr int kBands = 64;                  // QMF subbands at the output rate
+constexpr int kLowBands = 32;               // QMF subbands of the analysis bank
+constexpr int kQmfExponent = 5;             // X = X_iso * 2^5
 
 constexpr int kMaxEnvelopes = 5;       // L_E
 constexpr int kMaxNoiseEnvelopes = 2;  // L_Q
 constexpr int kMaxMasterBands = 64;    // N_master
 constexpr int kMaxHighBands = 48;      // N_high (M <= 48 subbands)
 constexpr int kMaxLowBands = (kMaxHighBands + 1) / 2;
-constexpr int kMaxNoiseBands = 5;     // N_Q
-constexpr int kMaxLimiterBands = 32;  // N_L
-constexpr int kMaxPatches = 6;        // numPatches (5 allowed, one spare for the check)
+constexpr int kMaxNoiseBands = 5;           // N_Q
+constexpr int kMaxLimiterBands = 32;        // N_L
+constexpr int kMaxPatches = 6;              // numPatches (5 allowed, one spare for the check)
 constexpr int kMaxBorder = kTimeSlots + 3;  // last envelope border: 16 + bs_var_bord_1 (0..3)
 
 // One row of the work matrix: 64 complex samples, [band][0 re, 1 im].
@@ -50,17 +50,17 @@ using QmfRow = int32_t[kBands][2];
 // sbr_header() (ISO/IEC 14496-3 4.5.2.8.1), with the defaults of the optional
 // parts applied when bs_header_extra_1 or _2 is 0.
 struct SbrHeader {
-    uint8_t ampRes;        // bs_amp_res: 0 1.5 dB, 1 3.0 dB steps
-    uint8_t startFreq;     // bs_start_freq, 0..15
-    uint8_t stopFreq;      // bs_stop_freq, 0..15
-    uint8_t xoverBand;     // bs_xover_band, 0..7
-    uint8_t freqScale;     // bs_freq_scale, 0..3 (default 2)
-    uint8_t alterScale;    // bs_alter_scale (default 1)
-    uint8_t noiseBands;    // bs_noise_bands, 0..3 (default 2)
-    uint8_t limiterBands;  // bs_limiter_bands, 0..3 (default 2)
-    uint8_t limiterGains;  // bs_limiter_gains, 0..3 (default 2)
-    uint8_t interpolFreq;  // bs_interpol_freq (default 1)
-    uint8_t smoothingMode; // bs_smoothing_mode (default 1)
+    uint8_t ampRes;         // bs_amp_res: 0 1.5 dB, 1 3.0 dB steps
+    uint8_t startFreq;      // bs_start_freq, 0..15
+    uint8_t stopFreq;       // bs_stop_freq, 0..15
+    uint8_t xoverBand;      // bs_xover_band, 0..7
+    uint8_t freqScale;      // bs_freq_scale, 0..3 (default 2)
+    uint8_t alterScale;     // bs_alter_scale (default 1)
+    uint8_t noiseBands;     // bs_noise_bands, 0..3 (default 2)
+    uint8_t limiterBands;   // bs_limiter_bands, 0..3 (default 2)
+    uint8_t limiterGains;   // bs_limiter_gains, 0..3 (default 2)
+    uint8_t interpolFreq;   // bs_interpol_freq (default 1)
+    uint8_t smoothingMode;  // bs_smoothing_mode (default 1)
     uint8_t reserved;
 };
 static_assert(sizeof(SbrHeader) == 12, "SbrHeader layout");
@@ -68,8 +68,8 @@ static_assert(sizeof(SbrHeader) == 12, "SbrHeader layout");
 // The frequency band tables of one header (ISO/IEC 14496-3 4.6.18.3): QMF
 // subband indices, each table with its count of bands (entries = count + 1).
 struct FrequencyTables {
-    uint8_t k0, k2;       // first and last-plus-one subband of the master table
-    uint8_t kx, m;        // first SBR subband and the number of SBR subbands
+    uint8_t k0, k2;  // first and last-plus-one subband of the master table
+    uint8_t kx, m;   // first SBR subband and the number of SBR subbands
     uint8_t nMaster, nHigh, nLow, nNoise, nLimiter;
     uint8_t numPatches;
     uint8_t master[kMaxMasterBands + 1];
@@ -89,12 +89,12 @@ enum FrameClass : uint8_t { kFixFix = 0, kFixVar = 1, kVarFix = 2, kVarVar = 3 }
 // [noise[q], noise[q+1]). env[0] >= 0, env[numEnv] <= kMaxBorder.
 struct SbrGrid {
     uint8_t frameClass;
-    uint8_t numEnv;    // L_E, 1..5
-    uint8_t numNoise;  // L_Q, 1..2
-    int8_t pointer;    // l_A: the envelope where a transient starts, -1 none
-    uint8_t env[kMaxEnvelopes + 1];  // t_E
+    uint8_t numEnv;                         // L_E, 1..5
+    uint8_t numNoise;                       // L_Q, 1..2
+    int8_t pointer;                         // l_A: the envelope where a transient starts, -1 none
+    uint8_t env[kMaxEnvelopes + 1];         // t_E
     uint8_t noise[kMaxNoiseEnvelopes + 1];  // t_Q
-    uint8_t freqRes[kMaxEnvelopes];  // r(l): 0 low (f_TableLow), 1 high
+    uint8_t freqRes[kMaxEnvelopes];         // r(l): 0 low (f_TableLow), 1 high
 };
 
 // One channel's decoded data of a frame, its deltas resolved: absolute
@@ -103,14 +103,14 @@ struct SbrGrid {
 // the balance values, already doubled as ISO/IEC 14496-3 4.6.18.3.5 says).
 struct SbrChannelData {
     SbrGrid grid;
-    uint8_t ampRes;   // the resolution in force: 0 when FIXFIX with one envelope
+    uint8_t ampRes;  // the resolution in force: 0 when FIXFIX with one envelope
     uint8_t addHarmonicFlag;
     uint8_t invfMode[kMaxNoiseBands];  // bs_invf_mode per noise band
     uint8_t dfEnv[kMaxEnvelopes];      // 1: delta coded in time
     uint8_t dfNoise[kMaxNoiseEnvelopes];
-    int16_t envelope[kMaxEnvelopes][kMaxHighBands];  // E, bands of freqRes[l]
+    int16_t envelope[kMaxEnvelopes][kMaxHighBands];          // E, bands of freqRes[l]
     int16_t noiseFloor[kMaxNoiseEnvelopes][kMaxNoiseBands];  // Q
-    uint8_t addHarmonic[kMaxHighBands];  // bs_add_harmonic per f_TableHigh band
+    uint8_t addHarmonic[kMaxHighBands];                      // bs_add_harmonic per f_TableHigh band
 };
 
 // sbr_data() of one element: one channel (SCE) or two (CPE).
