@@ -8,6 +8,15 @@
 // products of up to about 1200 bits), so the tables are those of exact
 // arithmetic, which are the ones double precision gives for every header
 // (tests/sbr/frequency_tables_test.cpp compares all of them).
+//
+// What valid tables guarantee: master, high, low and limiter bands are at
+// least one subband wide; every table starts at kx; high, low and noise end
+// at kx + M; patches are contiguous from kx and copy from subbands 1..k0-1.
+// Two things they do not: a noise band can be empty (N_Q > N_low: 684 of the
+// 1.55 million valid headers), and when the last patch was dropped the
+// limiter table can end below kx + M, even below the last patched subband
+// (36 thousand valid headers); the subbands above limiter[nLimiter] lie in
+// no limiter band.
 #ifndef FXAAC_SBR_FREQUENCY_TABLES_H
 #define FXAAC_SBR_FREQUENCY_TABLES_H
 

@@ -246,14 +246,108 @@ void ref_limiter(int limiterBands, Reference *r)
 
 std::vector<int> entries(const uint8_t *v, int count) { return std::vector<int>(v, v + count); }
 
+bool rising(const uint8_t *v, int bands, int minWidth = 1)
+{
+    for (int i = 0; i < bands; ++i) {
+        if (v[i + 1] - v[i] < minWidth)
+            return false;
+    }
+    return true;
+}
+
+// What the later stages may rely on: the master, high, low and limiter bands
+// at least one subband wide, the noise bands not negative (N_Q > N_low gives
+// empty ones), every table starting at kx, all but the limiter table ending at
+// kx + M (the limiter table can end lower after the last patch was dropped),
+// the patches contiguous from kx, copying from subbands 1 .. k0 - 1.
+bool usable(const FrequencyTables &t)
+{
+    int border = t.kx;
+    for (int i = 0; i < t.numPatches; ++i) {
+        if (t.patchStart[i] < 1 || t.patchStart[i] + t.patchBands[i] > t.k0)
+            return false;
+        border += t.patchBands[i];
+    }
+    const int top = t.kx + t.m;
+    return rising(t.master, t.nMaster) && rising(t.high, t.nHigh) && rising(t.low, t.nLow) &&
+           rising(t.noise, t.nNoise, 0) && rising(t.limiter, t.nLimiter) && t.high[0] == t.kx &&
+           t.high[t.nHigh] == top && t.low[t.nLow] == top && t.noise[0] == t.kx &&
+           t.noise[t.nNoise] == top && t.limiter[0] == t.kx && t.limiter[t.nLimiter] <= top &&
+           border <= top && t.nLimiter <= kMaxLimiterBands;
+}
+
+bool same(const FrequencyTables &t, const Reference &r)
+{
+    return t.kx == r.kx && t.m == r.m && entries(t.high, t.nHigh + 1) == r.high &&
+           entries(t.low, t.nLow + 1) == r.low && entries(t.noise, t.nNoise + 1) == r.noise &&
+           entries(t.patchBands, t.numPatches) == r.patchBands &&
+           entries(t.patchStart, t.numPatches) == r.patchStart &&
+           entries(t.limiter, t.nLimiter + 1) == r.limiter;
+}
+
+struct Counts {
+    long masters = 0, mastersRejected = 0, cases = 0, casesRejected = 0;
+    long mismatches = 0, unusable = 0;
+    long emptyNoiseBand = 0, limiterBelowTop = 0, limiterBelowPatches = 0;
+};
+
+// Every bs_xover_band, bs_noise_bands and bs_limiter_bands on one master
+// table; the model's stages run once per value they depend on.
+void compare_derived(int fs, SbrHeader h, const FrequencyTables &master, const Reference &ref,
+                     Counts *n)
+{
+    for (int xover = 0; xover < 8; ++xover) {
+        Reference refX = ref;
+        const int32_t xoverError = ref_high_low(xover, &refX);
+        const int32_t patchError = xoverError == 0 ? ref_patches(fs, &refX) : 0;
+        for (int noise = 0; noise < 4; ++noise) {
+            Reference refN = refX;
+            int32_t refError = xoverError;
+            if (refError == 0)
+                refError = ref_noise(noise, &refN);
+            if (refError == 0)
+                refError = patchError;
+            for (int limiter = 0; limiter < 4; ++limiter) {
+                Reference r = refN;
+                if (refError == 0)
+                    ref_limiter(limiter, &r);
+                h.xoverBand = static_cast<uint8_t>(xover);
+                h.noiseBands = static_cast<uint8_t>(noise);
+                h.limiterBands = static_cast<uint8_t>(limiter);
+                FrequencyTables t = master;
+                const int32_t error = build_derived_tables(h, fs, &t);
+                ++n->cases;
+                n->casesRejected += error != 0;
+                if (error == 0) {
+                    int patched = t.kx;
+                    for (int i = 0; i < t.numPatches; ++i)
+                        patched += t.patchBands[i];
+                    n->unusable += !usable(t);
+                    n->emptyNoiseBand += !rising(t.noise, t.nNoise);
+                    n->limiterBelowTop += t.limiter[t.nLimiter] < t.kx + t.m;
+                    n->limiterBelowPatches += t.limiter[t.nLimiter] < patched;
+                }
+                if ((error != refError || (error == 0 && !same(t, r))) && ++n->mismatches <= 10)
+                    ADD_FAILURE() << "rate " << fs << " start " << int{h.startFreq} << " stop "
+                                  << int{h.stopFreq} << " scale " << int{h.freqScale} << " alter "
+                                  << int{h.alterScale} << " xover " << xover << " noise " << noise
+                                  << " limiter " << limiter << ": error " << error << ", model "
+                                  << refError;
+            }
+        }
+    }
+}
+
 constexpr int kRates[] = {16000, 22050, 24000, 32000, 44100, 48000, 64000, 88200, 96000};
 
+// 9 rates x 16 x 16 x 4 x 2 master tables, and on each valid one 8 x 4 x 4
+// derived sets: every table, count and error result is compared.
 TEST(FrequencyTables, EveryHeaderAtEveryRateMatchesTheDoubleModel)
 {
     ASSERT_EQ(fxaac_test::sbr_ps_tables().startOffset.size(), 6u)
         << "data/sbr_ps_tables.txt not read";
     const auto begin = std::chrono::steady_clock::now();
-    long masters = 0, mastersRejected = 0, cases = 0, casesRejected = 0, mismatches = 0;
+    Counts n;
     for (int fs : kRates)
         for (int start = 0; start < 16; ++start)
             for (int stop = 0; stop < 16; ++stop)
@@ -268,72 +362,31 @@ TEST(FrequencyTables, EveryHeaderAtEveryRateMatchesTheDoubleModel)
                         Reference ref;
                         const int32_t error = build_master_table(h, fs, &master);
                         const int32_t refError = ref_master(fs, start, stop, scale, alter, &ref);
-                        ++masters;
-                        const bool same =
+                        ++n.masters;
+                        n.mastersRejected += error != 0;
+                        const bool match =
                             error == refError &&
                             (error != 0 ||
                              (master.k0 == ref.k0 && master.k2 == ref.k2 &&
                               entries(master.master, master.nMaster + 1) == ref.master));
-                        if (!same && ++mismatches <= 10)
+                        if (!match && ++n.mismatches <= 10)
                             ADD_FAILURE() << "master table: rate " << fs << " start " << start
                                           << " stop " << stop << " scale " << scale << " alter "
                                           << alter << ": error " << error << ", model " << refError;
-                        if (error != 0 || !same) {
-                            mastersRejected += error != 0;
-                            continue;
-                        }
-                        for (int xover = 0; xover < 8; ++xover) {
-                            Reference refX = ref;
-                            int32_t refXError = ref_high_low(xover, &refX);
-                            Reference refP = refX;
-                            const int32_t refPatchError = refXError == 0 ? ref_patches(fs, &refP)
-                                                                         : 0;
-                            for (int noise = 0; noise < 4; ++noise) {
-                                Reference refN = refP;
-                                int32_t refNError = refXError;
-                                if (refNError == 0)
-                                    refNError = ref_noise(noise, &refN);
-                                if (refNError == 0)
-                                    refNError = refPatchError;
-                                for (int limiter = 0; limiter < 4; ++limiter) {
-                                    Reference r = refN;
-                                    if (refNError == 0)
-                                        ref_limiter(limiter, &r);
-                                    h.xoverBand = static_cast<uint8_t>(xover);
-                                    h.noiseBands = static_cast<uint8_t>(noise);
-                                    h.limiterBands = static_cast<uint8_t>(limiter);
-                                    FrequencyTables t = master;
-                                    const int32_t e = build_derived_tables(h, fs, &t);
-                                    ++cases;
-                                    casesRejected += e != 0;
-                                    bool ok = e == refNError;
-                                    if (ok && e == 0) {
-                                        ok = t.kx == r.kx && t.m == r.m &&
-                                             entries(t.high, t.nHigh + 1) == r.high &&
-                                             entries(t.low, t.nLow + 1) == r.low &&
-                                             entries(t.noise, t.nNoise + 1) == r.noise &&
-                                             entries(t.patchBands, t.numPatches) == r.patchBands &&
-                                             entries(t.patchStart, t.numPatches) == r.patchStart &&
-                                             entries(t.limiter, t.nLimiter + 1) == r.limiter;
-                                    }
-                                    if (!ok && ++mismatches <= 10)
-                                        ADD_FAILURE()
-                                            << "rate " << fs << " start " << start << " stop "
-                                            << stop << " scale " << scale << " alter " << alter
-                                            << " xover " << xover << " noise " << noise
-                                            << " limiter " << limiter << ": error " << e
-                                            << ", model " << refNError;
-                                }
-                            }
-                        }
+                        if (match && error == 0)
+                            compare_derived(fs, h, master, ref, &n);
                     }
     const double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    EXPECT_EQ(mismatches, 0);
+    EXPECT_EQ(n.mismatches, 0);
+    EXPECT_EQ(n.unusable, 0) << "valid tables with an empty band or a patch out of place";
     std::printf(
-        "%ld master tables (%ld rejected), %ld full headers with valid masters (%ld rejected), "
-        "%.1f s\n",
-        masters, mastersRejected, cases, casesRejected, seconds);
+        "%ld master tables (%ld rejected); on the valid ones %ld headers (%ld rejected); %.1f s\n"
+        "valid tables with an empty noise band %ld, with the limiter table ending below kx + M "
+        "%ld, "
+        "below the last patched subband %ld\n",
+        n.masters, n.mastersRejected, n.cases, n.casesRejected, seconds, n.emptyNoiseBand,
+        n.limiterBelowTop, n.limiterBelowPatches);
 }
 
 // The limiter's fixed-point ratio test against the formula for every band
