@@ -25,8 +25,9 @@ struct SbrCodebook {
 
 struct SbrPsTables {
     std::map<std::string, SbrCodebook> books;
-    std::vector<double> qmf;                   // c[0..639]
-    std::vector<std::array<double, 2>> noise;  // V(0..511): re, im
+    std::vector<double> qmf;                    // c[0..639]
+    std::vector<std::array<double, 2>> noise;   // V(0..511): re, im
+    std::vector<std::vector<int>> startOffset;  // [row][bs_start_freq]
 };
 
 // The tables of the data file; an empty record when it cannot be read.
@@ -64,6 +65,13 @@ inline const SbrPsTables &sbr_ps_tables()
                 s >> i >> re >> im;
                 t.noise.resize(i + 1 > t.noise.size() ? i + 1 : t.noise.size());
                 t.noise[i] = {re, im};
+            } else if (kind == "start_offset") {
+                size_t row = 0;
+                s >> row;
+                t.startOffset.resize(row + 1 > t.startOffset.size() ? row + 1
+                                                                    : t.startOffset.size());
+                for (int v = 0; s >> v;)
+                    t.startOffset[row].push_back(v);
             }
         }
         return t;
