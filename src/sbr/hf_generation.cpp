@@ -9,6 +9,8 @@
 // within about 2^-31 relative (plus half a Q29 step) of the exact ratio.
 #include "sbr/hf_generation.h"
 
+#include <algorithm>
+
 namespace fxaac::sbr {
 namespace {
 
@@ -121,36 +123,42 @@ struct Covariance {
     int64_t r01[2], r12[2], r02[2];
 };
 
-Covariance covariance(const QmfRow *rows, int p)
+// The covariances of low subbands lo .. hi - 1, row by row: the inner loops
+// run over adjacent subbands (vector-friendly), the sums in int64 per band.
+void covariances(const QmfRow *rows, int lo, int hi, Covariance *out)
 {
-    int64_t e = 0, c1r = 0, c1i = 0, c2r = 0, c2i = 0;
-    int64_t x2r = rows[0][p][0], x2i = rows[0][p][1];
-    int64_t x1r = rows[1][p][0], x1i = rows[1][p][1];
+    int64_t e[kLowBands] = {}, c1r[kLowBands] = {}, c1i[kLowBands] = {};
+    int64_t c2r[kLowBands] = {}, c2i[kLowBands] = {};
     for (int n = 2; n < kRows; ++n) {
-        const int64_t x0r = rows[n][p][0], x0i = rows[n][p][1];
-        e += x1r * x1r + x1i * x1i;
-        c1r += x0r * x1r + x0i * x1i;  // X(n) conj X(n - 1)
-        c1i += x0i * x1r - x0r * x1i;
-        c2r += x0r * x2r + x0i * x2i;  // X(n) conj X(n - 2)
-        c2i += x0i * x2r - x0r * x2i;
-        x2r = x1r;
-        x2i = x1i;
-        x1r = x0r;
-        x1i = x0i;
+        const int32_t(*x0)[2] = rows[n];
+        const int32_t(*x1)[2] = rows[n - 1];
+        const int32_t(*x2)[2] = rows[n - 2];
+        for (int p = lo; p < hi; ++p) {
+            const int64_t x0r = x0[p][0], x0i = x0[p][1];
+            const int64_t x1r = x1[p][0], x1i = x1[p][1];
+            const int64_t x2r = x2[p][0], x2i = x2[p][1];
+            e[p] += x1r * x1r + x1i * x1i;
+            c1r[p] += x0r * x1r + x0i * x1i;  // X(n) conj X(n - 1)
+            c1i[p] += x0i * x1r - x0r * x1i;
+            c2r[p] += x0r * x2r + x0i * x2i;  // X(n) conj X(n - 2)
+            c2i[p] += x0i * x2r - x0r * x2i;
+        }
     }
-    // Here x1 = X(39), x2 = X(38).
-    const int64_t ar = rows[0][p][0], ai = rows[0][p][1];
-    const int64_t br = rows[1][p][0], bi = rows[1][p][1];
-    Covariance c;
-    c.r11 = e;
-    c.r22 = e - (x2r * x2r + x2i * x2i) + (ar * ar + ai * ai);
-    c.r01[0] = c1r;
-    c.r01[1] = c1i;
-    c.r12[0] = c1r - (x1r * x2r + x1i * x2i) + (br * ar + bi * ai);
-    c.r12[1] = c1i - (x1i * x2r - x1r * x2i) + (bi * ar - br * ai);
-    c.r02[0] = c2r;
-    c.r02[1] = c2i;
-    return c;
+    for (int p = lo; p < hi; ++p) {
+        const int64_t ar = rows[0][p][0], ai = rows[0][p][1];    // X(0)
+        const int64_t br = rows[1][p][0], bi = rows[1][p][1];    // X(1)
+        const int64_t yr = rows[38][p][0], yi = rows[38][p][1];  // X(38)
+        const int64_t zr = rows[39][p][0], zi = rows[39][p][1];  // X(39)
+        Covariance &c = out[p];
+        c.r11 = e[p];
+        c.r22 = e[p] - (yr * yr + yi * yi) + (ar * ar + ai * ai);
+        c.r01[0] = c1r[p];
+        c.r01[1] = c1i[p];
+        c.r12[0] = c1r[p] - (zr * yr + zi * yi) + (br * ar + bi * ai);
+        c.r12[1] = c1i[p] - (zi * yr - zr * yi) + (bi * ar - br * ai);
+        c.r02[0] = c2r[p];
+        c.r02[1] = c2i[p];
+    }
 }
 
 constexpr int64_t magnitude(int64_t v) { return v < 0 ? -v : v; }
@@ -239,36 +247,16 @@ int noise_band_of(const FrequencyTables &t, int k)
 }
 
 // ---------------------------------------------------------------------------
-// X_High(k, r) = X_Low(p, r) + c0 X_Low(p, r - 1) + c1 X_Low(p, r - 2) for
-// rows r0 .. r1 - 1 (r0 >= 2), c0 = bw alpha0, c1 = bw^2 alpha1 in Q29.
-// |c| < 4 and |X| < 2^27 keep every sum below 2^61 and the result in int32.
-void predict_band(QmfRow *rows, int k, int p, const int32_t c0[2], const int32_t c1[2], int r0,
-                  int r1)
-{
-    const int64_t c0r = c0[0], c0i = c0[1], c1r = c1[0], c1i = c1[1];
-    constexpr int64_t kHalf = int64_t{1} << (kHfAlphaQ - 1);
-    for (int r = r0; r < r1; ++r) {
-        const int64_t x1r = rows[r - 1][p][0], x1i = rows[r - 1][p][1];
-        const int64_t x2r = rows[r - 2][p][0], x2i = rows[r - 2][p][1];
-        const int64_t re = c0r * x1r - c0i * x1i + c1r * x2r - c1i * x2i;
-        const int64_t im = c0r * x1i + c0i * x1r + c1r * x2i + c1i * x2r;
-        rows[r][k][0] = rows[r][p][0] + static_cast<int32_t>((re + kHalf) >> kHfAlphaQ);
-        rows[r][k][1] = rows[r][p][1] + static_cast<int32_t>((im + kHalf) >> kHfAlphaQ);
-    }
-}
-
 // (a * b) >> 31, rounded: Q31 times Qn gives Qn.
 constexpr int32_t mul_q31(int32_t a, int32_t b)
 {
     return static_cast<int32_t>((int64_t{a} * b + (int64_t{1} << 30)) >> 31);
 }
 
-}  // namespace
-
-HfPredictor hf_predictor(const QmfRow *rows, int band)
+// alpha0 and alpha1 of one subband from its covariances.
+HfPredictor predictor(Covariance c)
 {
     HfPredictor a{};
-    Covariance c = covariance(rows, band);
     if (c.r11 == 0)  // then phi(1,2) = 0 and d = 0 too: alpha0 = alpha1 = 0
         return a;
     normalise(&c);
@@ -300,6 +288,39 @@ HfPredictor hf_predictor(const QmfRow *rows, int band)
     return a;
 }
 
+// X_High of one patch: target subbands k .. k + n - 1 from sources p .. p + n - 1,
+// rows r0 .. r1 - 1 (r0 >= 2), with c0 = bw alpha0, c1 = bw^2 alpha1 (Q29) per
+// target subband. Row by row over adjacent subbands; |c| < 4 and |X| < 2^27
+// keep every sum below 2^61 and the result in int32.
+void predict_patch(QmfRow *rows, int k, int p, int n, const int32_t (*c0)[2],
+                   const int32_t (*c1)[2], int r0, int r1)
+{
+    constexpr int64_t kHalf = int64_t{1} << (kHfAlphaQ - 1);
+    for (int r = r0; r < r1; ++r) {
+        const int32_t(*x0)[2] = rows[r] + p;
+        const int32_t(*x1)[2] = rows[r - 1] + p;
+        const int32_t(*x2)[2] = rows[r - 2] + p;
+        int32_t(*y)[2] = rows[r] + k;
+        for (int x = 0; x < n; ++x) {
+            const int64_t x1r = x1[x][0], x1i = x1[x][1], x2r = x2[x][0], x2i = x2[x][1];
+            const int64_t c0r = c0[x][0], c0i = c0[x][1], c1r = c1[x][0], c1i = c1[x][1];
+            const int64_t re = c0r * x1r - c0i * x1i + c1r * x2r - c1i * x2i;
+            const int64_t im = c0r * x1i + c0i * x1r + c1r * x2i + c1i * x2r;
+            y[x][0] = x0[x][0] + static_cast<int32_t>((re + kHalf) >> kHfAlphaQ);
+            y[x][1] = x0[x][1] + static_cast<int32_t>((im + kHalf) >> kHfAlphaQ);
+        }
+    }
+}
+
+}  // namespace
+
+HfPredictor hf_predictor(const QmfRow *rows, int band)
+{
+    Covariance c[kLowBands];
+    covariances(rows, band, band + 1, c);
+    return predictor(c[band]);
+}
+
 void hf_generation_reset(HfGenState *s) { *s = HfGenState{}; }
 
 void hf_generate(HfGenState *s, const FrequencyTables &t, const uint8_t invfMode[kMaxNoiseBands],
@@ -314,24 +335,40 @@ void hf_generate(HfGenState *s, const FrequencyTables &t, const uint8_t invfMode
     const int highEnd = t.kx + t.m < kBands ? t.kx + t.m : kBands;
     const int patches = t.numPatches < kMaxPatches ? t.numPatches : kMaxPatches;
 
+    // The patches cut to the bands they may read and write.
+    int first[kMaxPatches], count[kMaxPatches], target[kMaxPatches];
+    uint32_t needed = 0;  // bit p: low subband p is a source
+    for (int i = 0, k = t.kx; i < patches; k += t.patchBands[i], ++i) {
+        first[i] = t.patchStart[i];
+        target[i] = k;
+        const int n = t.patchBands[i];
+        const int room = std::min(lowEnd - first[i], highEnd - k);
+        count[i] = n < room ? n : (room > 0 ? room : 0);
+        for (int x = 0; x < count[i]; ++x)
+            needed |= 1u << (first[i] + x);
+    }
+    if (needed == 0)
+        return;
+    const int lo = __builtin_ctz(needed), hi = 32 - __builtin_clz(needed);
+    Covariance cov[kLowBands];
+    covariances(rows, lo, hi, cov);
     HfPredictor pred[kLowBands];
-    uint32_t known = 0;  // bit p: pred[p] computed
-    int k = t.kx;
+    for (int p = lo; p < hi; ++p)
+        if ((needed >> p & 1u) != 0)
+            pred[p] = predictor(cov[p]);
+
     for (int i = 0; i < patches; ++i) {
-        for (int x = 0; x < t.patchBands[i] && k < highEnd; ++x, ++k) {
-            const int p = t.patchStart[i] + x;
-            if (p >= lowEnd)
-                continue;
-            if ((known >> p & 1u) == 0) {
-                pred[p] = hf_predictor(rows, p);
-                known |= 1u << p;
-            }
-            const int32_t bw = s->bw[noise_band_of(t, k)];
+        int32_t c0[kMaxHighBands][2], c1[kMaxHighBands][2];
+        for (int x = 0; x < count[i]; ++x) {
+            const HfPredictor &a = pred[first[i] + x];
+            const int32_t bw = s->bw[noise_band_of(t, target[i] + x)];
             const int32_t bw2 = mul_q31(bw, bw);
-            const int32_t c0[2] = {mul_q31(bw, pred[p].a0[0]), mul_q31(bw, pred[p].a0[1])};
-            const int32_t c1[2] = {mul_q31(bw2, pred[p].a1[0]), mul_q31(bw2, pred[p].a1[1])};
-            predict_band(rows, k, p, c0, c1, r0, r1);
+            c0[x][0] = mul_q31(bw, a.a0[0]);
+            c0[x][1] = mul_q31(bw, a.a0[1]);
+            c1[x][0] = mul_q31(bw2, a.a1[0]);
+            c1[x][1] = mul_q31(bw2, a.a1[1]);
         }
+        predict_patch(rows, target[i], first[i], count[i], c0, c1, r0, r1);
     }
 }
 
