@@ -5,8 +5,10 @@
 // products, and those differences cancel deeply for tonal bands (for a pure
 // tone the determinant is about 1e-6 of its terms), so the products are
 // formed exactly in 128 bits before anything is rounded. Only the final
-// divisions round: their divisor keeps 32 significant bits, so alpha is
-// within about 2^-31 relative (plus half a Q29 step) of the exact ratio.
+// divisions round: each denominator keeps 32 significant bits and is inverted
+// once (one integer division per denominator, two per subband, none per
+// sample), so alpha is within about 2^-30 relative (plus half a Q29 step) of
+// the exact ratio.
 #include "sbr/hf_generation.h"
 
 #include <algorithm>
@@ -85,26 +87,43 @@ constexpr Wide mul(int64_t a, int64_t b)
     return (a < 0) != (b < 0) ? negate(m) : m;
 }
 
-// num / den in Q29, rounded to nearest, for den > 0 (den < 2^126). False
-// when |num| >= 4 den (the quotient would not fit, and is discarded anyway).
-// The divisor keeps its 32 leading bits: relative error below 2^-31.
-bool quotient_q29(Wide num, Wide den, int32_t *q)
-{
-    const bool neg = negative(num);
-    const Wide mag = neg ? negate(num) : num;
-    if (!below(mag, shl(den, 2)))
-        return false;
-    const int s = bit_length(den) - 32;  // den >> s in [2^31, 2^32)
-    const uint64_t d = s >= 0 ? shr(den, s).lo : den.lo << -s;
-    // mag * 2^(29 - s) < 4 (d + 1) 2^29 <= 2^63.
-    const int t = kHfAlphaQ - s;
-    const uint64_t n = t >= 0 ? shl(mag, t).lo : shr(mag, -t).lo;
-    uint64_t r = (n + d / 2) / d;
-    if (r > 0x7fffffffu)
-        r = 0x7fffffffu;
-    *q = neg ? -static_cast<int32_t>(r) : static_cast<int32_t>(r);
-    return true;
-}
+// Division by one denominator den > 0 (den < 2^126) of several numerators,
+// through one reciprocal: the divisor keeps its 32 leading bits (relative
+// error below 2^-31) and its reciprocal 32 bits more.
+class Divisor {
+public:
+    explicit Divisor(Wide den) : limit_(shl(den, 2))
+    {
+        shift_ = bit_length(den) - 32;  // den >> shift_ in [2^31, 2^32)
+        const uint64_t d = shift_ >= 0 ? shr(den, shift_).lo : den.lo << -shift_;
+        recip_ = ((uint64_t{1} << 63) - 1) / d;  // in [2^31, 2^32)
+    }
+
+    // num / den in Q29, rounded; false when |num| >= 4 den (the quotient
+    // would not fit, and is discarded anyway).
+    bool divide(Wide num, int32_t *q) const
+    {
+        const bool neg = negative(num);
+        const Wide mag = neg ? negate(num) : num;
+        if (!below(mag, limit_))
+            return false;
+        // n = mag 2^(29 - shift) < 4 (d + 1) 2^29 <= 2^63; q = n recip / 2^63.
+        const int t = kHfAlphaQ - shift_;
+        const uint64_t n = t >= 0 ? shl(mag, t).lo : shr(mag, -t).lo;
+        const uint64_t hi = (n >> 32) * recip_;
+        const uint64_t lo = ((n & 0xffffffffu) * recip_) >> 32;
+        uint64_t r = (hi + lo + (uint64_t{1} << 30)) >> 31;
+        if (r > 0x7fffffffu)
+            r = 0x7fffffffu;
+        *q = neg ? -static_cast<int32_t>(r) : static_cast<int32_t>(r);
+        return true;
+    }
+
+private:
+    Wide limit_;
+    int shift_;
+    uint64_t recip_;
+};
 
 // |a|^2 >= 16 for a complex Q29 value.
 constexpr bool at_least_four(const int32_t a[2])
@@ -133,13 +152,17 @@ void covariances(const QmfRow *rows, int lo, int hi, Covariance *out)
         const int32_t(*x0)[2] = rows[n];
         const int32_t(*x1)[2] = rows[n - 1];
         const int32_t(*x2)[2] = rows[n - 2];
+        // Two passes over the subbands, few enough live values for 32-bit ARM.
         for (int p = lo; p < hi; ++p) {
             const int64_t x0r = x0[p][0], x0i = x0[p][1];
             const int64_t x1r = x1[p][0], x1i = x1[p][1];
-            const int64_t x2r = x2[p][0], x2i = x2[p][1];
             e[p] += x1r * x1r + x1i * x1i;
             c1r[p] += x0r * x1r + x0i * x1i;  // X(n) conj X(n - 1)
             c1i[p] += x0i * x1r - x0r * x1i;
+        }
+        for (int p = lo; p < hi; ++p) {
+            const int64_t x0r = x0[p][0], x0i = x0[p][1];
+            const int64_t x2r = x2[p][0], x2i = x2[p][1];
             c2r[p] += x0r * x2r + x0i * x2i;  // X(n) conj X(n - 2)
             c2i[p] += x0i * x2r - x0r * x2i;
         }
@@ -268,7 +291,8 @@ HfPredictor predictor(Covariance c)
                             mul(c.r02[0], c.r11));
         const Wide ni = sub(add(mul(c.r01[0], c.r12[1]), mul(c.r01[1], c.r12[0])),
                             mul(c.r02[1], c.r11));
-        if (!quotient_q29(nr, d, &a1[0]) || !quotient_q29(ni, d, &a1[1]) || at_least_four(a1))
+        const Divisor div(d);
+        if (!div.divide(nr, &a1[0]) || !div.divide(ni, &a1[1]) || at_least_four(a1))
             return a;
     }
     // alpha0 = -(phi01 + alpha1 conj(phi12)) / phi11, all scaled by 2^29.
@@ -276,10 +300,9 @@ HfPredictor predictor(Covariance c)
                         add(mul(a1[0], c.r12[0]), mul(a1[1], c.r12[1])));
     const Wide ni = add(shl(wide(c.r01[1]), kHfAlphaQ),
                         sub(mul(a1[1], c.r12[0]), mul(a1[0], c.r12[1])));
-    const Wide den = shl(wide(c.r11), kHfAlphaQ);
     int32_t a0[2];
-    if (!quotient_q29(negate(nr), den, &a0[0]) || !quotient_q29(negate(ni), den, &a0[1]) ||
-        at_least_four(a0))
+    const Divisor div(shl(wide(c.r11), kHfAlphaQ));
+    if (!div.divide(negate(nr), &a0[0]) || !div.divide(negate(ni), &a0[1]) || at_least_four(a0))
         return a;
     a.a0[0] = a0[0];
     a.a0[1] = a0[1];
