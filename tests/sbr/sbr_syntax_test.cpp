@@ -794,3 +794,59 @@ TEST(SbrSyntax, ExtendedDataPastThePayloadIsRefused)
 }
 
 }  // namespace
+
+// Random bytes as payloads, with the history carried across them: every
+// result is one of the named codes, and what is accepted holds the records'
+// invariants.
+TEST(SbrSyntax, RandomBytesKeepTheRecordsValid)
+{
+    std::mt19937 rng(3);
+    const std::vector<FrequencyTables> tables = test_tables();
+    int accepted = 0;
+    for (int n = 0; n < 20000; n++) {
+        const FrequencyTables &t = tables[static_cast<size_t>(n) % tables.size()];
+        SbrDeltaHistory hist[2] = {};
+        std::vector<uint8_t> bytes(std::uniform_int_distribution<size_t>(1, 64)(rng));
+        for (uint8_t &b : bytes)
+            b = static_cast<uint8_t>(rng());
+        std::unique_ptr<uint8_t[]> exact(new uint8_t[bytes.size()]);
+        std::copy(bytes.begin(), bytes.end(), exact.get());
+        BitCursor r;
+        init_bounded(&r, exact.get(), static_cast<int32_t>(bytes.size()));
+        SbrHeader h{};
+        h.ampRes = static_cast<uint8_t>(n & 1);
+        SbrFrameData f{};
+        bool pair = (n & 2) != 0;
+        int32_t err = read_sbr_data(&r, static_cast<int32_t>(8 * bytes.size()), h, t, pair, &f,
+                                    nullptr);
+        if (err == kSbrOk)
+            err = resolve_deltas(t, &f, hist);
+        ASSERT_TRUE(err <= kSbrOk && err >= kSbrNoHistory) << err;
+        if (err != kSbrOk)
+            continue;
+        accepted++;
+        for (int ch = 0; ch < f.channels; ch++) {
+            const SbrChannelData &c = f.ch[ch];
+            const SbrGrid &g = c.grid;
+            ASSERT_TRUE(g.numEnv >= 1 && g.numEnv <= kMaxEnvelopes);
+            ASSERT_EQ(g.numNoise, g.numEnv > 1 ? 2 : 1);
+            for (int l = 0; l < g.numEnv; l++)
+                ASSERT_LT(g.env[l], g.env[l + 1]);
+            ASSERT_LE(g.env[g.numEnv], kMaxBorder);
+            ASSERT_TRUE(g.noise[0] <= g.noise[1] && g.noise[1] <= g.noise[g.numNoise]);
+            ASSERT_TRUE(g.pointer >= -1 && g.pointer <= g.numEnv);
+            bool balance = f.coupling && ch == 1;
+            for (int l = 0; l < g.numEnv; l++) {
+                for (int k = 0; k < (g.freqRes[l] ? t.nHigh : t.nLow); k++)
+                    ASSERT_TRUE(c.envelope[l][k] >= 0 &&
+                                c.envelope[l][k] <= max_env(c.ampRes, balance));
+            }
+            for (int q = 0; q < g.numNoise; q++) {
+                for (int k = 0; k < t.nNoise; k++)
+                    ASSERT_TRUE(c.noiseFloor[q][k] >= 0 &&
+                                c.noiseFloor[q][k] <= max_noise(balance));
+            }
+        }
+    }
+    EXPECT_GT(accepted, 100);
+}
