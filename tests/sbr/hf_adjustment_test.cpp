@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <iterator>
 #include <vector>
 
 namespace {
@@ -186,6 +187,15 @@ void run_stream(std::mt19937 &rng, Stream &st, int frames, Stats *stats)
     hf_adjust_reset(&s[0]);
     hf_adjust_reset(&s[1]);
     for (int fr = 0; fr < frames; fr++) {
+        if (fr == frames / 2 && rng() % 2 == 0) {  // an SBR reset: new tables
+            st.t = random_tables(rng);
+            std::memset(st.harmonic, 0, sizeof(st.harmonic));
+            for (int ch = 0; ch < 2; ch++) {
+                hf_adjust_restart(&s[ch]);
+                ms[ch].primed = false;
+                std::fill(std::begin(ms[ch].sPrev), std::end(ms[ch].sPrev), false);
+            }
+        }
         SbrFrameData f;
         std::vector<Matrix> mats(2);
         random_frame(rng, st, f, mats);
@@ -256,6 +266,52 @@ TEST(HfAdjustment, MatchesTheDoubleModelOverRandomStreams)
     EXPECT_LE(stats.maxErr, 4.0);
     EXPECT_LE(stats.maxErrRel, 1e-6);
     EXPECT_LE(stats.maxRelErr, 1e-5);
+}
+
+// Broken tables or grids are refused before anything is touched.
+TEST(HfAdjustment, RefusesInconsistentInputAndChangesNothing)
+{
+    std::mt19937 rng(3);
+    Stream st;
+    st.t = random_tables(rng);
+    SbrFrameData f;
+    std::vector<Matrix> mats(2);
+    random_frame(rng, st, f, mats);
+    HfAdjustState s;
+    hf_adjust_reset(&s);
+    s.indexNoise = 77;
+    HfAdjustWork w;
+    const std::vector<Matrix> before = mats;
+    const HfAdjustState sBefore = s;
+    auto refused = [&](const FrequencyTables &t, const SbrFrameData &fd, int ch) {
+        const int32_t rc = hf_adjust(&s, st.h, t, fd, ch, mats[0].row, &w);
+        return rc < 0 && std::memcmp(mats[0].row, before[0].row, sizeof(mats[0].row)) == 0 &&
+               std::memcmp(&s, &sBefore, sizeof(s)) == 0;
+    };
+    FrequencyTables t = st.t;
+    t.m = static_cast<uint8_t>(kBands - t.kx + 1);  // past subband 63
+    EXPECT_TRUE(refused(t, f, 0));
+    t = st.t;
+    t.high[1] = t.high[0];  // empty band
+    EXPECT_TRUE(refused(t, f, 0));
+    t = st.t;
+    t.limiter[t.nLimiter] = static_cast<uint8_t>(t.kx + t.m - 1);  // does not end at kx + M
+    EXPECT_TRUE(refused(t, f, 0));
+    t = st.t;
+    t.nNoise = kMaxNoiseBands + 1;
+    EXPECT_TRUE(refused(t, f, 0));
+    SbrFrameData g = f;
+    g.ch[0].grid.env[1] = g.ch[0].grid.env[0];  // envelope of no slot
+    EXPECT_TRUE(refused(st.t, g, 0));
+    g = f;
+    g.ch[0].grid.env[g.ch[0].grid.numEnv] = kMaxBorder + 1;  // past the work matrix
+    EXPECT_TRUE(refused(st.t, g, 0));
+    g = f;
+    g.ch[0].grid.numEnv = kMaxEnvelopes + 1;
+    EXPECT_TRUE(refused(st.t, g, 0));
+    g = f;
+    g.channels = 1;
+    EXPECT_TRUE(refused(st.t, g, 1));
 }
 
 }  // namespace
