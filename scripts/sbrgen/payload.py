@@ -93,18 +93,21 @@ class Grid:
             return -1 if p <= 1 else p - 1
         return -1 if p == 0 else n + 1 - p
 
+    def middle(self):
+        """The envelope border index where the second noise floor starts (L_E > 1)."""
+        p, n = self.pointer, self.num_env
+        if self.frame_class == FIXFIX:
+            return n // 2
+        if self.frame_class == VARFIX:
+            return 1 if p == 0 else n - 1 if p == 1 else p - 1
+        return n + 1 - p if p > 1 else n - 1
+
     def noise_borders(self):
+        """t_Q(0..L_Q) in SBR time slots."""
         t = self.borders()
         if self.num_env == 1:
             return [t[0], t[-1]]
-        p, n = self.pointer, self.num_env
-        if self.frame_class == FIXFIX:
-            mid = n // 2
-        elif self.frame_class == VARFIX:
-            mid = 1 if p == 0 else n - 1 if p == 1 else p - 1
-        else:
-            mid = n + 1 - p if p > 1 else n - 1
-        return [t[0], t[mid], t[-1]]
+        return [t[0], t[self.middle()], t[-1]]
 
 
 @dataclass

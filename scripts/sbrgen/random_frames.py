@@ -50,8 +50,10 @@ class Preset:
     extra_fill: float = 0.0          # chance of fill bytes beyond the byte alignment
     dt: float = 0.5                  # chance of time coding where it is allowed
     amp_res: tuple = (0, 1)          # bs_amp_res of the first header
-    level: tuple = (14, 40)          # envelope level range at 1.5 dB steps
+    level: tuple = (34, 60)          # envelope level range at 1.5 dB steps
     ampres_mix: bool = False         # allow the ambiguous FIXFIX-1 mix in uncoupled pairs
+    fixfix_envs: tuple = (1, 2, 4)   # envelope counts of FIXFIX frames
+    raw_extension: bool = False      # extension payload of any bits (else no '10' bit pair)
     about: str = ''
 
 
@@ -189,7 +191,7 @@ class Generator:
         while True:
             c = rng.choice(classes)
             if c == FIXFIX:
-                n = rng.choice((1, 2, 4))
+                n = rng.choice(self.p.fixfix_envs)
                 return Grid(FIXFIX, n, [rng.randint(0, 1)] * n)
             g = Grid(c, 0, [], var_bord_0=lead if c in (VARFIX, VARVAR) else 0,
                      var_bord_1=rng.randint(0, 3) if c in (FIXVAR, VARVAR) else 0)
@@ -214,9 +216,7 @@ class Generator:
         out = []
         for p in range(1 << pointer_bits(g.num_env)):
             g.pointer = p
-            la = g.transient()
-            tq = g.noise_borders()
-            if la < g.num_env and all(b > a for a, b in zip(tq, tq[1:])):
+            if -1 <= g.transient() < g.num_env and (g.num_env == 1 or 0 < g.middle() < g.num_env):
                 out.append(p)
         return out
 
@@ -285,8 +285,10 @@ class Generator:
         if self.nch == 2 and not self.p.ampres_mix and self.header.amp_res == 1:
             def one(g):
                 return g.frame_class == FIXFIX and g.num_env == 1
+            k = 0
             while one(gs[0]) != one(gs[1]):
-                gs[1] = self.random_grid(leads[1])
+                gs[k] = self.random_grid(leads[k])      # either side: one of them may need VAR
+                k ^= 1
         return gs
 
     def amp_res_of(self, g):
@@ -322,11 +324,23 @@ class Generator:
             e.data_extra = rng.randint(0, (1 << (4 * self.nch)) - 1)
         if rng.random() < p.extended:
             e.extension_id = rng.choice((0, 1, 3))
-            e.extension = [rng.randint(0, 1) for _ in range(rng.randint(0, 40))]
+            e.extension = self.extension_bits(rng.randint(0, 20))
         if rng.random() < p.extra_fill:
             e.extra_fill_bytes = rng.randint(1, 20)
         e.decoded = decoded
         return e
+
+    def extension_bits(self, pairs):
+        """The dummy extension's payload: bits the decoder skips. Unless the preset asks for
+        raw bits, the payload is made of the bit pairs 00, 01 and 11, so that a decoder that
+        reads the skipped bits as further 2-bit extension ids never meets id 2 (parametric
+        stereo), as faad does."""
+        if self.p.raw_extension:
+            return [self.rng.randint(0, 1) for _ in range(2 * pairs)]
+        out = []
+        for _ in range(pairs):
+            out += self.rng.choice(([0, 0], [0, 1], [1, 1]))
+        return out
 
     def next(self):
         """The element data of the next frame, as extension_payload() bits and the record."""
