@@ -7,7 +7,10 @@ namespace fxaac::sbr {
 
 namespace {
 
-constexpr int kPanOffset = 12;        // PAN_OFFSET of envelopes and noise floors
+// PAN_OFFSET: the balance that pans to the middle. Balance values are
+// stored doubled (0..48 at 1.5 dB, 0..24 at 3.0 dB; noise 0..24).
+constexpr int kPanOffsetNoise = 12;
+int pan_offset(int ampRes) { return ampRes != 0 ? 12 : 24; }
 constexpr int kNoiseFloorOffset = 6;  // NOISE_FLOOR_OFFSET
 constexpr int kQuantMin = -128;       // clamp of the quantised values
 constexpr int kQuantMax = 255;
@@ -37,7 +40,9 @@ SoftFloat envelope_energy(const SbrFrameData &f, int ch, int l, int i)
     const SbrChannelData &bal = f.ch[1];
     const SoftFloat level = sf_pow2_half(14 +
                                          half_steps(clamp_quant(lev.envelope[l][i]), lev.ampRes));
-    return pan(level, half_steps(clamp_quant(bal.envelope[l][i]) - kPanOffset, bal.ampRes), ch);
+    return pan(level,
+               half_steps(clamp_quant(bal.envelope[l][i]) - pan_offset(bal.ampRes), bal.ampRes),
+               ch);
 }
 
 SoftFloat noise_floor_level(const SbrFrameData &f, int ch, int q, int i)
@@ -47,7 +52,7 @@ SoftFloat noise_floor_level(const SbrFrameData &f, int ch, int q, int i)
     }
     const SoftFloat level = sf_pow2_half(
         2 * (kNoiseFloorOffset + 1 - clamp_quant(f.ch[0].noiseFloor[q][i])));
-    return pan(level, 2 * (clamp_quant(f.ch[1].noiseFloor[q][i]) - kPanOffset), ch);
+    return pan(level, 2 * (clamp_quant(f.ch[1].noiseFloor[q][i]) - kPanOffsetNoise), ch);
 }
 
 }  // namespace fxaac::sbr

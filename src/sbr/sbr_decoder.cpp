@@ -10,29 +10,30 @@ namespace fxaac::sbr {
 namespace {
 
 constexpr int kCrcBits = 10;  // bs_sbr_crc_bits, kept, not verified
+// The core's hand-off samples carry the half LSB (2^15 at 2^16 per 16-bit
+// LSB) that rounds its own 16-bit output; the output of the synthesis bank
+// rounds again, so the analysis takes it off.
+constexpr int32_t kHandOffBias = 1 << 15;
 
-// The header fields that the frequency band tables follow: a change in any
-// of them rebuilds the tables and restarts the channels' state (ISO/IEC
-// 14496-3 4.6.18.3.1). The limiter bands only rebuild their own table.
-bool same_tables(const SbrHeader &a, const SbrHeader &b)
-{
-    return a.startFreq == b.startFreq && a.stopFreq == b.stopFreq && a.xoverBand == b.xoverBand &&
-           a.freqScale == b.freqScale && a.alterScale == b.alterScale &&
-           a.noiseBands == b.noiseBands;
-}
+int32_t sub_bias(int32_t x) { return x >= INT32_MIN + kHandOffBias ? x - kHandOffBias : INT32_MIN; }
 
 void reset_channel(SbrChannel *c)
 {
     hf_generation_reset(&c->generation);
     hf_adjust_reset(&c->adjustment);
-    reset_delta_history(&c->deltas);
+}
+
+void reset_deltas(SbrElement *e)
+{
+    reset_delta_history(&e->deltas[0]);
+    reset_delta_history(&e->deltas[1]);
 }
 
 // Takes a header read from the stream: rebuilds the tables when they change.
 int32_t take_header(SbrDecoder *d, int element, bool pair, const SbrHeader &h)
 {
     SbrElement &e = d->element[element];
-    const bool reset = !e.headerSeen || !same_tables(e.header, h);
+    const bool reset = !e.headerSeen || sbr_header_resets(e.header, h);
     const bool rebuild = reset || e.header.limiterBands != h.limiterBands;
     e.header = h;
     e.headerSeen = 1;
@@ -41,9 +42,12 @@ int32_t take_header(SbrDecoder *d, int element, bool pair, const SbrHeader &h)
     e.tablesValid = 0;
     if (int32_t rc = build_frequency_tables(h, d->sbrRate, &e.tables); rc < 0)
         return rc;
+    if (e.tables.kx > kLowBands)  // the analysis bank gives 32 subbands
+        return kErrFrequencyTables;
     e.tablesValid = 1;
     if (!reset)
         return 0;
+    reset_deltas(&e);
     const int first = pair ? 0 : element;
     for (int c = first; c < first + (pair ? 2 : 1); c++)
         reset_channel(&d->channel[c]);
@@ -100,9 +104,13 @@ void init_decoder(SbrDecoder *d, int32_t sbrRate, bool downsampled)
     d->sbrRate = sbrRate;
     d->downsampled = downsampled ? 1 : 0;
     for (SbrChannel &c : d->channel) {
+        qmf_analysis_reset(&c.analysis);
+        qmf_synthesis_reset(&c.synthesis);
         reset_channel(&c);
         c.prevKx = kLowBands;  // until SBR data comes: the whole core band, no high band
     }
+    for (SbrElement &e : d->element)
+        reset_deltas(&e);
 }
 
 int32_t read_element(SbrDecoder *d, SbrWork *w, int element, const uint8_t *ptr, int32_t bitPos,
@@ -116,21 +124,23 @@ int32_t read_element(SbrDecoder *d, SbrWork *w, int element, const uint8_t *ptr,
         skip_bits(&r, kCrcBits);
     if (read_bit(&r)) {
         SbrHeader h;
-        if (int32_t rc = read_sbr_header(&r, &h); rc < 0 || r.overrun)
-            return rc < 0 ? rc : kErrPayloadLength;
+        if (int32_t rc = read_sbr_header(&r, end, &h); rc < 0)
+            return rc;
         if (int32_t rc = take_header(d, element, pair, h); rc < 0)
             return rc;
     }
     SbrElement &e = d->element[element];
     if (!e.headerSeen || !e.tablesValid)
         return kErrNoHeader;
-    if (int32_t rc = read_sbr_data(&r, e.header, e.tables, pair, &w->frame); rc < 0)
+    if (int32_t rc = read_sbr_data(&r, end, e.header, e.tables, pair, &w->frame, nullptr); rc < 0) {
+        reset_deltas(&e);
         return rc;
-    if (r.overrun || aac_get_processed_bits(&r) > end)
+    }
+    if (r.overrun || aac_get_processed_bits(&r) > end) {
+        reset_deltas(&e);
         return kErrPayloadLength;
-    const int first = pair ? 0 : element;
-    SbrDeltaHistory *second = pair ? &d->channel[1].deltas : nullptr;
-    return resolve_deltas(e.tables, &w->frame, &d->channel[first].deltas, second);
+    }
+    return resolve_deltas(e.tables, &w->frame, e.deltas);
 }
 
 void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int frameCh, bool data,
@@ -141,8 +151,12 @@ void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int fr
     QmfRow *rows = w->rows;
     for (int r = 0; r < kHfGen; r++)
         std::memcpy(rows[r], c.lowHistory[r], sizeof c.lowHistory[r]);
-    for (int s = 0; s < kSlots; s++)
-        qmf_analysis_slot(&c.analysis, time + kLowBands * s, rows[kHfGen + s]);
+    for (int s = 0; s < kSlots; s++) {
+        int32_t in[kLowBands];
+        for (int i = 0; i < kLowBands; i++)
+            in[i] = sub_bias(time[kLowBands * s + i]);
+        qmf_analysis_slot(&c.analysis, in, rows[kHfGen + s]);
+    }
     for (int r = 0; r < kHfGen; r++)  // before the high band is written over them
         std::memcpy(c.lowHistory[r], rows[kSlots + r], sizeof c.lowHistory[r]);
 
@@ -157,7 +171,8 @@ void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int fr
         const int rowBegin = kHfAdj + firstSlot;
         rowEnd = kHfAdj + kRate * cd.grid.env[cd.grid.numEnv];
         hf_generate(&c.generation, e.tables, cd.invfMode, rowBegin, rowEnd, rows);
-        hf_adjust(&c.adjustment, e.header, e.tables, w->frame, frameCh, rows, &w->adjust);
+        if (hf_adjust(&c.adjustment, e.header, e.tables, w->frame, frameCh, rows, &w->adjust) < 0)
+            rowEnd = 0;  // refused: no high band
     }
 
     QmfRow in;

@@ -12,10 +12,17 @@
 #include "sbr/hf_adjustment.h"
 #include "sbr/hf_generation.h"
 #include "sbr/qmf.h"
+#include "sbr/sbr_deltas.h"
 #include "sbr/sbr_syntax.h"
 #include "sbr/sbr_types.h"
 
 namespace fxaac::sbr {
+
+// Why an element's payload is refused, beside the codes of the tables and
+// the syntax.
+constexpr int32_t kErrNoHeader = -30;         // data before any usable header
+constexpr int32_t kErrPayloadLength = -31;    // the data run past the fill element's payload
+constexpr int32_t kErrFrequencyTables = -32;  // the header's tables were refused
 
 // Rows of the previous frame's high band that reach into this frame: its
 // last envelope may end up to 3 time slots (6 rows) past the frame.
@@ -29,7 +36,6 @@ struct SbrChannel {
     int32_t highHistory[kHighHistoryRows][kBands][2];  // rows 34..39, bands kx'..kx'+M'-1
     HfGenState generation;
     HfAdjustState adjustment;
-    SbrDeltaHistory deltas;
     uint8_t prevKx;  // SBR range of the frame before: the bands of highHistory
     uint8_t prevM;
     uint8_t historyRows;  // rows of highHistory that hold samples (0..6)
@@ -40,6 +46,7 @@ struct SbrChannel {
 struct SbrElement {
     SbrHeader header;
     FrequencyTables tables;
+    SbrDeltaHistory deltas[2];  // per channel of the element: the last frame's values
     uint8_t headerSeen;   // a header was read (the element can be decoded)
     uint8_t tablesValid;  // the header's tables are usable
     uint8_t reset;        // the tables changed: the channels' state restarts
