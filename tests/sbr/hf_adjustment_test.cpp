@@ -314,4 +314,65 @@ TEST(HfAdjustment, RefusesInconsistentInputAndChangesNothing)
     EXPECT_TRUE(refused(st.t, g, 1));
 }
 
+// Random bytes for every value of the frame (tables and grids kept or made
+// valid at random), full-scale int32 cells: hf_adjust refuses or adjusts, and
+// touches nothing outside its rows and subbands (run under the sanitizers too).
+TEST(HfAdjustment, HostileValuesStayInsideTheirCells)
+{
+    std::mt19937 rng(5);
+    HfAdjustState s;
+    hf_adjust_reset(&s);
+    HfAdjustWork w;
+    SbrHeader h{};
+    std::vector<Matrix> mats(2);
+    int adjusted = 0;
+    for (int n = 0; n < 3000; n++) {
+        Stream st;
+        st.t = random_tables(rng);
+        SbrFrameData f;
+        random_frame(rng, st, f, mats);
+        auto *bytes = reinterpret_cast<uint8_t *>(&f);
+        for (size_t i = 0; i < sizeof(f); i++) {
+            if (rng() % 2) {
+                bytes[i] = static_cast<uint8_t>(rng());
+            }
+        }
+        if (n % 2 == 0) {  // keep the grid valid so that the data reach the arithmetic
+            SbrGrid g = random_grid(rng);
+            f.ch[0].grid = f.ch[1].grid = g;
+            f.channels = 2;
+        }
+        h.limiterGains = static_cast<uint8_t>(rng());
+        h.interpolFreq = static_cast<uint8_t>(rng());
+        h.smoothingMode = static_cast<uint8_t>(rng());
+        for (int r = 0; r < kRows; r++) {
+            for (int k = 0; k < kBands; k++) {
+                mats[0].row[r][k][0] = static_cast<int32_t>(rng());
+                mats[0].row[r][k][1] = rng() % 2 ? INT32_MIN : INT32_MAX;
+            }
+        }
+        const Matrix before = mats[0];
+        const int ch = static_cast<int>(rng() % 2);
+        if (hf_adjust(&s, h, st.t, f, ch, mats[0].row, &w) != kHfAdjustOk) {
+            continue;
+        }
+        adjusted++;
+        const SbrGrid &g = f.ch[ch].grid;
+        for (int r = 0; r < kRows; r++) {
+            for (int k = 0; k < kBands; k++) {
+                const bool inside = r >= kHfAdj + kRate * g.env[0] &&
+                                    r < kHfAdj + kRate * g.env[g.numEnv] && k >= st.t.kx &&
+                                    k < st.t.kx + st.t.m;
+                if (!inside) {
+                    ASSERT_EQ(std::memcmp(mats[0].row[r][k], before.row[r][k], 8), 0)
+                        << r << " " << k;
+                }
+            }
+        }
+        ASSERT_LT(s.indexNoise, kNoiseTableSize);
+        ASSERT_LE(s.smoothSlots, kSmoothLength);
+    }
+    EXPECT_GT(adjusted, 1000);
+}
+
 }  // namespace
