@@ -37,7 +37,7 @@ SoftFloat envelope_energy(const SbrFrameData &f, int ch, int l, int i)
     const SbrChannelData &bal = f.ch[1];
     const SoftFloat level = sf_pow2_half(14 +
                                          half_steps(clamp_quant(lev.envelope[l][i]), lev.ampRes));
-    return pan(level, half_steps(clamp_quant(bal.envelope[l][i]) - kPanOffset, bal.ampRes), ch);
+    return pan(level, half_steps(clamp_quant(bal.envelope[l][i]) - kPanOffset, lev.ampRes), ch);
 }
 
 SoftFloat noise_floor_level(const SbrFrameData &f, int ch, int q, int i)

@@ -73,7 +73,7 @@ bool grid_ok(const SbrGrid &g)
     return true;
 }
 
-// Bits lo .. hi - 1 of mask (0 <= lo < hi <= 64 - lo... any lo < 64, hi - lo <= 64).
+// Bits lo .. hi - 1 of mask, shifted down to bit 0 (0 <= lo < hi <= 64).
 uint64_t mask_bits(uint64_t mask, int lo, int hi)
 {
     const int n = hi - lo;
@@ -383,7 +383,8 @@ int32_t hf_adjust(HfAdjustState *s, const SbrHeader &h, const FrequencyTables &t
         return kHfAdjustBadTables;
     }
     const SbrChannelData &c = f.ch[ch];
-    const SbrGrid &g = c.grid;
+    const bool coupled = f.channels == 2 && f.coupling != 0;
+    const SbrGrid &g = coupled ? f.ch[0].grid : c.grid;  // a coupled pair shares ch 0's
     if (!grid_ok(g)) {
         return kHfAdjustBadGrid;
     }

@@ -357,7 +357,7 @@ TEST(HfAdjustment, HostileValuesStayInsideTheirCells)
             continue;
         }
         adjusted++;
-        const SbrGrid &g = f.ch[ch].grid;
+        const SbrGrid &g = f.channels == 2 && f.coupling ? f.ch[0].grid : f.ch[ch].grid;
         for (int r = 0; r < kRows; r++) {
             for (int k = 0; k < kBands; k++) {
                 const bool inside = r >= kHfAdj + kRate * g.env[0] &&
