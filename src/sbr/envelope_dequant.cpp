@@ -7,9 +7,10 @@ namespace fxaac::sbr {
 
 namespace {
 
-constexpr int kPanOffset = 12;        // PAN_OFFSET of envelopes and noise floors
-constexpr int kNoiseFloorOffset = 6;  // NOISE_FLOOR_OFFSET
-constexpr int kQuantMin = -128;       // clamp of the quantised values
+constexpr int kPanOffset[2] = {24, 12};  // PAN_OFFSET of envelopes by ampRes (1.5, 3.0 dB)
+constexpr int kNoisePanOffset = 12;      // PAN_OFFSET of noise floors
+constexpr int kNoiseFloorOffset = 6;     // NOISE_FLOOR_OFFSET
+constexpr int kQuantMin = -128;          // clamp of the quantised values
 constexpr int kQuantMax = 255;
 
 int clamp_quant(int v) { return v < kQuantMin ? kQuantMin : (v > kQuantMax ? kQuantMax : v); }
@@ -37,7 +38,8 @@ SoftFloat envelope_energy(const SbrFrameData &f, int ch, int l, int i)
     const SbrChannelData &bal = f.ch[1];
     const SoftFloat level = sf_pow2_half(14 +
                                          half_steps(clamp_quant(lev.envelope[l][i]), lev.ampRes));
-    return pan(level, half_steps(clamp_quant(bal.envelope[l][i]) - kPanOffset, lev.ampRes), ch);
+    const int offset = kPanOffset[lev.ampRes != 0 ? 1 : 0];
+    return pan(level, half_steps(clamp_quant(bal.envelope[l][i]) - offset, lev.ampRes), ch);
 }
 
 SoftFloat noise_floor_level(const SbrFrameData &f, int ch, int q, int i)
@@ -47,7 +49,7 @@ SoftFloat noise_floor_level(const SbrFrameData &f, int ch, int q, int i)
     }
     const SoftFloat level = sf_pow2_half(
         2 * (kNoiseFloorOffset + 1 - clamp_quant(f.ch[0].noiseFloor[q][i])));
-    return pan(level, 2 * (clamp_quant(f.ch[1].noiseFloor[q][i]) - kPanOffset), ch);
+    return pan(level, 2 * (clamp_quant(f.ch[1].noiseFloor[q][i]) - kNoisePanOffset), ch);
 }
 
 }  // namespace fxaac::sbr

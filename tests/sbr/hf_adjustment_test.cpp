@@ -3,6 +3,7 @@
 // resolutions, coupled and independent channels, interpolation on and off,
 // each limiter setting, smoothing on and off, sinusoids that start and run on.
 #include "sbr/hf_adjustment.h"
+#include "sbr/envelope_dequant.h"
 #include "sbr/hf_adjustment_model.h"
 
 #include <gtest/gtest.h>
@@ -163,7 +164,8 @@ void random_frame(std::mt19937 &rng, Stream &st, SbrFrameData &f, std::vector<Ma
                 double level = st.matched ? e2 + (uni(rng) - 0.5) * 8 : uni(rng) * 50 - 6;
                 level = std::max(level, 6.0);
                 if (ch == 1 && st.coupled) {
-                    c.envelope[l][i] = static_cast<int16_t>(2 * (rng() % 13));  // balance
+                    // balance, doubled: 0 .. 2 * PAN_OFFSET
+                    c.envelope[l][i] = static_cast<int16_t>(2 * (rng() % (c.ampRes ? 13 : 25)));
                 } else {
                     c.envelope[l][i] = static_cast<int16_t>(std::lround((level - 6) * a));
                 }
@@ -266,6 +268,49 @@ TEST(HfAdjustment, MatchesTheDoubleModelOverRandomStreams)
     EXPECT_LE(stats.maxErr, 4.0);
     EXPECT_LE(stats.maxErrRel, 1e-6);
     EXPECT_LE(stats.maxRelErr, 1e-5);
+}
+
+// A coupled pair splits twice the level between its channels by the balance:
+// equal halves at the centre (the panning offset), and the halves always add
+// up to twice the level; independent channels take 64 * 2^(E/a), 2^(6 - Q).
+TEST(HfAdjustment, DequantisationOfLevelsAndBalances)
+{
+    auto val = [](SoftFloat a) { return std::ldexp(static_cast<double>(a.m), a.e); };
+    SbrFrameData f{};
+    f.channels = 2;
+    for (int amp = 0; amp < 2; amp++) {
+        const int centre = amp ? 12 : 24;  // doubled balance of the centre
+        for (int e0 = 0; e0 < 64; e0 += 7) {
+            for (int bal = 0; bal <= 2 * centre; bal += 2) {
+                f.coupling = 0;
+                f.ch[0].ampRes = f.ch[1].ampRes = static_cast<uint8_t>(amp);
+                f.ch[0].envelope[1][3] = static_cast<int16_t>(e0);
+                f.ch[0].noiseFloor[1][2] = static_cast<int16_t>(e0 % 31);
+                const double level = val(envelope_energy(f, 0, 1, 3));
+                const double noise = val(noise_floor_level(f, 0, 1, 2));
+                ASSERT_NEAR(level, 64 * std::exp2(e0 / (amp ? 1.0 : 2.0)), level * 1e-9);
+                ASSERT_NEAR(noise, std::exp2(6 - e0 % 31), noise * 1e-9);
+                f.coupling = 1;
+                f.ch[1].envelope[1][3] = static_cast<int16_t>(bal);
+                f.ch[1].noiseFloor[1][2] = static_cast<int16_t>(bal / (amp ? 1 : 2));
+                const double l0 = val(envelope_energy(f, 0, 1, 3));
+                const double l1 = val(envelope_energy(f, 1, 1, 3));
+                const double n0 = val(noise_floor_level(f, 0, 1, 2));
+                const double n1 = val(noise_floor_level(f, 1, 1, 2));
+                ASSERT_NEAR(l0 + l1, 2 * level, level * 1e-8) << amp << " " << e0 << " " << bal;
+                ASSERT_NEAR(n0 + n1, 2 * noise, noise * 1e-8);
+                if (bal == centre) {
+                    ASSERT_NEAR(l0, level, level * 1e-8);
+                    ASSERT_NEAR(l1, level, level * 1e-8);
+                }
+                if (bal / (amp ? 1 : 2) == 12) {
+                    ASSERT_NEAR(n0, noise, noise * 1e-8);
+                }
+                // A balance above the centre favours channel 0.
+                ASSERT_EQ(l0 > l1, bal > centre);
+            }
+        }
+    }
 }
 
 // Broken tables or grids are refused before anything is touched.
