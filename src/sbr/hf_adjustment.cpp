@@ -270,6 +270,12 @@ FixedGain fixed_gain(SoftFloat a, int32_t s)
     return {int64_t{1} << (sh - 1), a.m, sh};
 }
 
+// x * g for g.shift >= 0 (every gain G, and any noise level below 2^30).
+inline int64_t scale_down(int32_t x, const FixedGain &g)
+{
+    return (static_cast<int64_t>(x) * g.mul + g.round) >> g.shift;
+}
+
 // x * g, |result| <= 2^62.
 int64_t scale(int32_t x, const FixedGain &g)
 {
@@ -309,6 +315,41 @@ void smoothed_gains(SoftFloat cur, const uint32_t (*hist)[kMaxHighBands], int m,
     }
 }
 
+// Y = G X (+ Q V(f_IndexNoise) with kNoise) + S phi(f_IndexSine) over rows
+// r0 .. r1 - 1 of subband k; f_IndexNoise steps by the subband count per row
+// and f_IndexSine by one. phi = 1, j, -1, -j, the sign of its imaginary part
+// alternating with the subband.
+// kDown: both factors below 2^31, shifted right only (the case of every
+// stream whose noise level stays below 2^30).
+template <bool kNoise, bool kDown>
+void apply_rows(QmfRow *rows, int k, int r0, int r1, FixedGain g, FixedGain q, int64_t sine,
+                int noiseIndex, int noiseStep, int sineIndex)
+{
+    const int64_t sineIm = (k & 1) != 0 ? -sine : sine;
+    for (int r = r0; r < r1; r++) {
+        int32_t *x = rows[r][k];
+        int64_t re = kDown ? scale_down(x[0], g) : scale(x[0], g);
+        int64_t im = kDown ? scale_down(x[1], g) : scale(x[1], g);
+        if (kNoise) {
+            const int16_t *v = kSbrNoise[noiseIndex & (kNoiseTableSize - 1)];
+            re += kDown ? scale_down(v[0], q) : scale(v[0], q);
+            im += kDown ? scale_down(v[1], q) : scale(v[1], q);
+        }
+        if (sine != 0) {
+            switch (sineIndex & 3) {
+            case 0: re += sine; break;
+            case 1: im += sineIm; break;
+            case 2: re -= sine; break;
+            default: im -= sineIm; break;
+            }
+        }
+        x[0] = sat32(re);
+        x[1] = sat32(im);
+        noiseIndex += noiseStep;
+        sineIndex += 1;
+    }
+}
+
 // Y = G X + Q V(f_IndexNoise) + S phi(f_IndexSine) for subband m of every
 // row of the envelope; f_IndexNoise and f_IndexSine count from s's values.
 void assemble_band(const HfAdjustState *s, const EnvelopeSlots &e, const HfAdjustWork *w, int m,
@@ -324,29 +365,20 @@ void assemble_band(const HfAdjustState *s, const EnvelopeSlots &e, const HfAdjus
     if (noise) {
         smoothed_gains(w->noise[m], s->noiseHist, m, filtered, e, kNoiseShift, q);
     }
-    // S phi: phi(f_IndexSine) = 1, j, -1, -j, the imaginary part's sign
-    // alternating with the subband; clamped far beyond the int32 range. With
-    // |G X| < 2^49 (G <= 10^5 * 1.585) and |Q V| <= 2^62 the sum fits int64.
+    // S phi: clamped far beyond the int32 range. With |G X| < 2^49
+    // (G <= 10^5 * 1.585) and |Q V| <= 2^62 the sum fits int64.
     int64_t sine = sf_apply(1, w->sine[m], kQmfExponent);
     sine = sine > (int64_t{1} << 40) ? int64_t{1} << 40 : sine;
     const int k = e.kx + m;
-    for (int r = e.r0; r < e.r1; r++) {
-        const int p = r - e.r0;
-        const FixedGain &gp = g[p < filtered ? p : kSmoothLength];
-        const FixedGain &qp = q[p < filtered ? p : kSmoothLength];
-        const int index = (s->indexNoise + p * e.bands + m + 1) & (kNoiseTableSize - 1);
-        const int sineIndex = (s->indexSine + p) & 3;
-        const int64_t sa = (sineIndex & 2) != 0 ? -sine : sine;
-        int32_t *x = rows[r][k];
-        int64_t re = scale(x[0], gp) + scale(kSbrNoise[index][0], qp);
-        int64_t im = scale(x[1], gp) + scale(kSbrNoise[index][1], qp);
-        if ((sineIndex & 1) == 0) {
-            re += sa;
-        } else {
-            im += (k & 1) != 0 ? -sa : sa;
-        }
-        x[0] = sat32(re);
-        x[1] = sat32(im);
+    const int noiseIndex = s->indexNoise + m + 1;  // f_IndexNoise of the first row
+    for (int p = 0; p <= filtered; p++) {          // the smoothed rows one by one, then the rest
+        const int i = p < filtered ? p : kSmoothLength;
+        const int r1 = p < filtered ? e.r0 + p + 1 : e.r1;
+        const bool down = g[i].shift >= 0 && q[i].shift >= 0;
+        auto apply = noise ? (down ? apply_rows<true, true> : apply_rows<true, false>)
+                           : (down ? apply_rows<false, true> : apply_rows<false, false>);
+        apply(rows, k, e.r0 + p, r1, g[i], q[i], sine, noiseIndex + p * e.bands, e.bands,
+              s->indexSine + p);
     }
 }
 
