@@ -270,10 +270,30 @@ FixedGain fixed_gain(SoftFloat a, int32_t s)
     return {int64_t{1} << (sh - 1), a.m, sh};
 }
 
-// x * g for g.shift >= 0 (every gain G, and any noise level below 2^30).
+// x * g for g.shift >= 0 (every gain G).
 inline int64_t scale_down(int32_t x, const FixedGain &g)
 {
     return (static_cast<int64_t>(x) * g.mul + g.round) >> g.shift;
+}
+
+// A noise level as the multiplier of V * 2^16 in a rounded high-word product
+// (one instruction on ARM): q * 2^16 rounded, for q.shift >= 16 (levels below
+// 2^15 times V's unit). Error of the product: at most 1/4 + 1/2 unit of X.
+int32_t noise_multiplier(const FixedGain &q)
+{
+    const int d = q.shift - 16;
+    if (d <= 0) {
+        return q.mul;  // d == 0 only: callers check q.shift >= 16
+    }
+    return d >= 32
+               ? 0
+               : static_cast<int32_t>((static_cast<int64_t>(q.mul) + (int64_t{1} << (d - 1))) >> d);
+}
+
+// round(v * 2^16 * hi * 2^-32), |result| < 2^30.
+inline int32_t scale_noise(int16_t v, int32_t hi)
+{
+    return static_cast<int32_t>((static_cast<int64_t>(v * 65536) * hi + (int64_t{1} << 31)) >> 32);
 }
 
 // x * g, |result| <= 2^62.
@@ -319,21 +339,22 @@ void smoothed_gains(SoftFloat cur, const uint32_t (*hist)[kMaxHighBands], int m,
 // r0 .. r1 - 1 of subband k; f_IndexNoise steps by the subband count per row
 // and f_IndexSine by one. phi = 1, j, -1, -j, the sign of its imaginary part
 // alternating with the subband.
-// kDown: both factors below 2^31, shifted right only (the case of every
-// stream whose noise level stays below 2^30).
+// kDown: G shifted right only (always) and the noise level below 2^15 times
+// V's unit, applied by scale_noise (every stream whose Q_M stays below 2^20).
 template <bool kNoise, bool kDown>
 void apply_rows(QmfRow *rows, int k, int r0, int r1, FixedGain g, FixedGain q, int64_t sine,
                 int noiseIndex, int noiseStep, int sineIndex)
 {
     const int64_t sineIm = (k & 1) != 0 ? -sine : sine;
+    const int32_t qHi = kDown && kNoise ? noise_multiplier(q) : 0;
     for (int r = r0; r < r1; r++) {
         int32_t *x = rows[r][k];
         int64_t re = kDown ? scale_down(x[0], g) : scale(x[0], g);
         int64_t im = kDown ? scale_down(x[1], g) : scale(x[1], g);
         if (kNoise) {
             const int16_t *v = kSbrNoise[noiseIndex & (kNoiseTableSize - 1)];
-            re += kDown ? scale_down(v[0], q) : scale(v[0], q);
-            im += kDown ? scale_down(v[1], q) : scale(v[1], q);
+            re += kDown ? scale_noise(v[0], qHi) : scale(v[0], q);
+            im += kDown ? scale_noise(v[1], qHi) : scale(v[1], q);
         }
         if (sine != 0) {
             switch (sineIndex & 3) {
@@ -374,7 +395,7 @@ void assemble_band(const HfAdjustState *s, const EnvelopeSlots &e, const HfAdjus
     for (int p = 0; p <= filtered; p++) {          // the smoothed rows one by one, then the rest
         const int i = p < filtered ? p : kSmoothLength;
         const int r1 = p < filtered ? e.r0 + p + 1 : e.r1;
-        const bool down = g[i].shift >= 0 && q[i].shift >= 0;
+        const bool down = g[i].shift >= 0 && (!noise || q[i].shift >= 16);
         auto apply = noise ? (down ? apply_rows<true, true> : apply_rows<true, false>)
                            : (down ? apply_rows<false, true> : apply_rows<false, false>);
         apply(rows, k, e.r0 + p, r1, g[i], q[i], sine, noiseIndex + p * e.bands, e.bands,

@@ -265,8 +265,8 @@ TEST(HfAdjustment, MatchesTheDoubleModelOverRandomStreams)
     std::printf("cells %ld, largest |Y| %.3g, largest error %.3g units of X (|Y| < 2^20), "
                 "%.3g of |Y| (above), band energies within %.3g\n",
                 stats.cells, stats.maxY, stats.maxErr, stats.maxErrRel, stats.maxRelErr);
-    EXPECT_LE(stats.maxErr, 4.0);
-    EXPECT_LE(stats.maxErrRel, 1e-6);
+    EXPECT_LE(stats.maxErr, 2.0);
+    EXPECT_LE(stats.maxErrRel, 2e-6);
     EXPECT_LE(stats.maxRelErr, 1e-5);
 }
 
@@ -324,7 +324,7 @@ TEST(HfAdjustment, SameBitsOnEveryMachine)
             }
         }
     }
-    EXPECT_EQ(hash, 11524541332671634153u);  // x86-64 and armhf (qemu-arm) alike
+    EXPECT_EQ(hash, 9338393420241234094u);  // x86-64 and armhf (qemu-arm) alike
 }
 
 // A coupled pair splits twice the level between its channels by the balance:
