@@ -7,12 +7,10 @@ namespace fxaac::sbr {
 
 namespace {
 
-// PAN_OFFSET: the balance that pans to the middle. Balance values are
-// stored doubled (0..48 at 1.5 dB, 0..24 at 3.0 dB; noise 0..24).
-constexpr int kPanOffsetNoise = 12;
-int pan_offset(int ampRes) { return ampRes != 0 ? 12 : 24; }
-constexpr int kNoiseFloorOffset = 6;  // NOISE_FLOOR_OFFSET
-constexpr int kQuantMin = -128;       // clamp of the quantised values
+constexpr int kPanOffset[2] = {24, 12};  // PAN_OFFSET of envelopes by ampRes (1.5, 3.0 dB)
+constexpr int kNoisePanOffset = 12;      // PAN_OFFSET of noise floors
+constexpr int kNoiseFloorOffset = 6;     // NOISE_FLOOR_OFFSET
+constexpr int kQuantMin = -128;          // clamp of the quantised values
 constexpr int kQuantMax = 255;
 
 int clamp_quant(int v) { return v < kQuantMin ? kQuantMin : (v > kQuantMax ? kQuantMax : v); }
@@ -40,9 +38,8 @@ SoftFloat envelope_energy(const SbrFrameData &f, int ch, int l, int i)
     const SbrChannelData &bal = f.ch[1];
     const SoftFloat level = sf_pow2_half(14 +
                                          half_steps(clamp_quant(lev.envelope[l][i]), lev.ampRes));
-    return pan(level,
-               half_steps(clamp_quant(bal.envelope[l][i]) - pan_offset(bal.ampRes), bal.ampRes),
-               ch);
+    const int offset = kPanOffset[lev.ampRes != 0 ? 1 : 0];
+    return pan(level, half_steps(clamp_quant(bal.envelope[l][i]) - offset, lev.ampRes), ch);
 }
 
 SoftFloat noise_floor_level(const SbrFrameData &f, int ch, int q, int i)
@@ -52,7 +49,7 @@ SoftFloat noise_floor_level(const SbrFrameData &f, int ch, int q, int i)
     }
     const SoftFloat level = sf_pow2_half(
         2 * (kNoiseFloorOffset + 1 - clamp_quant(f.ch[0].noiseFloor[q][i])));
-    return pan(level, 2 * (clamp_quant(f.ch[1].noiseFloor[q][i]) - kPanOffsetNoise), ch);
+    return pan(level, 2 * (clamp_quant(f.ch[1].noiseFloor[q][i]) - kNoisePanOffset), ch);
 }
 
 }  // namespace fxaac::sbr

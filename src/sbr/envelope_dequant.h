@@ -12,9 +12,11 @@ namespace fxaac::sbr {
 // E_orig of scalefactor band i (< kMaxHighBands) of envelope l (< kMaxEnvelopes)
 // of channel ch (0 or 1) of f:
 //   independent:          64 * 2^(E/a)
-//   coupled, level ch 0:  64 * 2^(E_0/a + 1) / (1 + 2^((12 - E_1)/a))
-//   coupled, ch 1:        64 * 2^(E_0/a + 1) / (1 + 2^((E_1 - 12)/a))
-// a = 2 for 1.5 dB steps, 1 for 3.0 dB steps (each channel's ampRes). Values
+//   coupled, level ch 0:  64 * 2^(E_0/a + 1) / (1 + 2^((P - E_1)/a))
+//   coupled, ch 1:        64 * 2^(E_0/a + 1) / (1 + 2^((E_1 - P)/a))
+// a = 2 for 1.5 dB steps, 1 for 3.0 dB steps (ampRes of ch, or of ch 0 for
+// a coupled pair, whose channels share the grid and so the resolution), and
+// the panning offset P = 24 for 1.5 dB steps, 12 for 3.0 dB steps. Values
 // are clamped to -128 .. 255 first (far outside what a valid stream codes).
 SoftFloat envelope_energy(const SbrFrameData &f, int ch, int l, int i);
 

@@ -73,7 +73,7 @@ bool grid_ok(const SbrGrid &g)
     return true;
 }
 
-// Bits lo .. hi - 1 of mask (0 <= lo < hi <= 64 - lo... any lo < 64, hi - lo <= 64).
+// Bits lo .. hi - 1 of mask, shifted down to bit 0 (0 <= lo < hi <= 64).
 uint64_t mask_bits(uint64_t mask, int lo, int hi)
 {
     const int n = hi - lo;
@@ -212,12 +212,27 @@ void limit_band(const FrequencyTables &t, const EnvelopeInput &in, int k0, int k
     }
 }
 
-// sum_j h_smooth(j) v[j]: taps aligned to the largest exponent, one rounding.
-SoftFloat smooth(const SoftFloat *v)
+// Weights (Q30) of the current value and of the newest and older history
+// values in G_Filt at slot p = 0 .. h_SL - 1 of an envelope, the newest
+// history value holding the last histSlots slots.
+void smoothing_weights(int histSlots, int32_t (*wt)[3])
 {
-    int32_t e = INT32_MIN;
-    for (int j = 0; j <= kSmoothLength; j++) {
-        if (v[j].m != 0 && v[j].e > e) {
+    for (int p = 0; p < kSmoothLength; p++) {
+        wt[p][0] = wt[p][1] = wt[p][2] = 0;
+        for (int j = 0; j <= kSmoothLength; j++) {
+            const int back = j - p;  // slots before the envelope's first
+            wt[p][back <= 0 ? 0 : (back <= histSlots ? 1 : 2)] += kSmooth[j];
+        }
+    }
+}
+
+// wt[0] v[0] + wt[1] v[1] + wt[2] v[2] (weights summing to 2^30): aligned to
+// the largest exponent, one rounding; equal values come back bit for bit.
+SoftFloat mix(const SoftFloat *v, const int32_t *wt)
+{
+    int32_t e = INT32_MIN;  // the largest exponent of a tap that counts
+    for (int j = 0; j < 3; j++) {
+        if (v[j].m != 0 && wt[j] != 0 && v[j].e > e) {
             e = v[j].e;
         }
     }
@@ -225,70 +240,167 @@ SoftFloat smooth(const SoftFloat *v)
         return kSfZero;
     }
     uint64_t acc = 0;
-    for (int j = 0; j <= kSmoothLength; j++) {
+    for (int j = 0; j < 3; j++) {
         const int32_t d = e - v[j].e;
-        if (v[j].m != 0 && d < 31) {
-            acc += static_cast<uint64_t>(v[j].m >> d) * static_cast<uint64_t>(kSmooth[j]);
+        if (v[j].m != 0 && wt[j] != 0 && d < 31) {
+            acc += static_cast<uint64_t>(v[j].m >> d) * static_cast<uint64_t>(wt[j]);
         }
     }
     return sf_from_u64(acc, e - 30);
 }
 
-// G_Filt or Q_Filt of subband m at slot p (0-based) of an envelope: taps
-// before the envelope come from the history.
-SoftFloat smoothed(SoftFloat cur, const uint32_t (*hist)[kMaxHighBands], int histSlots, int m,
-                   int p)
-{
-    SoftFloat v[kSmoothLength + 1];
-    for (int j = 0; j <= kSmoothLength; j++) {
-        const int back = j - p;  // slots before the envelope's first
-        v[j] = back <= 0 ? cur : sf_unpack(hist[back <= histSlots ? 1 : 0][m]);
-    }
-    return smooth(v);
-}
-
-struct SlotContext {
-    int kx;
-    int bands;
-    bool filter;  // smoothing in this envelope
-    bool noise;   // delta(l)
+// A factor a * 2^s as a 32-bit multiplier and a shift: x * a * 2^s ~
+// (x * mul + round) >> shift. A negative shift (a factor of 2^31 or more, a
+// noise level far beyond any output) shifts left, clamped to +-2^62.
+struct FixedGain {
+    int64_t round;
+    int32_t mul;
+    int32_t shift;  // -62 .. 62
 };
 
-// Y of one row: G X + Q V + S phi.
-void assemble_row(HfAdjustState *s, const SlotContext &c, const HfAdjustWork *w, int p,
-                  int32_t (*row)[2])
+FixedGain fixed_gain(SoftFloat a, int32_t s)
 {
-    const int sineIndex = s->indexSine;
-    int index = s->indexNoise;
-    for (int m = 0; m < c.bands; m++) {
-        index = (index + 1) & (kNoiseTableSize - 1);
-        SoftFloat g = w->gain[m];
-        SoftFloat q = w->noise[m];
-        if (c.filter && p < kSmoothLength) {
-            g = smoothed(g, s->gainHist, s->smoothSlots, m, p);
-            q = smoothed(q, s->noiseHist, s->smoothSlots, m, p);
-        }
-        int32_t *x = row[c.kx + m];
-        int64_t re = sf_apply(x[0], g, 0);
-        int64_t im = sf_apply(x[1], g, 0);
-        if (w->sine[m].m != 0) {
-            // phi(f_IndexSine) = 1, j, -1, -j; the imaginary part alternates with the subband.
-            const int64_t a = sf_apply(1, w->sine[m], kQmfExponent);
-            const int64_t sa = (sineIndex & 2) != 0 ? -a : a;
-            if ((sineIndex & 1) == 0) {
-                re += sa;
-            } else {
-                im += ((c.kx + m) & 1) != 0 ? -sa : sa;
-            }
-        } else if (c.noise) {
-            re += sf_apply(kSbrNoise[index][0], q, kNoiseShift);
-            im += sf_apply(kSbrNoise[index][1], q, kNoiseShift);
-        }
-        x[0] = re > INT32_MAX ? INT32_MAX : (re < INT32_MIN ? INT32_MIN : static_cast<int32_t>(re));
-        x[1] = im > INT32_MAX ? INT32_MAX : (im < INT32_MIN ? INT32_MIN : static_cast<int32_t>(im));
+    const int32_t sh = -(a.e + s);
+    if (a.m == 0 || sh >= 63) {
+        return {0, 0, 0};
     }
-    s->indexNoise = static_cast<uint16_t>(index);
-    s->indexSine = static_cast<uint8_t>((sineIndex + 1) & 3);
+    if (sh <= 0) {
+        return {0, a.m, sh < -62 ? -62 : sh};
+    }
+    return {int64_t{1} << (sh - 1), a.m, sh};
+}
+
+// x * g for g.shift >= 0 (every gain G).
+inline int64_t scale_down(int32_t x, const FixedGain &g)
+{
+    return (static_cast<int64_t>(x) * g.mul + g.round) >> g.shift;
+}
+
+// A noise level as the multiplier of V * 2^16 in a rounded high-word product
+// (one instruction on ARM): q * 2^16 rounded, for q.shift >= 16 (levels below
+// 2^15 times V's unit). Error of the product: at most 1/4 + 1/2 unit of X.
+int32_t noise_multiplier(const FixedGain &q)
+{
+    const int d = q.shift - 16;
+    if (d <= 0) {
+        return q.mul;  // d == 0 only: callers check q.shift >= 16
+    }
+    return d >= 32
+               ? 0
+               : static_cast<int32_t>((static_cast<int64_t>(q.mul) + (int64_t{1} << (d - 1))) >> d);
+}
+
+// round(v * 2^16 * hi * 2^-32), |result| < 2^30.
+inline int32_t scale_noise(int16_t v, int32_t hi)
+{
+    return static_cast<int32_t>((static_cast<int64_t>(v * 65536) * hi + (int64_t{1} << 31)) >> 32);
+}
+
+// x * g, |result| <= 2^62.
+int64_t scale(int32_t x, const FixedGain &g)
+{
+    const int64_t p = static_cast<int64_t>(x) * g.mul;  // |p| < 2^62
+    if (g.shift >= 0) {
+        return (p + g.round) >> g.shift;
+    }
+    const int n = -g.shift;
+    const int64_t mag = p < 0 ? -p : p;
+    if (mag >= (int64_t{1} << (62 - n))) {
+        return p < 0 ? -(int64_t{1} << 62) : int64_t{1} << 62;
+    }
+    return p * (int64_t{1} << n);
+}
+
+int32_t sat32(int64_t v)
+{
+    return v > INT32_MAX ? INT32_MAX : (v < INT32_MIN ? INT32_MIN : static_cast<int32_t>(v));
+}
+
+struct EnvelopeSlots {
+    int kx;
+    int bands;
+    int r0, r1;   // rows of the envelope
+    bool filter;  // smoothing in this envelope
+    bool noise;   // delta(l): noise floor added
+    int32_t weights[kSmoothLength][3];
+};
+
+// G_Filt (or Q_Filt) at the first slots of the envelope, for subband m.
+void smoothed_gains(SoftFloat cur, const uint32_t (*hist)[kMaxHighBands], int m, int count,
+                    const EnvelopeSlots &e, int32_t s, FixedGain *out)
+{
+    const SoftFloat v[3] = {cur, sf_unpack(hist[1][m]), sf_unpack(hist[0][m])};
+    for (int p = 0; p < count; p++) {
+        out[p] = fixed_gain(mix(v, e.weights[p]), s);
+    }
+}
+
+// Y = G X (+ Q V(f_IndexNoise) with kNoise) + S phi(f_IndexSine) over rows
+// r0 .. r1 - 1 of subband k; f_IndexNoise steps by the subband count per row
+// and f_IndexSine by one. phi = 1, j, -1, -j, the sign of its imaginary part
+// alternating with the subband.
+// kDown: G shifted right only (always) and the noise level below 2^15 times
+// V's unit, applied by scale_noise (every stream whose Q_M stays below 2^20).
+template <bool kNoise, bool kDown>
+void apply_rows(QmfRow *rows, int k, int r0, int r1, FixedGain g, FixedGain q, int64_t sine,
+                int noiseIndex, int noiseStep, int sineIndex)
+{
+    const int64_t sineIm = (k & 1) != 0 ? -sine : sine;
+    const int32_t qHi = kDown && kNoise ? noise_multiplier(q) : 0;
+    for (int r = r0; r < r1; r++) {
+        int32_t *x = rows[r][k];
+        int64_t re = kDown ? scale_down(x[0], g) : scale(x[0], g);
+        int64_t im = kDown ? scale_down(x[1], g) : scale(x[1], g);
+        if (kNoise) {
+            const int16_t *v = kSbrNoise[noiseIndex & (kNoiseTableSize - 1)];
+            re += kDown ? scale_noise(v[0], qHi) : scale(v[0], q);
+            im += kDown ? scale_noise(v[1], qHi) : scale(v[1], q);
+        }
+        if (sine != 0) {
+            switch (sineIndex & 3) {
+            case 0: re += sine; break;
+            case 1: im += sineIm; break;
+            case 2: re -= sine; break;
+            default: im -= sineIm; break;
+            }
+        }
+        x[0] = sat32(re);
+        x[1] = sat32(im);
+        noiseIndex += noiseStep;
+        sineIndex += 1;
+    }
+}
+
+// Y = G X + Q V(f_IndexNoise) + S phi(f_IndexSine) for subband m of every
+// row of the envelope; f_IndexNoise and f_IndexSine count from s's values.
+void assemble_band(const HfAdjustState *s, const EnvelopeSlots &e, const HfAdjustWork *w, int m,
+                   QmfRow *rows)
+{
+    const int filtered = e.filter ? (e.r1 - e.r0 < kSmoothLength ? e.r1 - e.r0 : kSmoothLength) : 0;
+    const bool noise = e.noise && w->sine[m].m == 0;  // no noise where a sinusoid is
+    FixedGain g[kSmoothLength + 1];
+    FixedGain q[kSmoothLength + 1] = {};  // no noise: all zero
+    g[kSmoothLength] = fixed_gain(w->gain[m], 0);
+    q[kSmoothLength] = noise ? fixed_gain(w->noise[m], kNoiseShift) : FixedGain{0, 0, 0};
+    smoothed_gains(w->gain[m], s->gainHist, m, filtered, e, 0, g);
+    if (noise) {
+        smoothed_gains(w->noise[m], s->noiseHist, m, filtered, e, kNoiseShift, q);
+    }
+    // S phi: clamped far beyond the int32 range. With |G X| < 2^49
+    // (G <= 10^5 * 1.585) and |Q V| <= 2^62 the sum fits int64.
+    int64_t sine = sf_apply(1, w->sine[m], kQmfExponent);
+    sine = sine > (int64_t{1} << 40) ? int64_t{1} << 40 : sine;
+    const int k = e.kx + m;
+    const int noiseIndex = s->indexNoise + m + 1;  // f_IndexNoise of the first row
+    for (int p = 0; p <= filtered; p++) {          // the smoothed rows one by one, then the rest
+        const int i = p < filtered ? p : kSmoothLength;
+        const int r1 = p < filtered ? e.r0 + p + 1 : e.r1;
+        const bool down = g[i].shift >= 0 && (!noise || q[i].shift >= 16);
+        auto apply = noise ? (down ? apply_rows<true, true> : apply_rows<true, false>)
+                           : (down ? apply_rows<false, true> : apply_rows<false, false>);
+        apply(rows, k, e.r0 + p, r1, g[i], q[i], sine, noiseIndex + p * e.bands, e.bands,
+              s->indexSine + p);
+    }
 }
 
 // The history after an envelope of n slots with values w.
@@ -324,13 +436,16 @@ int32_t hf_adjust(HfAdjustState *s, const SbrHeader &h, const FrequencyTables &t
         return kHfAdjustBadTables;
     }
     const SbrChannelData &c = f.ch[ch];
-    const SbrGrid &g = c.grid;
+    const bool coupled = f.channels == 2 && f.coupling != 0;
+    const SbrGrid &g = coupled ? f.ch[0].grid : c.grid;  // a coupled pair shares ch 0's
     if (!grid_ok(g)) {
         return kHfAdjustBadGrid;
     }
     const uint64_t harmonics = harmonic_mask(t, c);
     EnvelopeInput in = {&f, ch, 0, 0, t.high, 0, true, kLimiterGain2[h.limiterGains & 3]};
-    SlotContext sc = {t.kx, t.m, false, true};
+    EnvelopeSlots es = {};
+    es.kx = t.kx;
+    es.bands = t.m;
     uint64_t sines = 0;
     for (int l = 0; l < g.numEnv; l++) {
         const int r0 = kHfAdj + kRate * g.env[l];
@@ -354,11 +469,17 @@ int32_t hf_adjust(HfAdjustState *s, const SbrHeader &h, const FrequencyTables &t
         if (s->smoothSlots == 0) {  // after a reset the history starts as this envelope
             push_history(s, w, t.m, kSmoothLength);
         }
-        sc.filter = h.smoothingMode == 0 && in.delta;
-        sc.noise = in.delta;
-        for (int r = r0; r < r1; r++) {
-            assemble_row(s, sc, w, r - r0, rows[r]);
+        es.r0 = r0;
+        es.r1 = r1;
+        es.filter = h.smoothingMode == 0 && in.delta;
+        es.noise = in.delta;
+        smoothing_weights(s->smoothSlots, es.weights);
+        for (int m = 0; m < t.m; m++) {
+            assemble_band(s, es, w, m, rows);
         }
+        s->indexNoise = static_cast<uint16_t>((s->indexNoise + (r1 - r0) * t.m) &
+                                              (kNoiseTableSize - 1));
+        s->indexSine = static_cast<uint8_t>((s->indexSine + r1 - r0) & 3);
         push_history(s, w, t.m, r1 - r0);
     }
     s->sinePrev = sines;

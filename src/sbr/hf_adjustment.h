@@ -66,7 +66,7 @@ void hf_adjust_reset(HfAdjustState *s);
 void hf_adjust_restart(HfAdjustState *s);
 
 // Dequantises channel ch of f (E_orig, Q_orig; a coupled pair's level and
-// balance with the panning formulas) and adjusts, in place, bands
+// balance with the panning formulas, on ch 0's grid) and adjusts, in place, bands
 // kx .. kx + M - 1 of rows kHfAdj + 2 * t_E(0) .. kHfAdj + 2 * t_E(L_E) - 1 of
 // rows[kRows] (X_High in, Y out). Returns kHfAdjustOk or a negative error, in
 // which case neither rows nor s changed (the caller silences the high band).

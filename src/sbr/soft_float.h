@@ -61,7 +61,39 @@ inline SoftFloat sf_mul(SoftFloat a, SoftFloat b)
     return sf_from_u64(static_cast<uint64_t>(a.m) * static_cast<uint64_t>(b.m), a.e + b.e);
 }
 
-// a / b, rounded (twice): relative error <= 2^-30. b == 0 gives kSfHuge (0 for a == 0).
+// Seeds of the Newton iterations: 2^31 / x and 2^31 / sqrt(x) at the middle
+// of x's intervals of width 1/64 in [1, 2) and 1/16 in [1, 4).
+inline constexpr uint32_t kSfRecipSeed[64] = {
+    2130836488, 2098304633, 2066751180, 2036132644, 2006408080, 1977538899, 1949488702, 1922223125,
+    1895709703, 1869917734, 1844818167, 1820383490, 1796587627, 1773405851, 1750814694, 1728791868,
+    1707316192, 1686367527, 1665926709, 1645975491, 1626496491, 1607473140, 1588889636, 1570730897,
+    1552982525, 1535630765, 1518662469, 1502065065, 1485826524, 1469935331, 1454380460, 1439151345,
+    1424237860, 1409630292, 1395319325, 1381296015, 1367551776, 1354078359, 1340867839, 1327912594,
+    1315205296, 1302738895, 1290506605, 1278501893, 1266718465, 1255150260, 1243791434, 1232636354,
+    1221679586, 1210915890, 1200340205, 1189947649, 1179733506, 1169693221, 1159822392, 1150116765,
+    1140572228, 1131184802, 1121950641, 1112866020, 1103927337, 1095131103, 1086473940, 1077952576};
+inline constexpr uint32_t kSfRsqrtSeed[48] = {
+    2114695713, 2053387115, 1997119227, 1945237133, 1897199172, 1852552937, 1810917218, 1771968208,
+    1735428857, 1701060526, 1668656406, 1638036256, 1609042172, 1581535151, 1555392273, 1530504391,
+    1506774204, 1484114654, 1462447584, 1441702596, 1421816090, 1402730445, 1384393311, 1366757007,
+    1349778000, 1333416450, 1317635818, 1302402522, 1287685637, 1273456629, 1259689126, 1246358707,
+    1233442724, 1220920139, 1208771378, 1196978204, 1185523604, 1174391680, 1163567563, 1153037323,
+    1142787899, 1132807028, 1123083182, 1113605518, 1104363818, 1095348453, 1086550331, 1077960865};
+
+// 2^61 / x for 2^30 <= x < 2^31 (1/x in Q31): a seed (relative error below
+// 2^-7) and three Newton steps y += y (1 - x y), each squaring the error, so
+// only the rounding is left: below 2^-29. Multiplications only, no division.
+inline uint32_t sf_recip_q31(uint32_t x)
+{
+    int64_t y = kSfRecipSeed[(x >> 24) & 63];
+    for (int i = 0; i < 3; i++) {
+        const int64_t err = ((int64_t{1} << 61) - static_cast<int64_t>(x) * y) >> 30;  // Q31
+        y += (y * err) >> 31;
+    }
+    return static_cast<uint32_t>(y);
+}
+
+// a / b as a * (1/b): relative error < 2^-28. b == 0 gives kSfHuge (0 for a == 0).
 inline SoftFloat sf_div(SoftFloat a, SoftFloat b)
 {
     if (a.m == 0) {
@@ -70,9 +102,8 @@ inline SoftFloat sf_div(SoftFloat a, SoftFloat b)
     if (b.m == 0) {
         return kSfHuge;
     }
-    const uint64_t bm = static_cast<uint64_t>(b.m);
-    const uint64_t q = ((static_cast<uint64_t>(a.m) << 32) + (bm >> 1)) / bm;  // 2^31 .. 2^33
-    return sf_from_u64(q, a.e - b.e - 32);
+    const uint64_t q = static_cast<uint64_t>(a.m) * sf_recip_q31(static_cast<uint32_t>(b.m));
+    return sf_from_u64(q, a.e - b.e - 61);
 }
 
 // a + b: the smaller operand is aligned to 2^-62 of the larger, then the sum
@@ -116,37 +147,23 @@ inline int sf_cmp(SoftFloat a, SoftFloat b)
 
 inline SoftFloat sf_min(SoftFloat a, SoftFloat b) { return sf_cmp(a, b) <= 0 ? a : b; }
 
-// floor(sqrt(v)) for v < 2^62, digit by digit (exact).
-inline uint32_t sf_isqrt64(uint64_t v)
-{
-    uint64_t root = 0;
-    uint64_t bit = uint64_t{1} << 60;
-    while (bit != 0) {
-        if (v >= root + bit) {
-            v -= root + bit;
-            root = (root >> 1) + bit;
-        } else {
-            root >>= 1;
-        }
-        bit >>= 2;
-    }
-    return static_cast<uint32_t>(root);
-}
-
-// sqrt(a), rounded to nearest: relative error <= 2^-31.
+// sqrt(a): 1/sqrt(x) for x = X 2^-30 in [1, 4) from a seed and three Newton
+// steps y += y (1 - x y^2) / 2, then sqrt(x) = x y. Relative error < 2^-28.
 inline SoftFloat sf_sqrt(SoftFloat a)
 {
     if (a.m == 0) {
         return kSfZero;
     }
-    // Radicand with an even exponent and a root of 31 bits: m << 30 or m << 31.
-    const int sh = (a.e & 1) != 0 ? 31 : 30;
-    const uint64_t v = static_cast<uint64_t>(a.m) << sh;  // 2^60 .. 2^62
-    uint64_t r = sf_isqrt64(v);
-    if (v - r * r > r) {  // sqrt(v) >= r + 1/2
-        r += 1;
+    const bool odd = (a.e & 1) != 0;
+    const uint32_t x = static_cast<uint32_t>(a.m) << (odd ? 1 : 0);  // Q30, 1 <= x < 4
+    int64_t y = kSfRsqrtSeed[(x >> 26) - 16];                        // Q31
+    for (int i = 0; i < 3; i++) {
+        const int64_t y2 = (y * y) >> 31;                                               // Q31
+        const int64_t err = ((int64_t{1} << 61) - static_cast<int64_t>(x) * y2) >> 30;  // Q31
+        y += (y * err) >> 32;
     }
-    return sf_from_u64(r, (a.e - sh) / 2);
+    const uint64_t r = (static_cast<uint64_t>(x) * static_cast<uint64_t>(y)) >> 31;  // Q30
+    return sf_from_u64(r, (a.e - (odd ? 1 : 0)) / 2 - 15);
 }
 
 // 2^(x/2) exactly for even x, to 2^-31 for odd x. |x| < 2^16.

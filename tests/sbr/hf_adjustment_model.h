@@ -46,8 +46,9 @@ inline double env_orig(const SbrFrameData &f, int ch, int l, int i)
     const double e0 = f.ch[0].envelope[l][i];
     const double e1 = f.ch[1].envelope[l][i];
     const double num = 64.0 * std::pow(2.0, e0 / a0 + 1.0);
-    return ch == 0 ? num / (1.0 + std::pow(2.0, (12.0 - e1) / a1))
-                   : num / (1.0 + std::pow(2.0, (e1 - 12.0) / a1));
+    const double panOffset = f.ch[0].ampRes ? 12.0 : 24.0;
+    return ch == 0 ? num / (1.0 + std::pow(2.0, (panOffset - e1) / a1))
+                   : num / (1.0 + std::pow(2.0, (e1 - panOffset) / a1));
 }
 
 inline double noise_orig(const SbrFrameData &f, int ch, int q, int i)
