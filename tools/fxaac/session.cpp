@@ -248,10 +248,9 @@ void Session::note_sbr()
         return;
     report_->sbrData = true;
     const int32_t rate = report_->sampleRate;
-    note("the frames carry SBR data (HE-AAC signalled implicitly); fxaac does not decode "
-         "it: the output is the AAC LC core at " +
-         std::to_string(rate) + " Hz, without the high band (HE-AAC plays at " +
-         std::to_string(2 * rate) + " Hz)");
+    note("the frames carry SBR data in fill elements that precede their channel elements; "
+         "it belongs to no element and is ignored: the output is the AAC LC core at " +
+         std::to_string(rate) + " Hz, without the high band");
 }
 
 }  // namespace fxaac_cli
