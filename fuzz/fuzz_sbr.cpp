@@ -27,7 +27,7 @@ using namespace fxaac_fuzz;
 namespace {
 
 constexpr int32_t kRates[8] = {32000, 44100, 48000, 64000, 88200, 96000, 16000, 22050};
-constexpr int kMaxFrames = 64;
+constexpr int kMaxFrames = 24;  // six changes of signal level; more would slow the fuzzer
 constexpr int kFramesPerLevel = 4;
 
 // The core's samples of a frame in the hand-off format (16-bit full scale
