@@ -119,9 +119,8 @@ int32_t decode_block(HeAacDecoder *d, const uint8_t *input, int32_t bytes, void 
     return result;
 }
 
-void latm_configured(void *ctx, const AudioConfig &cfg)
+void take_config(HeAacDecoder *d, const AudioConfig &cfg)
 {
-    auto *d = static_cast<HeAacDecoder *>(ctx);
     if (cfg.sbrSignalled) {
         d->sbrSignalled = 1;
         d->sbrRate = static_cast<int32_t>(sample_rates[cfg.extensionSfIndex & 15]);
@@ -130,10 +129,29 @@ void latm_configured(void *ctx, const AudioConfig &cfg)
     }
 }
 
+// One LATM call. The LATM layer takes any error code of the payload's frame
+// call for a failure and drops its samples; FXAAC_ERR_SBR_DATA is a warning
+// that comes with the core's samples, so it is held back from that layer and
+// told once the element is decoded.
+struct LatmCall {
+    HeAacDecoder *d;
+    int32_t warning = 0;
+};
+
+void latm_configured(void *ctx, const AudioConfig &cfg)
+{
+    take_config(static_cast<LatmCall *>(ctx)->d, cfg);
+}
+
 void latm_payload(void *ctx, const uint8_t *payload, int32_t bytes, void *output,
                   FrameStatus *status)
 {
-    decode_block(static_cast<HeAacDecoder *>(ctx), payload, bytes, output, status);
+    auto *call = static_cast<LatmCall *>(ctx);
+    decode_block(call->d, payload, bytes, output, status);
+    if (status->errorCode == FXAAC_ERR_SBR_DATA) {
+        call->warning = status->errorCode;
+        status->errorCode = 0;
+    }
 }
 
 }  // namespace
@@ -163,7 +181,7 @@ int32_t AACPlusHeAacHeaderDecode(HeAacDecoder *decoder, DecoderConfig config, co
     AudioConfig parsed = {};
     const int32_t result = decode_header(config, &decoder->core, copy, options, &parsed);
     if (result >= 0)
-        latm_configured(decoder, parsed);
+        take_config(decoder, parsed);
     return result;
 }
 
@@ -176,8 +194,13 @@ int32_t AACPlusHeAacDecode(HeAacDecoder *decoder, const uint8_t *input, int32_t 
 int32_t AACPlusHeAacDecodeLatm(HeAacDecoder *decoder, LatmState *latm, const uint8_t *input,
                                int32_t inputBytes, void *output, FrameStatus *status)
 {
-    const LatmLayer layer{decoder, latm_configured, latm_payload};
-    return decode_latm(&decoder->core, latm, input, inputBytes, output, status, &layer);
+    LatmCall call{decoder};
+    const LatmLayer layer{&call, latm_configured, latm_payload};
+    const int32_t result = decode_latm(&decoder->core, latm, input, inputBytes, output, status,
+                                       &layer);
+    if (status->outputSamples > 0 && status->errorCode == 0)
+        status->errorCode = call.warning;
+    return result;
 }
 
 int32_t AACPlusHeAacConceal(HeAacDecoder *decoder, void *output, FrameStatus *status)

@@ -87,12 +87,10 @@ int32_t decode_payload(AacDecoder *dec, LatmState *latm, const uint8_t *element,
     // A block that runs past its payload is damaged, not incomplete.
     if (st->errorCode == FXAAC_ERR_NEED_MORE_INPUT)
         return finish(st, FXAAC_ERR_FRAME_OVERRUN, elementBytes);
-    // A layer's warning comes with the frame's samples (FXAAC_ERR_SBR_DATA:
-    // the SBR payload was refused, the core audio came out): they stay.
-    if (st->errorCode != 0 && (layer == nullptr || st->outputSamples == 0))
+    if (st->errorCode != 0)
         return finish(st, st->errorCode, elementBytes);
     st->bytesConsumed = elementBytes;
-    return 1;  // samples (with a warning or not), or none for a block without channel elements
+    return 1;  // samples, or none for a block without channel elements
 }
 
 }  // namespace
