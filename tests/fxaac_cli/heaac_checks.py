@@ -16,6 +16,8 @@ floating-point decoder and faad (scripts/sbrgen/fxaac_compare.py has the alignme
   - a stream that signals SBR (object type 5, or the sync extension) but whose fill elements
     are removed still decodes at the doubled rate, close to ffmpeg and faad; the same blocks as
     plain ADTS decode as AAC-LC at the core rate;
+  - object type 5 with the extension rate equal to the core's decodes at ffmpeg's rate and
+    length (the core rate, 1024 samples per frame);
   - damaged SBR payloads (bytes flipped inside the fill elements of some frames): every frame
     comes out, `info` counts SBR errors (with the payload CRC, extension type 14, at least one
     per damaged frame), and the band below every crossover of the frames hit is that of the
@@ -75,6 +77,9 @@ EXPECTED_FAILURES = {
     'accuracy seed 1 extended_castanets_24k_m.aac':
         '2176.44 / 21692 (refs 0.07 / 1): from frame 1 on (ffmpeg peaks at 115 there)',
     'accuracy seed 4 sinusoids_music_22k_m.aac': '3.46 / 187 (refs 0.10 / 1)',
+    'extension rate equal to the core rate':
+        'fxaac 24000 Hz, 38912 samples; ffmpeg 24000 Hz, 37888 (1024 per frame); the library '
+        'gives 2048 samples per frame at outputRate 24000',
 }
 
 
@@ -233,6 +238,21 @@ class HeAacChecks(Checks):
                   [] if fx.ok and fx.rate == rate and fx.length == 1024 * nframes else
                   [f'{fx.rate} Hz, {fx.length} samples for {nframes} frames {fx.error}'])
         return reference
+
+    def single_rate(self, d):
+        """Object type 5 with the extension rate equal to the core's (an encoder's single-rate
+        SBR) in MP4: the rate and length of ffmpeg's decode."""
+        remux = self.work / 'single_rate_remux.m4a'
+        containers.remux(d / CORE_STREAM, remux, 'mp4')
+        sfi = split_adts((d / CORE_STREAM).read_bytes())[0][0]['sfi']
+        path = self.work / 'single_rate.m4a'
+        path.write_bytes(containers.mp4_with_asc(remux.read_bytes(),
+                                                 containers.asc_bytes(sfi, 1, 'explicit', sfi)))
+        fx, ff = self.decode(path), ffmpeg_decode(path)
+        if fx.rate != ff.rate or fx.length != ff.length:
+            return [f'fxaac {fx.rate} Hz, {fx.length} samples; ffmpeg {ff.rate} Hz, '
+                    f'{ff.length} samples {fx.error}']
+        return []
 
     def near_references(self, path, fx, chn):
         ff = ffmpeg_decode(path)
@@ -423,6 +443,7 @@ def main():
             for name in S24:
                 checks.case(f's24 {name}', checks.s24(d / name, by_name[name].fx))
             checks.without_sbr(d)
+            checks.case('extension rate equal to the core rate', checks.single_rate(d))
             for name in DAMAGED:
                 checks.case(f'damaged SBR payloads {name}', checks.damaged(d, name))
         return checks.summary()
