@@ -398,7 +398,7 @@ def low_band_snr(full, down, fc=0.35, half=24):
 
 def find_tool(given, name):
     if given and not given.endswith('-NOTFOUND'):
-        return given
+        return shutil.which(given)
     return shutil.which(name)
 
 
@@ -412,8 +412,12 @@ def main():
     tools = {n: find_tool(getattr(args, n), n) for n in ('ffmpeg', 'faad')}
     missing = [n for n, p in tools.items() if not p]
     if missing:
+        if os.environ.get('FXAAC_REQUIRE_ALL_TESTS'):
+            print(f'{" and ".join(missing)} not found (FXAAC_REQUIRE_ALL_TESTS forbids skipping '
+                  'the HE-AAC checks)')
+            return 1
         print(f'{" and ".join(missing)} not found: HE-AAC checks skipped')
-        return 1 if os.environ.get('FXAAC_REQUIRE_ALL_TESTS') else SKIP
+        return SKIP
     # the stream maker and the reference helpers call the tools by name
     os.environ['PATH'] = os.pathsep.join([str(pathlib.Path(p).parent) for p in tools.values()]
                                          + [os.environ.get('PATH', '')])
