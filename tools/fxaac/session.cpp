@@ -79,8 +79,7 @@ void Session::call(const uint8_t *input, size_t bytes, FrameStatus *status)
 
 void Session::call_latm(LatmState *latm, const uint8_t *input, size_t bytes, FrameStatus *status)
 {
-    AACPlusHeAacDecodeLatm(&memory_->he, latm, input, static_cast<int32_t>(bytes), output_,
-                           status);
+    AACPlusHeAacDecodeLatm(&memory_->he, latm, input, static_cast<int32_t>(bytes), output_, status);
 }
 
 void Session::at(uint64_t byte, uint64_t unit)
