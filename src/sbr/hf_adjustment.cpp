@@ -98,7 +98,7 @@ uint64_t harmonic_mask(const FrequencyTables &t, const SbrChannelData &c)
 // Sum of |X|^2 over subbands k0 .. k1 - 1 and rows r0 .. r1 - 1, divided by
 // the cell count and 2^(2 kQmfExponent). Exact 64-bit sums of the high and low
 // words of every square: no overflow for any int32 samples.
-SoftFloat mean_energy(const QmfRow *rows, int r0, int r1, int k0, int k1)
+SoftFloat mean_energy(const QmfRow *rows, int r0, int r1, int k0, int k1, int xScale)
 {
     uint64_t hi = 0;
     uint64_t lo = 0;
@@ -112,21 +112,21 @@ SoftFloat mean_energy(const QmfRow *rows, int r0, int r1, int k0, int k1)
         }
     }
     const SoftFloat sum = sf_add(sf_from_u64(hi, 32), sf_from_u64(lo, 0));
-    return sf_div(sum, sf_from_int((r1 - r0) * (k1 - k0), 2 * kQmfExponent));
+    return sf_div(sum, sf_from_int((r1 - r0) * (k1 - k0), 2 * (kQmfExponent + xScale)));
 }
 
 // E_curr per subband m - kx of the envelope in rows r0 .. r1 - 1.
 void estimate_energies(const FrequencyTables &t, const uint8_t *band, int nBands, bool interpol,
-                       const QmfRow *rows, int r0, int r1, SoftFloat *eCurr)
+                       const QmfRow *rows, int r0, int r1, int xScale, SoftFloat *eCurr)
 {
     if (interpol) {
         for (int m = 0; m < t.m; m++) {
-            eCurr[m] = mean_energy(rows, r0, r1, t.kx + m, t.kx + m + 1);
+            eCurr[m] = mean_energy(rows, r0, r1, t.kx + m, t.kx + m + 1, xScale);
         }
         return;
     }
     for (int p = 0; p < nBands; p++) {
-        const SoftFloat e = mean_energy(rows, r0, r1, band[p], band[p + 1]);
+        const SoftFloat e = mean_energy(rows, r0, r1, band[p], band[p + 1], xScale);
         for (int k = band[p]; k < band[p + 1]; k++) {
             eCurr[k - t.kx] = e;
         }
@@ -317,6 +317,7 @@ int32_t sat32(int64_t v)
 }
 
 struct EnvelopeSlots {
+    int xScale;  // X_High holds X * 2^xScale; Y is written at the format's own scale
     int kx;
     int bands;
     int r0, r1;   // rows of the envelope
@@ -380,9 +381,9 @@ void assemble_band(const HfAdjustState *s, const EnvelopeSlots &e, const HfAdjus
     const bool noise = e.noise && w->sine[m].m == 0;  // no noise where a sinusoid is
     FixedGain g[kSmoothLength + 1];
     FixedGain q[kSmoothLength + 1] = {};  // no noise: all zero
-    g[kSmoothLength] = fixed_gain(w->gain[m], 0);
+    g[kSmoothLength] = fixed_gain(w->gain[m], -e.xScale);
     q[kSmoothLength] = noise ? fixed_gain(w->noise[m], kNoiseShift) : FixedGain{0, 0, 0};
-    smoothed_gains(w->gain[m], s->gainHist, m, filtered, e, 0, g);
+    smoothed_gains(w->gain[m], s->gainHist, m, filtered, e, -e.xScale, g);
     if (noise) {
         smoothed_gains(w->noise[m], s->noiseHist, m, filtered, e, kNoiseShift, q);
     }
@@ -427,7 +428,7 @@ void hf_adjust_restart(HfAdjustState *s)
 }
 
 int32_t hf_adjust(HfAdjustState *s, const SbrHeader &h, const FrequencyTables &t,
-                  const SbrFrameData &f, int ch, QmfRow *rows, HfAdjustWork *w)
+                  const SbrFrameData &f, int ch, QmfRow *rows, HfAdjustWork *w, int xScale)
 {
     if (ch < 0 || ch >= f.channels || f.channels > 2) {
         return kHfAdjustBadChannel;
@@ -444,6 +445,7 @@ int32_t hf_adjust(HfAdjustState *s, const SbrHeader &h, const FrequencyTables &t
     const uint64_t harmonics = harmonic_mask(t, c);
     EnvelopeInput in = {&f, ch, 0, 0, t.high, 0, true, kLimiterGain2[h.limiterGains & 3]};
     EnvelopeSlots es = {};
+    es.xScale = xScale;
     es.kx = t.kx;
     es.bands = t.m;
     uint64_t sines = 0;
@@ -458,7 +460,7 @@ int32_t hf_adjust(HfAdjustState *s, const SbrHeader &h, const FrequencyTables &t
         in.sines = sines;
         in.delta = !(l == g.pointer || (l == 0 && s->transientNext != 0));
         estimate_energies(t, in.band, high ? t.nHigh : t.nLow, h.interpolFreq != 0, rows, r0, r1,
-                          w->eCurr);
+                          xScale, w->eCurr);
         BandCursor cursor;
         for (int k = 0; k < t.nLimiter; k++) {
             SoftFloat sumOrig;

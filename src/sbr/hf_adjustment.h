@@ -70,8 +70,11 @@ void hf_adjust_restart(HfAdjustState *s);
 // kx .. kx + M - 1 of rows kHfAdj + 2 * t_E(0) .. kHfAdj + 2 * t_E(L_E) - 1 of
 // rows[kRows] (X_High in, Y out). Returns kHfAdjustOk or a negative error, in
 // which case neither rows nor s changed (the caller silences the high band).
+// xScale: the rows hold X_High * 2^xScale (a block exponent of the frame,
+// 0..kMaxBlockScale, that keeps quiet signals precise); Y is written at the
+// QMF format's own scale.
 int32_t hf_adjust(HfAdjustState *s, const SbrHeader &h, const FrequencyTables &t,
-                  const SbrFrameData &f, int ch, QmfRow *rows, HfAdjustWork *w);
+                  const SbrFrameData &f, int ch, QmfRow *rows, HfAdjustWork *w, int xScale = 0);
 
 }  // namespace fxaac::sbr
 

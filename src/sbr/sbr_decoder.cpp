@@ -54,6 +54,55 @@ int32_t take_header(SbrDecoder *d, int element, bool pair, const SbrHeader &h)
     return 0;
 }
 
+// Inputs that reach the analysis of a frame's last 8 slots (rows 32..39 of
+// the work matrix, the next frame's rows 0..7): its last 544 samples, and a
+// margin.
+constexpr int kTailStart = FXAAC_FRAME_LENGTH - 576;
+
+uint32_t magnitude(int32_t x)
+{
+    return x < 0 ? 0u - static_cast<uint32_t>(x) : static_cast<uint32_t>(x);
+}
+
+// x * 2^shift for a shift of either sign, rounding a right shift.
+int32_t rescale(int32_t x, int shift)
+{
+    if (shift >= 0)
+        return static_cast<int32_t>(static_cast<uint32_t>(x) << shift);
+    return static_cast<int32_t>((static_cast<int64_t>(x) + (int64_t{1} << (-shift - 1))) >> -shift);
+}
+
+// The frame's block exponent: the largest left shift (up to kMaxBlockScale)
+// that keeps every input sample of the frame, and of the last frame's tail
+// that its first rows and the analysis history hold, within int32. The
+// analysis bound |X| < 2^27 then still holds. Brings the history to it.
+int take_block_scale(SbrChannel *c, const int32_t *time)
+{
+    uint32_t peak = c->tailMax, tail = 0;
+    for (int i = 0; i < FXAAC_FRAME_LENGTH; i++) {
+        const uint32_t m = magnitude(sub_bias(time[i]));
+        peak = m > peak ? m : peak;
+        if (i >= kTailStart)
+            tail = m > tail ? m : tail;
+    }
+    c->tailMax = tail;
+    const int headroom = peak == 0 ? kMaxBlockScale
+                                   : (peak >= 1u << 30 ? 0 : __builtin_clz(peak) - 1);
+    const int scale = headroom < kMaxBlockScale ? headroom : kMaxBlockScale;
+    const int shift = scale - c->scale;
+    if (shift != 0) {
+        for (int32_t &x : c->analysis.x)
+            x = rescale(x, shift);
+        for (auto &row : c->lowHistory)
+            for (auto &v : row) {
+                v[0] = rescale(v[0], shift);
+                v[1] = rescale(v[1], shift);
+            }
+    }
+    c->scale = static_cast<uint8_t>(scale);
+    return scale;
+}
+
 // The channels' previous high band, for the first slots of this frame.
 void keep_high_history(SbrChannel *c, const QmfRow *rows, int kx, int m, int rowEnd)
 {
@@ -66,9 +115,9 @@ void keep_high_history(SbrChannel *c, const QmfRow *rows, int kx, int m, int row
     c->prevM = static_cast<uint8_t>(m);
 }
 
-// The synthesis input of output slot l: the low band below kx, the high band
-// from kx to kx + m (this frame's rows from slot 2 * t_E(0) on, the previous
-// frame's before), zero above.
+// The synthesis input of output slot l: the low band below kx (brought back
+// from the block exponent), the high band from kx to kx + m (this frame's
+// rows from slot 2 * t_E(0) on, the previous frame's before), zero above.
 void compose_slot(const SbrChannel &c, const QmfRow *rows, int l, int kx, int m, int firstSlot,
                   int rowEnd, QmfRow out)
 {
@@ -76,7 +125,10 @@ void compose_slot(const SbrChannel &c, const QmfRow *rows, int l, int kx, int m,
     const bool early = l < firstSlot;
     const int lowEnd = early ? c.prevKx : kx;
     const int highEnd = early ? c.prevKx + c.prevM : kx + m;
-    std::memcpy(out, rows[row], sizeof(int32_t) * 2 * lowEnd);
+    for (int k = 0; k < lowEnd; k++) {
+        out[k][0] = rescale(rows[row][k][0], -c.scale);
+        out[k][1] = rescale(rows[row][k][1], -c.scale);
+    }
     if (early && l < c.historyRows)
         std::memcpy(out[lowEnd], c.highHistory[l][lowEnd],
                     sizeof(int32_t) * 2 * (highEnd - lowEnd));
@@ -149,12 +201,13 @@ void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int fr
     SbrChannel &c = d->channel[channel];
     const SbrElement &e = d->element[element];
     QmfRow *rows = w->rows;
+    const int scale = take_block_scale(&c, time);
     for (int r = 0; r < kHfGen; r++)
         std::memcpy(rows[r], c.lowHistory[r], sizeof c.lowHistory[r]);
     for (int s = 0; s < kSlots; s++) {
         int32_t in[kLowBands];
         for (int i = 0; i < kLowBands; i++)
-            in[i] = sub_bias(time[kLowBands * s + i]);
+            in[i] = rescale(sub_bias(time[kLowBands * s + i]), scale);
         qmf_analysis_slot(&c.analysis, in, rows[kHfGen + s]);
     }
     for (int r = 0; r < kHfGen; r++)  // before the high band is written over them
@@ -171,7 +224,8 @@ void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int fr
         const int rowBegin = kHfAdj + firstSlot;
         rowEnd = kHfAdj + kRate * cd.grid.env[cd.grid.numEnv];
         hf_generate(&c.generation, e.tables, cd.invfMode, rowBegin, rowEnd, rows);
-        if (hf_adjust(&c.adjustment, e.header, e.tables, w->frame, frameCh, rows, &w->adjust) < 0)
+        if (hf_adjust(&c.adjustment, e.header, e.tables, w->frame, frameCh, rows, &w->adjust,
+                      scale) < 0)
             rowEnd = 0;  // refused: no high band
     }
 

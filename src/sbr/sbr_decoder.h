@@ -39,7 +39,8 @@ struct SbrChannel {
     uint8_t prevKx;  // SBR range of the frame before: the bands of highHistory
     uint8_t prevM;
     uint8_t historyRows;  // rows of highHistory that hold samples (0..6)
-    uint8_t reserved;
+    uint8_t scale;        // block exponent of analysis and lowHistory (0..kMaxBlockScale)
+    uint32_t tailMax;     // largest |input| of the last frame's last 576 samples
 };
 
 // One SBR element's header and the tables it gives.
@@ -47,9 +48,9 @@ struct SbrElement {
     SbrHeader header;
     FrequencyTables tables;
     SbrDeltaHistory deltas[2];  // per channel of the element: the last frame's values
-    uint8_t headerSeen;   // a header was read (the element can be decoded)
-    uint8_t tablesValid;  // the header's tables are usable
-    uint8_t reset;        // the tables changed: the channels' state restarts
+    uint8_t headerSeen;         // a header was read (the element can be decoded)
+    uint8_t tablesValid;        // the header's tables are usable
+    uint8_t reset;              // the tables changed: the channels' state restarts
     uint8_t reserved;
 };
 

@@ -33,6 +33,10 @@ constexpr int kRows = kSlots + kHfGen;      // 40 rows of the work matrix
 constexpr int kBands = 64;                  // QMF subbands at the output rate
 constexpr int kLowBands = 32;               // QMF subbands of the analysis bank
 constexpr int kQmfExponent = 5;             // X = X_iso * 2^5
+// A frame's analysis may run on its input shifted left by a block exponent
+// of 0..kMaxBlockScale (the rows then hold X * 2^scale): quiet signals keep
+// their precision through the HF adjuster's large gains.
+constexpr int kMaxBlockScale = 24;
 
 constexpr int kMaxEnvelopes = 5;       // L_E
 constexpr int kMaxNoiseEnvelopes = 2;  // L_Q

@@ -26,7 +26,8 @@ run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 file(GLOB_RECURSE installed LIST_DIRECTORIES false RELATIVE ${prefix} ${prefix}/*)
 list(FILTER installed EXCLUDE REGEX "^${LIBDIR}/cmake/fxaac/fxaacTargets-[a-z]+\\.cmake$")
 list(SORT installed)
-set(expected bin/fxaac include/fxaac/fxaac.h include/fxaac/fxaac_export.h include/fxaac/fxaac_latm.h
+set(expected bin/fxaac include/fxaac/fxaac.h include/fxaac/fxaac_export.h include/fxaac/fxaac_heaac.h
+    include/fxaac/fxaac_latm.h
   ${LIBDIR}/cmake/fxaac/fxaacConfig.cmake ${LIBDIR}/cmake/fxaac/fxaacConfigVersion.cmake
   ${LIBDIR}/cmake/fxaac/fxaacTargets.cmake ${LIBDIR}/cmake/fxaac/LICENSE
   ${LIBDIR}/libfxaac.so ${LIBDIR}/libfxaac.so.0 ${LIBDIR}/libfxaac.so.${VERSION}

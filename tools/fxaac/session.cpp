@@ -79,8 +79,7 @@ void Session::call(const uint8_t *input, size_t bytes, FrameStatus *status)
 
 void Session::call_latm(LatmState *latm, const uint8_t *input, size_t bytes, FrameStatus *status)
 {
-    AACPlusHeAacDecodeLatm(&memory_->he, latm, input, static_cast<int32_t>(bytes), output_,
-                           status);
+    AACPlusHeAacDecodeLatm(&memory_->he, latm, input, static_cast<int32_t>(bytes), output_, status);
 }
 
 void Session::at(uint64_t byte, uint64_t unit)
@@ -248,10 +247,9 @@ void Session::note_sbr()
         return;
     report_->sbrData = true;
     const int32_t rate = report_->sampleRate;
-    note("the frames carry SBR data (HE-AAC signalled implicitly); fxaac does not decode "
-         "it: the output is the AAC LC core at " +
-         std::to_string(rate) + " Hz, without the high band (HE-AAC plays at " +
-         std::to_string(2 * rate) + " Hz)");
+    note("the frames carry SBR data in fill elements that precede their channel elements; "
+         "it belongs to no element and is ignored: the output is the AAC LC core at " +
+         std::to_string(rate) + " Hz, without the high band");
 }
 
 }  // namespace fxaac_cli
