@@ -223,6 +223,10 @@ void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int fr
         firstSlot = kRate * cd.grid.env[0];
         const int rowBegin = kHfAdj + firstSlot;
         rowEnd = kHfAdj + kRate * cd.grid.env[cd.grid.numEnv];
+        // Subbands of the SBR range that no patch reaches (a last patch of
+        // fewer than 3 subbands is dropped) hold no X_High: clear them.
+        for (int r = rowBegin; r < rowEnd; r++)
+            std::memset(rows[r][kx], 0, sizeof(int32_t) * 2 * m);
         hf_generate(&c.generation, e.tables, cd.invfMode, rowBegin, rowEnd, rows);
         if (hf_adjust(&c.adjustment, e.header, e.tables, w->frame, frameCh, rows, &w->adjust,
                       scale) < 0)

@@ -177,7 +177,7 @@ TEST(HeAacHeader, ConfigsSignalSbrAndItsRate)
 // frame. Disabled while the decoder gets it wrong: outputRate 22050 with
 // 2048 samples per frame (the fxaac command writes an m4a of 37 frames at
 // 24000 Hz with 38912 samples, ffmpeg 37888). Enable once fixed.
-TEST(HeAacHeader, DISABLED_ExtensionRateEqualToTheCoreRate)
+TEST(HeAacHeader, ExtensionRateEqualToTheCoreRate)
 {
     std::vector<uint8_t> stream = asc(Signal::ObjectType5, kCoreSf, kCoreSf).data(0);
     const size_t headerBytes = stream.size();

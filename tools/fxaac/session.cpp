@@ -48,7 +48,7 @@ bool Session::first_frame()
 uint32_t Session::frame_length() const
 {
     const HeAacDecoder &he = memory_->he;
-    const bool doubled = he.sbrActive == 1 && (he.flags & FXAAC_HEAAC_DOWNSAMPLED) == 0;
+    const bool doubled = he.sbrActive == 1 && he.downsampled == 0;
     return doubled ? FXAAC_HEAAC_FRAME_LENGTH : FXAAC_FRAME_LENGTH;
 }
 
