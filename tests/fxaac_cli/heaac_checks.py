@@ -77,7 +77,7 @@ EXPECTED_FAILURES = {
         '184.82 / 3591 (refs 1.46 / 20): frames where the core falls silent and the SBR data '
         'ask for gains up to 10^5 on what is left of it',
     'accuracy seed 1 extended_castanets_24k_m.aac':
-        '429.93 / 16180 (refs 0.07 / 1): frames 6 to 8, a castanet's tail under gains up to '
+        '429.93 / 16180 (refs 0.07 / 1): frames 6 to 8, the tail of a castanet under gains up to '
         '10^5',
 }
 
