@@ -186,14 +186,22 @@ class ChannelEncoder:
         return Grid(FIXFIX, 1, [1])
 
     # -- values -----------------------------------------------------------------------------
-    def envelopes(self, n, grid, amp_res):
-        t, out = grid.borders(), []
+    def envelopes(self, n, grid, amp_res, noise):
+        """Envelope values; noise: the decoded noise floor values of the frame. The noise part
+        of a band comes out of the decoders' synthesis at half its E_orig share (random complex
+        subband samples, of which the synthesis keeps the real projection), so each band's
+        energy is raised by (1 + Q) / (1 + Q / 2), Q the band's noise-to-tone ratio Q_orig."""
+        t, tq, out = grid.borders(), grid.noise_borders(), []
         for l, r in enumerate(grid.freq_res):
             bands = self.tab.high if r else self.tab.low
             s0, s1 = self.base(n) + 2 * t[l], self.base(n) + 2 * t[l + 1]
+            q_env = noise[max(i for i in range(len(tq) - 1) if tq[i] <= t[l])]
             vals = []
             for k0, k1 in zip(bands, bands[1:]):
                 e = self.a.mean(s0, s1, k0, k1)
+                qb = max(i for i in range(len(self.tab.noise) - 1) if self.tab.noise[i] <= k0)
+                q = 2.0 ** (NOISE_FLOOR_OFFSET - q_env[qb])
+                e *= (1 + q) / (1 + q / 2)
                 v = math.log2(max(e, 64.0) / 64.0) * (2 if amp_res == 0 else 1)
                 vals.append(int(math.floor(v + 0.5)))
             out.append(vals)
@@ -227,27 +235,31 @@ class ChannelEncoder:
         return out
 
     def sinusoids(self, n):
-        """bs_add_harmonic per high band: a band whose energy is mostly one tonal subband while
-        the patched low band is not tonal."""
+        """bs_add_harmonic per high band: a band whose energy is mostly one steady tone in the
+        subband where the decoders put the sinusoid (the band's middle one, (k0 + k1) / 2)."""
         if not self.s.sinusoids:
             return None
         s0, s1 = self.base(n), self.base(n) + 32
-        if self.a.tonality(s0, s1, *self.source_band()) > 0.6:
-            return None
         flags = []
         for k0, k1 in zip(self.tab.high, self.tab.high[1:]):
             st = self.a.subband_stats(s0, s1, k0, k1)
             tot = sum(e for e, _ in st)
-            e_pk, rho = max(st)
-            flags.append(1 if k1 - k0 >= 2 and tot > self.floor * 4 and e_pk > 0.6 * tot
-                         and rho > 0.9 else 0)
+            e_pk, rho = st[(k1 - k0) // 2]
+            flags.append(1 if tot > self.floor * 4 and e_pk > 0.7 * tot and rho > 0.95 else 0)
         return flags if any(flags) else None
 
     # -- coding -----------------------------------------------------------------------------
     def channel(self, n, grid, amp_res):
         """The Channel record of frame n (values as sent) and its decoded values."""
-        env_vals = self.envelopes(n, grid, amp_res)
-        noise_vals = self.noise_floors(n, grid)
+        noise, df_noise, prevq, dec_noise = [], [], self.prev_noise, []
+        for vals in self.noise_floors(n, grid):
+            sent, dt, dec = code_values(vals, prevq, book('f_noise', 1, False),
+                                        book('t_noise', 1, False), 5, hi=30)
+            noise.append(sent)
+            df_noise.append(dt)
+            dec_noise.append(dec)
+            prevq = dec
+        env_vals = self.envelopes(n, grid, amp_res, dec_noise)
         can_dt = self.prev_env is not None and self.prev_amp == amp_res
         env, df_env, prev, prev_res = [], [], self.prev_env, self.prev_res
         start_bits = 7 - amp_res
@@ -258,13 +270,6 @@ class ChannelEncoder:
             env.append(sent)
             df_env.append(dt)
             prev, prev_res, can_dt = dec, r, True
-        noise, df_noise, prevq = [], [], self.prev_noise
-        for vals in noise_vals:
-            sent, dt, dec = code_values(vals, prevq, book('f_noise', 1, False),
-                                        book('t_noise', 1, False), 5, hi=30)
-            noise.append(sent)
-            df_noise.append(dt)
-            prevq = dec
         self.prev_env, self.prev_res, self.prev_amp, self.prev_noise = prev, prev_res, amp_res, prevq
         return Channel(grid, df_env, df_noise, self.inverse_filtering(n), env, noise,
                        self.sinusoids(n))
@@ -363,3 +368,14 @@ def encode(signal, fs, settings=None, bitrate_per_channel=48000, tmp=None):
         blocks.append(insert_sbr(walk_block(data, sfi, aac_tab), [bits]))
         elements.append(e)
     return Encoded(frames, blocks, header, tab, elements)
+
+
+# Presets of scripts/sbr-streams: settings and what they show.
+PRESETS = {
+    'encoded_music': (Settings(), 'signal-driven SBR of music (chord, melody, sweep, castanets, '
+                                  'hi-hats): transient grids, noise floors, inverse filtering'),
+    'encoded_speech': (Settings(), 'signal-driven SBR of speech-like syllables (fricatives, '
+                                   'voiced vowels with gliding pitch)'),
+    'encoded_sinusoids': (Settings(sinusoids=True), 'signal-driven SBR of music with steady high '
+                                                    'tones coded as additional sinusoids'),
+}

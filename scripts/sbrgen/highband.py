@@ -55,14 +55,15 @@ def third_octaves(fs, k_lo, k_hi):
         fc = 1000 * 2 ** (i / 3)
         lo, hi = fc * 2 ** (-1 / 6), fc * 2 ** (1 / 6)
         ks = [k for k in range(k_lo, k_hi) if lo <= (k + 0.5) * fs / 128 < hi]
-        if len(ks) >= 2 and lo >= k_lo * fs / 128 and hi <= k_hi * fs / 128:
+        if len(ks) >= 2 and lo >= k_lo * fs / 128:
             out.append((fc, ks[0], ks[-1] + 1))
     return out
 
 
 def align(decoded, original):
-    """The lag that best matches decoded[i + lag] with original[i] (16-bit integer lists)."""
-    return best_lag(decoded, original)
+    """The lag that best matches decoded[i + lag] with original[i] (16-bit integer lists), on a
+    long stretch of the middle (speech has pauses)."""
+    return best_lag(decoded, original, window=min(32768, len(original) // 2))
 
 
 def high_band_match(decoded, original, fs, k_lo, k_hi, lag=None, skip_frames=2):

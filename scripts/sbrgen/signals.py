@@ -144,3 +144,19 @@ def sig_music_mix(fs, n, ch, rng):
 def _normalised(chans, peak):
     top = max(max(map(abs, c)) for c in chans) or 1.0
     return [[v * peak / top for v in c] for c in chans]
+
+
+def sig_music_bells(fs, n, ch, rng):
+    """sig_music_mix with steady high tones in the high band (7.3, 11.4 and 15.3 kHz, each held
+    for half a second, on and off in turn, 14 dB below the music's peak): the tones that the
+    SBR encoder codes as additional sinusoids."""
+    out = sig_music_mix(fs, n, ch, rng)
+    tones = [f for f in (7300.0, 11400.0, 15300.0) if f < 0.45 * fs]
+    for c, buf in enumerate(out):
+        for j, f in enumerate(tones):
+            w = 2 * math.pi * f / fs
+            for i in range(n):
+                k = (i * 2 // fs + j + c) % 3         # on in one half second of three
+                if k == 0:
+                    buf[i] += 0.16 * math.sin(w * i)
+    return _normalised(out, 0.8)
