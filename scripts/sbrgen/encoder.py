@@ -261,7 +261,7 @@ class ChannelEncoder:
             prevq = dec
         env_vals = self.envelopes(n, grid, amp_res, dec_noise)
         can_dt = self.prev_env is not None and self.prev_amp == amp_res
-        env, df_env, prev, prev_res = [], [], self.prev_env, self.prev_res
+        env, df_env, prev, prev_res, dec_env = [], [], self.prev_env, self.prev_res, []
         start_bits = 7 - amp_res
         for vals, r in zip(env_vals, grid.freq_res):
             ref = map_reference(prev, prev_res, r, self.tab) if can_dt else None
@@ -269,8 +269,10 @@ class ChannelEncoder:
                                         book('t_env', amp_res, False), start_bits)
             env.append(sent)
             df_env.append(dt)
+            dec_env.append(dec)
             prev, prev_res, can_dt = dec, r, True
         self.prev_env, self.prev_res, self.prev_amp, self.prev_noise = prev, prev_res, amp_res, prevq
+        self.decoded = (dec_env, dec_noise)
         return Channel(grid, df_env, df_noise, self.inverse_filtering(n), env, noise,
                        self.sinusoids(n))
 
@@ -324,6 +326,7 @@ class ElementEncoder:
         chans = [c.channel(n, g, a) for c, g, a in zip(self.chans, grids, ares)]
         send_header = n % self.s.header_every == 0
         e = Element(chans, coupling=0, amp_res=ares, header=self.header if send_header else None)
+        e.decoded = [c.decoded for c in self.chans]          # what a decoder holds after it
         bits = extension_payload(e)
         if len(bits) > 8 * MAX_FILL_BYTES:
             raise RuntimeError(f'frame {n}: SBR payload of {len(bits)} bits')

@@ -66,9 +66,10 @@ def align(decoded, original):
     return best_lag(decoded, original, window=min(32768, len(original) // 2))
 
 
-def high_band_match(decoded, original, fs, k_lo, k_hi, lag=None, skip_frames=2):
+def high_band_match(decoded, original, fs, k_lo, k_hi, lag=None, skip_frames=2, segment=FRAME_SLOTS):
     """decoded, original: one channel each in 16-bit units (lists of numbers). The first
-    skip_frames output frames of the original (the decoders' start) are left out."""
+    skip_frames output frames of the original (the decoders' start) are left out; frames_db
+    holds the high band's difference per segment of that many QMF slots (an output frame)."""
     if lag is None:
         lag = align(decoded, original)
     n = min(len(original), len(decoded) - lag)
@@ -82,9 +83,9 @@ def high_band_match(decoded, original, fs, k_lo, k_hi, lag=None, skip_frames=2):
         thirds.append((fc, db(sum(sum(s[k0:k1]) for s in ex)),
                        db(sum(sum(s[k0:k1]) for s in ey))))
     per_frame = []
-    for f in range(0, len(ex) - FRAME_SLOTS + 1, FRAME_SLOTS):
-        a = sum(sum(s[k_lo:k_hi]) for s in ex[f:f + FRAME_SLOTS])
-        b = sum(sum(s[k_lo:k_hi]) for s in ey[f:f + FRAME_SLOTS])
+    for f in range(0, len(ex) - segment + 1, segment):
+        a = sum(sum(s[k_lo:k_hi]) for s in ex[f:f + segment])
+        b = sum(sum(s[k_lo:k_hi]) for s in ey[f:f + segment])
         per_frame.append((a, b))
     loud = max((a for a, _ in per_frame), default=0)
     frames_db = [db(b) - db(a) for a, b in per_frame if a > loud * 1e-3]
