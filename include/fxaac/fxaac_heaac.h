@@ -48,7 +48,7 @@ typedef struct HeAacDecoder {
     int32_t sbrRate;      /* Hz: the signalled SBR rate (extensionSamplingFrequency), or 0 */
     int32_t sbrFrames;    /* frames whose SBR data was decoded */
     int32_t sbrErrors;    /* SBR payloads refused */
-    int32_t reserved;
+    int32_t downsampled;  /* 1: SBR output at the core rate (the flag, or single-rate SBR) */
     uint64_t sbr[FXAAC_HEAAC_SBR_BYTES / 8]; /* the SBR decoder: opaque */
 } HeAacDecoder;
 

@@ -38,9 +38,9 @@ struct AudioConfig {
     uint8_t spectralResilience;
     uint8_t frameLengthFlag;
     // HE-AAC signalling (read only when ConfigOptions::sbr is set):
-    uint8_t sbrSignalled;        // 1: explicit SBR (object type 5 or 29, or the sync extension)
-    uint8_t psSignalled;         // 1: parametric stereo signalled (object type 29 or 0x548)
-    uint8_t noSbrSignalled;      // 1: the sync extension says sbrPresentFlag 0
+    uint8_t sbrSignalled;       // 1: explicit SBR (object type 5 or 29, or the sync extension)
+    uint8_t psSignalled;        // 1: parametric stereo signalled (object type 29 or 0x548)
+    uint8_t noSbrSignalled;     // 1: the sync extension says sbrPresentFlag 0
     uint32_t extensionSfIndex;  // extensionSamplingFrequencyIndex when sbrSignalled
 };
 

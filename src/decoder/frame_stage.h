@@ -56,9 +56,8 @@ struct LatmLayer {
 };
 
 // AACPlusDecodeLatm, with a layer when not null.
-int32_t decode_latm(AacDecoder *instance, LatmState *latm, const uint8_t *input,
-                    int32_t inputBytes, void *output, FrameStatus *status,
-                    const LatmLayer *layer);
+int32_t decode_latm(AacDecoder *instance, LatmState *latm, const uint8_t *input, int32_t inputBytes,
+                    void *output, FrameStatus *status, const LatmLayer *layer);
 
 // One channel's frame of concealment (the faded overlap, which is then
 // cleared) as hand-off samples for the SBR decoder: 1024 words.

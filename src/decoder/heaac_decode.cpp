@@ -47,10 +47,14 @@ void decide(HeAacDecoder *d, bool payloads)
         d->outputRate = coreRate;
         return;
     }
-    const int32_t sbrRate = d->sbrRate > 0 ? d->sbrRate : 2 * coreRate;
-    const bool down = (d->flags & FXAAC_HEAAC_DOWNSAMPLED) != 0;
+    // The SBR tool runs at twice the core rate. A signalled SBR rate equal to
+    // the core rate asks for its downsampled output (single-rate SBR).
+    const int32_t sbrRate = 2 * coreRate;
+    const bool singleRate = d->sbrRate > 0 && d->sbrRate <= coreRate;
+    const bool down = singleRate || (d->flags & FXAAC_HEAAC_DOWNSAMPLED) != 0;
     sbr::init_decoder(&sbr_memory(d)->decoder, sbrRate, down);
-    d->outputRate = down ? sbrRate / 2 : sbrRate;
+    d->outputRate = down ? coreRate : sbrRate;
+    d->downsampled = down ? 1 : 0;
 }
 
 bool on_parsed(void *ctx, const Block &b)
@@ -101,7 +105,7 @@ void finish_frame(HeAacDecoder *d, const FrameCall &f, FrameStatus *st)
 {
     if (d->sbrActive != 1 || st->outputSamples == 0)
         return;
-    if ((d->flags & FXAAC_HEAAC_DOWNSAMPLED) == 0)
+    if (!d->downsampled)
         st->outputSamples *= 2;
     if (f.data[0] || f.data[1])
         d->sbrFrames++;
@@ -219,7 +223,6 @@ int32_t AACPlusHeAacConceal(HeAacDecoder *decoder, void *output, FrameStatus *st
         const sbr::PcmTarget target{output, channels, k, core->pcmFormat};
         sbr::process_channel(&m->decoder, &m->work, k, 0, 0, false, decoder->handOff, target);
     }
-    const bool down = (decoder->flags & FXAAC_HEAAC_DOWNSAMPLED) != 0;
-    status->outputSamples = channels * FXAAC_FRAME_LENGTH * (down ? 1 : 2);
+    status->outputSamples = channels * FXAAC_FRAME_LENGTH * (decoder->downsampled ? 1 : 2);
     return status->outputSamples;
 }

@@ -123,8 +123,9 @@ int32_t fxaac::decode_latm(AacDecoder *instance, LatmState *latm, const uint8_t 
         return finish(status, FXAAC_ERR_NEED_MORE_INPUT, 0);
 
     LatmElement e;
-    int32_t code = parse_audio_mux_element(
-        input, elementBytes, latm->configStatus == 0 ? &latm->config : nullptr, &e, layer != nullptr);
+    int32_t code = parse_audio_mux_element(input, elementBytes,
+                                           latm->configStatus == 0 ? &latm->config : nullptr, &e,
+                                           layer != nullptr);
     // A damaged length or a false sync word: search on from the next byte.
     if (code == FXAAC_ERR_LATM_LENGTH || (code != 0 && !sync_follows(input, n, elementBytes)))
         return finish(status, FXAAC_ERR_LATM_LENGTH, 1);

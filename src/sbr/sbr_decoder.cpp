@@ -17,11 +17,10 @@ constexpr int32_t kHandOffBias = 1 << 15;
 
 int32_t sub_bias(int32_t x) { return x >= INT32_MIN + kHandOffBias ? x - kHandOffBias : INT32_MIN; }
 
-void reset_channel(SbrChannel *c)
-{
-    hf_generation_reset(&c->generation);
-    hf_adjust_reset(&c->adjustment);
-}
+// A header that changes the tables restarts the HF adjuster; the chirp
+// factors of the HF generator carry on by noise band, as the reference
+// decoders keep them.
+void restart_channel(SbrChannel *c) { hf_adjust_reset(&c->adjustment); }
 
 void reset_deltas(SbrElement *e)
 {
@@ -50,7 +49,7 @@ int32_t take_header(SbrDecoder *d, int element, bool pair, const SbrHeader &h)
     reset_deltas(&e);
     const int first = pair ? 0 : element;
     for (int c = first; c < first + (pair ? 2 : 1); c++)
-        reset_channel(&d->channel[c]);
+        restart_channel(&d->channel[c]);
     return 0;
 }
 
@@ -158,7 +157,8 @@ void init_decoder(SbrDecoder *d, int32_t sbrRate, bool downsampled)
     for (SbrChannel &c : d->channel) {
         qmf_analysis_reset(&c.analysis);
         qmf_synthesis_reset(&c.synthesis);
-        reset_channel(&c);
+        hf_generation_reset(&c.generation);
+        hf_adjust_reset(&c.adjustment);
         c.prevKx = kLowBands;  // until SBR data comes: the whole core band, no high band
     }
     for (SbrElement &e : d->element)
@@ -210,8 +210,14 @@ void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int fr
             in[i] = rescale(sub_bias(time[kLowBands * s + i]), scale);
         qmf_analysis_slot(&c.analysis, in, rows[kHfGen + s]);
     }
-    for (int r = 0; r < kHfGen; r++)  // before the high band is written over them
-        std::memcpy(c.lowHistory[r], rows[kSlots + r], sizeof c.lowHistory[r]);
+    // The low band that the next frame's first rows hold: the subbands below
+    // this frame's kx (X_Low ends there; a next frame with a higher kx finds
+    // zeros above it, as the reference decoders do).
+    const int lowEnd = e.tablesValid ? e.tables.kx : kLowBands;
+    for (int r = 0; r < kHfGen; r++) {
+        std::memcpy(c.lowHistory[r], rows[kSlots + r], sizeof(int32_t) * 2 * lowEnd);
+        std::memset(c.lowHistory[r][lowEnd], 0, sizeof(int32_t) * 2 * (kLowBands - lowEnd));
+    }
 
     int kx = kLowBands, m = 0, firstSlot = 0, rowEnd = 0;
     if (e.tablesValid) {
@@ -223,6 +229,10 @@ void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int fr
         firstSlot = kRate * cd.grid.env[0];
         const int rowBegin = kHfAdj + firstSlot;
         rowEnd = kHfAdj + kRate * cd.grid.env[cd.grid.numEnv];
+        // Subbands of the SBR range that no patch reaches (a last patch of
+        // fewer than 3 subbands is dropped) hold no X_High: clear them.
+        for (int r = rowBegin; r < rowEnd; r++)
+            std::memset(rows[r][kx], 0, sizeof(int32_t) * 2 * m);
         hf_generate(&c.generation, e.tables, cd.invfMode, rowBegin, rowEnd, rows);
         if (hf_adjust(&c.adjustment, e.header, e.tables, w->frame, frameCh, rows, &w->adjust,
                       scale) < 0)

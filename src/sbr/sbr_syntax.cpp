@@ -261,8 +261,13 @@ int32_t read_channel_pair(BitCursor *r, const SbrHeader &h, const FrequencyTable
     if (f->coupling) {
         c[1].grid = c[0].grid;
         c[1].ampRes = c[0].ampRes;
-    } else if ((err = read_grid(r, h.ampRes, &c[1])) != kSbrOk) {
+    } else if ((err = read_grid(r, c[0].ampRes, &c[1])) != kSbrOk) {
         return err;
+    } else {
+        // bs_amp_res is one variable of the element: a FIXFIX grid of one
+        // envelope in either channel sets it to 0 before both channels'
+        // envelopes are read.
+        c[0].ampRes = c[1].ampRes;
     }
     read_dtdf(r, &c[0]);
     read_dtdf(r, &c[1]);

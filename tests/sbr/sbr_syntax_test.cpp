@@ -228,7 +228,8 @@ public:
         if (f.coupling) {
             f.ch[1] = f.ch[0];
         } else if (pair) {
-            grid(&f.ch[1], headerAmpRes);
+            grid(&f.ch[1], f.ch[0].ampRes);   // bs_amp_res as the first grid left it
+            f.ch[0].ampRes = f.ch[1].ampRes;  // one value for both channels' envelopes
             invf(&f.ch[1], t);
         }
         for (int ch = 0; ch < (pair ? 2 : 1); ch++) {

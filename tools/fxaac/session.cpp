@@ -48,7 +48,7 @@ bool Session::first_frame()
 uint32_t Session::frame_length() const
 {
     const HeAacDecoder &he = memory_->he;
-    const bool doubled = he.sbrActive == 1 && (he.flags & FXAAC_HEAAC_DOWNSAMPLED) == 0;
+    const bool doubled = he.sbrActive == 1 && he.downsampled == 0;
     return doubled ? FXAAC_HEAAC_FRAME_LENGTH : FXAAC_FRAME_LENGTH;
 }
 
@@ -79,8 +79,7 @@ void Session::call(const uint8_t *input, size_t bytes, FrameStatus *status)
 
 void Session::call_latm(LatmState *latm, const uint8_t *input, size_t bytes, FrameStatus *status)
 {
-    AACPlusHeAacDecodeLatm(&memory_->he, latm, input, static_cast<int32_t>(bytes), output_,
-                           status);
+    AACPlusHeAacDecodeLatm(&memory_->he, latm, input, static_cast<int32_t>(bytes), output_, status);
 }
 
 void Session::at(uint64_t byte, uint64_t unit)

@@ -19,14 +19,14 @@
 namespace fxaac_cli {
 
 struct DecodeOptions {
-    bool raw = false;       // headerless raw data blocks
-    int32_t rate = 0;       // for raw input, Hz
-    int32_t channels = 0;   // for raw input
-    bool pcm24 = false;     // 24-bit samples (int32_t words) instead of 16-bit
-    bool warnings = true;   // warnings and notes on standard error
-    bool progress = false;  // progress bar on standard error
-    bool conceal = true;    // a frame of concealment for each damaged or missing frame
-    bool trim = true;       // MP4: drop the priming and padding that the file marks
+    bool raw = false;          // headerless raw data blocks
+    int32_t rate = 0;          // for raw input, Hz
+    int32_t channels = 0;      // for raw input
+    bool pcm24 = false;        // 24-bit samples (int32_t words) instead of 16-bit
+    bool warnings = true;      // warnings and notes on standard error
+    bool progress = false;     // progress bar on standard error
+    bool conceal = true;       // a frame of concealment for each damaged or missing frame
+    bool trim = true;          // MP4: drop the priming and padding that the file marks
     bool downsampled = false;  // HE-AAC: SBR output at the core rate
 };
 

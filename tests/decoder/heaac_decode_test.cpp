@@ -1,0 +1,341 @@
+// The HE-AAC calls where the fxaac command cannot show them: SBR signalling
+// read from hand-made AudioSpecificConfigs (object type 5, the sync
+// extension, the "HEAAC" marker, LATM), the bounded contract of
+// AACPlusHeAacDecode, and the core calls left as they were (AACPlusDecode
+// skips the SBR data, AACPlusHeaderDecode refuses object type 5). The stream
+// is the first frames of an HE-AAC test stream (heaac_streams.h).
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include <fxaac/fxaac_heaac.h>
+
+#include "decoder/heaac_streams.h"
+#include "support/bit_writer.h"
+#include "support/instance.h"
+
+using namespace fxaac_test;
+namespace hs = heaac_streams;
+
+namespace {
+
+constexpr int kAdtsHeader = 7;
+constexpr uint32_t kCoreSf = 7;  // 22050 Hz, the streams' core rate
+constexpr uint8_t kGuard = 0xA5;
+
+struct HeAac {
+    std::unique_ptr<HeAacDecoder> d = std::make_unique<HeAacDecoder>();
+    explicit HeAac(int32_t format = 0, int32_t flags = 0)
+    {
+        AACPlusHeAacInit(d.get(), format, flags);
+    }
+    HeAacDecoder *operator->() const { return d.get(); }
+    int32_t header(const std::vector<uint8_t> &bytes, int32_t hdrPrsnt = 1)
+    {
+        DecoderConfig cfg = {};
+        cfg.hdrPrsnt = hdrPrsnt;
+        cfg.fs = hs::kCoreRate;
+        cfg.chn = hs::kChannels;
+        return AACPlusHeAacHeaderDecode(d.get(), cfg, bytes.data(),
+                                        static_cast<int32_t>(bytes.size()));
+    }
+};
+
+enum class Signal { ObjectType5, SyncSbr, SyncNoSbr };
+
+// An AudioSpecificConfig of a stereo AAC-LC core at rate index coreSf
+// signalling SBR at rate index extSf (ISO/IEC 14496-3 1.6.2.1, 1.6.5.2).
+BitWriter asc(Signal s, uint32_t coreSf, uint32_t extSf)
+{
+    BitWriter w;
+    if (s == Signal::ObjectType5)
+        w.put(5, 5).put(coreSf, 4).put(hs::kChannels, 4).put(extSf, 4).put(2, 5);
+    else
+        w.put(2, 5).put(coreSf, 4).put(hs::kChannels, 4);
+    w.put(0, 3);  // GASpecificConfig: frameLengthFlag, dependsOnCoreCoder, extensionFlag
+    if (s == Signal::SyncSbr)
+        w.put(0x2b7, 11).put(5, 5).put(1, 1).put(extSf, 4);  // sbrPresentFlag 1
+    else if (s == Signal::SyncNoSbr)
+        w.put(0x2b7, 11).put(5, 5).put(0, 1);  // sbrPresentFlag 0: no index follows
+    return w;
+}
+
+// The raw data blocks of the ADTS stream, one after the other.
+std::vector<uint8_t> raw_blocks(const uint8_t *adts)
+{
+    std::vector<uint8_t> out;
+    size_t pos = 0;
+    for (int size : hs::kBlockSizes) {
+        out.insert(out.end(), adts + pos + kAdtsHeader, adts + pos + kAdtsHeader + size);
+        pos += kAdtsHeader + static_cast<size_t>(size);
+    }
+    return out;
+}
+
+struct Frames {
+    std::vector<std::vector<int16_t>> pcm;  // per frame, interleaved
+    std::vector<int32_t> errors;
+};
+
+// Every frame of data (from pos) through AACPlusHeAacDecode, each call
+// given exactly the bytes that remain, in a heap copy.
+Frames decode_all(HeAac &he, const std::vector<uint8_t> &data, size_t pos = 0)
+{
+    Frames f;
+    std::vector<int16_t> out(2 * FXAAC_HEAAC_FRAME_LENGTH * FXAAC_MAX_CHANNELS);
+    while (pos < data.size() && f.pcm.size() < 64) {
+        std::vector<uint8_t> exact(data.begin() + static_cast<long>(pos), data.end());
+        FrameStatus st;
+        AACPlusHeAacDecode(he.d.get(), exact.data(), static_cast<int32_t>(exact.size()), out.data(),
+                           &st);
+        if (st.bytesConsumed <= 0)
+            break;
+        pos += static_cast<size_t>(st.bytesConsumed);
+        f.pcm.emplace_back(out.begin(), out.begin() + st.outputSamples);
+        f.errors.push_back(st.errorCode);
+    }
+    return f;
+}
+
+// An ADTS stream through header decoding, then every frame.
+Frames decode_adts(HeAac &he, const uint8_t *p, size_t n)
+{
+    const std::vector<uint8_t> data(p, p + n);
+    EXPECT_EQ(he.header(data), 0);
+    return decode_all(he, data);
+}
+
+// Samples per channel and frame must match the output rate: 1024 core samples
+// of the frame's duration at outputRate.
+void expect_consistent(const HeAac &he, const Frames &f, int32_t rate, int32_t perChannel)
+{
+    EXPECT_EQ(he->outputRate, rate);
+    ASSERT_EQ(f.pcm.size(), static_cast<size_t>(hs::kFrames));
+    for (size_t i = 0; i < f.pcm.size(); i++) {
+        EXPECT_EQ(f.pcm[i].size(), static_cast<size_t>(perChannel * hs::kChannels)) << i;
+        EXPECT_EQ(f.errors[i], 0) << i;
+    }
+    EXPECT_EQ(static_cast<int64_t>(perChannel) * hs::kCoreRate,
+              static_cast<int64_t>(FXAAC_FRAME_LENGTH) * rate)
+        << "frame length and output rate disagree";
+}
+
+}  // namespace
+
+// Object type 5 with extensionSamplingFrequencyIndex, and the sync extension
+// after an AAC-LC config, with sbrPresentFlag 1 and 0; alone and behind the
+// "HEAAC" marker. The signalled rate is taken, and the blocks that follow
+// decode at it: 2048 samples per frame at the doubled rate; with
+// sbrPresentFlag 0 the SBR data of the frames is ignored.
+TEST(HeAacHeader, ConfigsSignalSbrAndItsRate)
+{
+    const std::vector<uint8_t> blocks = raw_blocks(hs::kHeAacAdts);
+    const Frames adtsDecode = [] {
+        HeAac he;
+        return decode_adts(he, hs::kHeAacAdts, sizeof hs::kHeAacAdts);
+    }();
+    struct Case {
+        Signal s;
+        bool marker;
+        int32_t signalled, rate;
+    };
+    for (const Case c :
+         {Case{Signal::ObjectType5, false, 1, 44100}, Case{Signal::ObjectType5, true, 1, 44100},
+          Case{Signal::SyncSbr, false, 1, 44100}, Case{Signal::SyncSbr, true, 1, 44100},
+          Case{Signal::SyncNoSbr, false, -1, 0}}) {
+        SCOPED_TRACE(testing::Message()
+                     << "signal " << static_cast<int>(c.s) << " marker " << c.marker);
+        const std::vector<uint8_t> config = asc(c.s, kCoreSf, 4).data(0);
+        std::vector<uint8_t> stream;
+        if (c.marker) {
+            stream = {'H', 'E', 'A', 'A', 'C', static_cast<uint8_t>(1 + config.size())};
+        }
+        stream.insert(stream.end(), config.begin(), config.end());
+        const size_t headerBytes = stream.size();
+        stream.insert(stream.end(), blocks.begin(), blocks.end());
+        HeAac he;
+        ASSERT_EQ(he.header(stream), static_cast<int32_t>(headerBytes));
+        EXPECT_EQ(he->sbrSignalled, c.signalled);
+        EXPECT_EQ(he->sbrRate, c.rate);
+        EXPECT_EQ(he->core.sampleRate, hs::kCoreRate);
+        const Frames f = decode_all(he, stream, headerBytes);
+        if (c.signalled == 1) {
+            expect_consistent(he, f, 2 * hs::kCoreRate, FXAAC_HEAAC_FRAME_LENGTH);
+            EXPECT_EQ(f.pcm, adtsDecode.pcm) << "the ADTS form of the same blocks";
+        } else {
+            expect_consistent(he, f, hs::kCoreRate, FXAAC_FRAME_LENGTH);
+            EXPECT_EQ(he->sbrActive, 0);
+        }
+    }
+}
+
+// An extension rate equal to the core's (an encoder's single-rate SBR):
+// ffmpeg and faad decode it at the core rate, 1024 samples per channel and
+// frame. Disabled while the decoder gets it wrong: outputRate 22050 with
+// 2048 samples per frame (the fxaac command writes an m4a of 37 frames at
+// 24000 Hz with 38912 samples, ffmpeg 37888). Enable once fixed.
+TEST(HeAacHeader, ExtensionRateEqualToTheCoreRate)
+{
+    std::vector<uint8_t> stream = asc(Signal::ObjectType5, kCoreSf, kCoreSf).data(0);
+    const size_t headerBytes = stream.size();
+    const std::vector<uint8_t> blocks = raw_blocks(hs::kHeAacAdts);
+    stream.insert(stream.end(), blocks.begin(), blocks.end());
+    HeAac he;
+    ASSERT_EQ(he.header(stream), static_cast<int32_t>(headerBytes));
+    EXPECT_EQ(he->sbrSignalled, 1);
+    EXPECT_EQ(he->sbrRate, hs::kCoreRate);
+    expect_consistent(he, decode_all(he, stream, headerBytes), hs::kCoreRate, FXAAC_FRAME_LENGTH);
+}
+
+// LATM with audioMuxVersion 1 (ascLen given) and an AudioSpecificConfig of
+// object type 5: no header call; the rate comes from the StreamMuxConfig and
+// the samples equal the ADTS decode of the same blocks.
+TEST(HeAacLatm, Version1ObjectType5)
+{
+    HeAac he;
+    HeAac ref;
+    const Frames adtsDecode = decode_adts(ref, hs::kHeAacAdts, sizeof hs::kHeAacAdts);
+    auto latm = std::make_unique<LatmState>();
+    AACPlusLatmInit(latm.get());
+    std::vector<int16_t> out(2 * FXAAC_HEAAC_FRAME_LENGTH * FXAAC_MAX_CHANNELS);
+    Frames f;
+    size_t pos = 0;
+    while (pos < sizeof hs::kHeAacLatm) {
+        std::vector<uint8_t> exact(hs::kHeAacLatm + pos, hs::kHeAacLatm + sizeof hs::kHeAacLatm);
+        FrameStatus st;
+        AACPlusHeAacDecodeLatm(he.d.get(), latm.get(), exact.data(),
+                               static_cast<int32_t>(exact.size()), out.data(), &st);
+        ASSERT_GT(st.bytesConsumed, 0) << "error " << st.errorCode;
+        pos += static_cast<size_t>(st.bytesConsumed);
+        f.pcm.emplace_back(out.begin(), out.begin() + st.outputSamples);
+        f.errors.push_back(st.errorCode);
+    }
+    EXPECT_EQ(latm->config.audioMuxVersion, 1);
+    EXPECT_EQ(he->sbrSignalled, 1);
+    EXPECT_EQ(he->sbrRate, 2 * hs::kCoreRate);
+    expect_consistent(he, f, 2 * hs::kCoreRate, FXAAC_HEAAC_FRAME_LENGTH);
+    EXPECT_EQ(f.pcm, adtsDecode.pcm);
+}
+
+// The bounded contract on HE-AAC ADTS frames, 16- and 24-bit: every prefix of
+// a frame asks for more input and changes neither the record nor the output;
+// the whole frame writes its samples and not one byte after them.
+TEST(HeAacBounded, PrefixesChangeNothingAndTheFrameWritesOnlyItsSamples)
+{
+    for (int32_t format : {0, 2}) {
+        SCOPED_TRACE(format == 2 ? "24-bit" : "16-bit");
+        const size_t sampleBytes = format == 2 ? 4 : 2;
+        // The documented room (8192 or 16384 bytes per channel) and a guard after it.
+        const size_t room = FXAAC_MAX_CHANNELS * FXAAC_HEAAC_FRAME_LENGTH * 2 * sampleBytes;
+        HeAac he(format);
+        ASSERT_EQ(he.header(std::vector<uint8_t>(hs::kHeAacAdts, hs::kHeAacAdts + 16)), 0);
+        auto before = std::make_unique<HeAacDecoder>();
+        std::vector<uint8_t> out(room + 256);
+        size_t pos = 0;
+        for (int i = 0; i < hs::kFrames; i++) {
+            const size_t len = kAdtsHeader + static_cast<size_t>(hs::kBlockSizes[i]);
+            const uint8_t *frame = hs::kHeAacAdts + pos;
+            for (size_t n = 0; n < len; n++) {
+                std::unique_ptr<uint8_t[]> exact(new uint8_t[n + 1]);
+                std::memcpy(exact.get(), frame, n);
+                std::memcpy(before.get(), he.d.get(), sizeof *before);
+                std::memset(out.data(), kGuard, out.size());
+                FrameStatus st;
+                AACPlusHeAacDecode(he.d.get(), exact.get(), static_cast<int32_t>(n), out.data(),
+                                   &st);
+                ASSERT_EQ(st.errorCode, FXAAC_ERR_NEED_MORE_INPUT) << "frame " << i << ", " << n;
+                ASSERT_EQ(st.bytesConsumed, 0);
+                ASSERT_EQ(st.outputSamples, 0);
+                ASSERT_EQ(std::memcmp(before.get(), he.d.get(), sizeof *before), 0)
+                    << "frame " << i << ": a prefix of " << n << " bytes changed the record";
+                ASSERT_TRUE(
+                    std::all_of(out.begin(), out.end(), [](uint8_t b) { return b == kGuard; }))
+                    << "frame " << i << ": a prefix of " << n << " bytes wrote output";
+            }
+            std::unique_ptr<uint8_t[]> exact(new uint8_t[len]);
+            std::memcpy(exact.get(), frame, len);
+            std::memset(out.data(), kGuard, out.size());
+            FrameStatus st;
+            EXPECT_EQ(AACPlusHeAacDecode(he.d.get(), exact.get(), static_cast<int32_t>(len),
+                                         out.data(), &st),
+                      1);
+            EXPECT_EQ(st.errorCode, 0);
+            EXPECT_EQ(st.bytesConsumed, static_cast<int32_t>(len));
+            ASSERT_EQ(st.outputSamples, hs::kChannels * FXAAC_HEAAC_FRAME_LENGTH);
+            const size_t written = static_cast<size_t>(st.outputSamples) * sampleBytes;
+            size_t touched = 0;
+            for (size_t b = written; b < out.size(); b++)
+                touched += out[b] != kGuard;
+            EXPECT_EQ(touched, 0u) << "frame " << i << ": bytes after the samples written";
+            pos += len;
+        }
+        EXPECT_EQ(he->sbrFrames, hs::kFrames);
+        EXPECT_EQ(he->sbrErrors, 0);
+    }
+}
+
+// The core calls see an HE-AAC stream as AAC-LC: AACPlusDecode skips the fill
+// elements, so its samples equal those of the same frames without them, and
+// AACPlusHeAacDecode on those plain frames (no SBR anywhere) is AAC-LC too.
+TEST(HeAacCore, CoreCallsDecodeTheAacLcCore)
+{
+    const auto core = [](const uint8_t *stream, size_t bytes) {
+        Instance inst;
+        std::vector<uint8_t> padded(stream, stream + bytes);
+        padded.resize(bytes + 8, 0);
+        EXPECT_EQ(inst.header(padded.data()), 0);
+        std::vector<std::vector<int16_t>> frames;
+        std::vector<int16_t> out(FXAAC_FRAME_LENGTH * FXAAC_MAX_CHANNELS);
+        size_t pos = 0;
+        while (pos < bytes) {
+            FrameStatus st;
+            AACPlusDecode(inst.dec.get(), padded.data() + pos, out.data(), &st, nullptr);
+            EXPECT_EQ(st.errorCode, 0);
+            if (st.bytesConsumed <= 0)
+                break;
+            pos += static_cast<size_t>(st.bytesConsumed);
+            frames.emplace_back(out.begin(), out.begin() + st.outputSamples);
+        }
+        return frames;
+    };
+    const auto withSbr = core(hs::kHeAacAdts, sizeof hs::kHeAacAdts);
+    const auto plain = core(hs::kLcAdts, sizeof hs::kLcAdts);
+    ASSERT_EQ(withSbr.size(), static_cast<size_t>(hs::kFrames));
+    for (const auto &f : withSbr)
+        EXPECT_EQ(f.size(), static_cast<size_t>(FXAAC_FRAME_LENGTH * hs::kChannels));
+    EXPECT_EQ(withSbr, plain);
+
+    HeAac he;
+    const Frames lc = decode_adts(he, hs::kLcAdts, sizeof hs::kLcAdts);
+    expect_consistent(he, lc, hs::kCoreRate, FXAAC_FRAME_LENGTH);
+    EXPECT_EQ(he->sbrActive, 0);
+    EXPECT_EQ(lc.pcm, plain);
+}
+
+// AACPlusHeaderDecode decodes AAC-LC only: object type 5, alone or behind
+// the marker, is refused with -12 as before.
+TEST(HeAacCore, CoreHeaderRefusesObjectType5)
+{
+    const std::vector<uint8_t> config = asc(Signal::ObjectType5, kCoreSf, 4).data(0);
+    std::vector<uint8_t> alone = config;
+    alone.resize(alone.size() + 8, 0);
+    Instance a;
+    EXPECT_EQ(a.header(alone.data()), FXAAC_ERR_OBJECT_TYPE);
+    std::vector<uint8_t> marked = {'H', 'E', 'A',
+                                   'A', 'C', static_cast<uint8_t>(1 + config.size())};
+    marked.insert(marked.end(), alone.begin(), alone.end());
+    Instance b;
+    EXPECT_EQ(b.header(marked.data()), FXAAC_ERR_OBJECT_TYPE);
+}
+
+// The downsampled mode: the core rate and 1024 samples per channel and frame.
+TEST(HeAacOutput, DownsampledKeepsTheCoreRate)
+{
+    HeAac he(0, FXAAC_HEAAC_DOWNSAMPLED);
+    const Frames f = decode_adts(he, hs::kHeAacAdts, sizeof hs::kHeAacAdts);
+    expect_consistent(he, f, hs::kCoreRate, FXAAC_FRAME_LENGTH);
+    EXPECT_EQ(he->sbrActive, 1);
+}
