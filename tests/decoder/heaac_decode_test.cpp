@@ -220,6 +220,44 @@ TEST(HeAacLatm, Version1ObjectType5)
     EXPECT_EQ(f.pcm, adtsDecode.pcm);
 }
 
+// A LOAS element whose block carries SBR data before any SBR header (as for
+// a listener who joins a broadcast between two headers): the payload is
+// refused, and the LATM call, like the frame call on the same block, gives
+// the frame's core audio with the warning FXAAC_ERR_SBR_DATA and returns 1.
+TEST(HeAacLatm, SbrDataBeforeAnyHeaderKeepsTheCoreAudio)
+{
+    // A short mono block at 24000 Hz with a fill element of SBR data (no
+    // header), alone and in a LOAS element with an AAC-LC StreamMuxConfig.
+    const std::vector<uint8_t> block = {0x01, 0x18, 0x40, 0x06, 0x5d, 0x00, 0xba, 0x20, 0x07, 0x8e};
+    const std::vector<uint8_t> loas = {0x56, 0xe0, 0x11, 0x20, 0x00, 0x13, 0x08, 0x1f, 0xe0, 0x50,
+                                       0x08, 0xc2, 0x00, 0x32, 0xe8, 0x05, 0xd1, 0x00, 0x3c, 0x70};
+    HeAac raw;
+    DecoderConfig cfg = {};
+    cfg.fs = 24000;
+    cfg.chn = 1;
+    ASSERT_EQ(AACPlusHeAacHeaderDecode(raw.d.get(), cfg, block.data(),
+                                       static_cast<int32_t>(block.size())),
+              0);
+    const Frames ref = decode_all(raw, block);
+    ASSERT_EQ(ref.pcm.size(), 1u);
+    EXPECT_EQ(ref.errors[0], FXAAC_ERR_SBR_DATA);
+    EXPECT_EQ(ref.pcm[0].size(), static_cast<size_t>(FXAAC_HEAAC_FRAME_LENGTH));
+
+    HeAac he;
+    auto latm = std::make_unique<LatmState>();
+    AACPlusLatmInit(latm.get());
+    std::vector<int16_t> out(FXAAC_HEAAC_FRAME_LENGTH * FXAAC_MAX_CHANNELS);
+    FrameStatus st;
+    EXPECT_EQ(AACPlusHeAacDecodeLatm(he.d.get(), latm.get(), loas.data(),
+                                     static_cast<int32_t>(loas.size()), out.data(), &st),
+              1);
+    EXPECT_EQ(st.errorCode, FXAAC_ERR_SBR_DATA);
+    EXPECT_EQ(st.bytesConsumed, static_cast<int32_t>(loas.size()));
+    EXPECT_EQ(he->sbrErrors, 1);
+    ASSERT_EQ(st.outputSamples, FXAAC_HEAAC_FRAME_LENGTH);
+    EXPECT_EQ(std::vector<int16_t>(out.begin(), out.begin() + st.outputSamples), ref.pcm[0]);
+}
+
 // The bounded contract on HE-AAC ADTS frames, 16- and 24-bit: every prefix of
 // a frame asks for more input and changes neither the record nor the output;
 // the whole frame writes its samples and not one byte after them.
