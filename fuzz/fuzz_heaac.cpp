@@ -56,10 +56,14 @@ struct Run {
     bool conceal = false;
 };
 
-// Samples per channel of a decoded frame once the rate is decided.
+// Samples per channel of a decoded frame once the rate is decided (the
+// record's downsampled mode: the flag, or single-rate SBR).
 int32_t frame_length(const Run &run)
 {
-    return run.d->sbrActive == 1 && !run.down ? FXAAC_HEAAC_FRAME_LENGTH : FXAAC_FRAME_LENGTH;
+    FUZZ_CHECK(!run.down || run.d->downsampled == 1 || run.d->sbrActive != 1,
+               "downsampled flag without the downsampled mode");
+    return run.d->sbrActive == 1 && !run.d->downsampled ? FXAAC_HEAAC_FRAME_LENGTH
+                                                        : FXAAC_FRAME_LENGTH;
 }
 
 void check_samples(const Run &run, const FrameStatus &st)
