@@ -71,8 +71,9 @@ FXAAC_API int32_t AACPlusHeAacHeaderDecode(HeAacDecoder *decoder, DecoderConfig 
  * downsampled mode or for AAC-LC), interleaved, 16-bit or 24-bit in 32-bit
  * words: 8192 bytes per channel for 16-bit, 16384 for 24-bit. status tells
  * the bytes consumed, the error code (FXAAC_ERR_SBR_DATA with samples: a
- * warning) and the samples written, all channels together. Returns 1 when
- * the frame was decoded, else 0 or a negative code. */
+ * warning) and the samples written, all channels together. Returns what
+ * AACPlusDecodeBuffer returns (1, or -1 on a failed ADIF or AudioSpecificConfig
+ * stream): errorCode != 0 with outputSamples 0 tells a failed call. */
 FXAAC_API int32_t AACPlusHeAacDecode(HeAacDecoder *decoder, const uint8_t *input,
                                      int32_t inputBytes, void *output, FrameStatus *status);
 
