@@ -1,12 +1,11 @@
 #!/usr/bin/env python3
-"""Writes tests/decoder/heaac_streams.h: the first frames of an HE-AAC test stream made by
-scripts/sbr-streams (fixfix_music_22k_s, seed 1: stereo AAC-LC at 22050 Hz with a random
-FIXFIX SBR payload in a fill element after the channel pair), as
-  - kHeAacAdts: ADTS frames (SBR signalled implicitly);
-  - kLcAdts: the same frames without their fill elements (the AAC-LC core alone);
-  - kHeAacLatm: LOAS elements of the same blocks, a StreamMuxConfig of audioMuxVersion 1 in
-    the first, its AudioSpecificConfig of object type 5 (explicit signalling);
-and kBlockSizes: the raw data blocks' sizes (the ADTS frames have 7-byte headers).
+"""Writes tests/decoder/data/fixfix_music_22k_s*: the first frames of an HE-AAC test stream
+made by scripts/sbr-streams (fixfix_music_22k_s, seed 1: stereo AAC-LC at 22050 Hz with a
+random FIXFIX SBR payload in a fill element after the channel pair), as
+  - .aac: ADTS frames (SBR signalled implicitly);
+  - _core.aac: the same frames without their fill elements (the AAC-LC core alone);
+  - .latm: LOAS elements of the same blocks, a StreamMuxConfig of audioMuxVersion 1 in
+    the first, its AudioSpecificConfig of object type 5 (explicit signalling).
 
   tests/decoder/gen_heaac_streams.py    (needs ffmpeg; rerun only to change the streams)"""
 
@@ -36,12 +35,6 @@ def without_fill(blk):
     return w.data()
 
 
-def array(name, data):
-    rows = [', '.join(f'0x{b:02x}' for b in data[i:i + 16]) for i in range(0, len(data), 16)]
-    return (f'inline constexpr uint8_t {name}[{len(data)}] = {{\n    ' + ',\n    '.join(rows)
-            + '};\n')
-
-
 def main():
     tab = Tables(REPO / 'data' / 'aac_tables.txt')
     with tempfile.TemporaryDirectory() as t:
@@ -52,21 +45,12 @@ def main():
     sfi = frames[0][0]['sfi']
     plain = [without_fill(walk_block(b, sfi, tab)) for b in blocks]
     asc = containers.asc_bits(sfi, 2, 'explicit', containers.out_rate_index(sfi))
-    out = REPO / 'tests' / 'decoder' / 'heaac_streams.h'
-    out.write_text(
-        '// Written by tests/decoder/gen_heaac_streams.py: the first frames of an HE-AAC\n'
-        '// test stream (stereo, AAC-LC at 22050 Hz, FIXFIX SBR payloads in fill elements).\n'
-        '#ifndef FXAAC_TESTS_HEAAC_STREAMS_H\n#define FXAAC_TESTS_HEAAC_STREAMS_H\n\n'
-        '#include <cstdint>\n\nnamespace heaac_streams {\n\n'
-        f'inline constexpr int kFrames = {FRAMES};\n'
-        f'inline constexpr int kCoreRate = 22050;\n'
-        f'inline constexpr int kChannels = 2;\n'
-        f'inline constexpr int kBlockSizes[kFrames] = {{{", ".join(str(len(b)) for b in blocks)}}};\n'
-        + array('kHeAacAdts', wrap_adts(frames, blocks))
-        + array('kLcAdts', wrap_adts(frames, plain))
-        + array('kHeAacLatm', containers.loas(blocks, asc, version=1))
-        + '\n}  // namespace heaac_streams\n\n#endif\n')
-    print(f'{out}: {FRAMES} frames')
+    out = REPO / 'tests' / 'decoder' / 'data'
+    out.mkdir(exist_ok=True)
+    (out / f'{STREAM}.aac').write_bytes(wrap_adts(frames, blocks))
+    (out / f'{STREAM}_core.aac').write_bytes(wrap_adts(frames, plain))
+    (out / f'{STREAM}.latm').write_bytes(containers.loas(blocks, asc, version=1))
+    print(f'{out}: {FRAMES} frames of {STREAM}')
 
 
 if __name__ == '__main__':

@@ -3,26 +3,52 @@
 // extension, the "HEAAC" marker, LATM), the bounded contract of
 // AACPlusHeAacDecode, and the core calls left as they were (AACPlusDecode
 // skips the SBR data, AACPlusHeaderDecode refuses object type 5). The stream
-// is the first frames of an HE-AAC test stream (heaac_streams.h).
+// is the first frames of an HE-AAC test stream (tests/decoder/data, written
+// by gen_heaac_streams.py).
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include <fxaac/fxaac_heaac.h>
 
-#include "decoder/heaac_streams.h"
 #include "support/bit_writer.h"
 #include "support/instance.h"
 
 using namespace fxaac_test;
-namespace hs = heaac_streams;
 
 namespace {
 
 constexpr int kAdtsHeader = 7;
+
+std::vector<uint8_t> read_stream(const char *name)
+{
+    std::ifstream in(std::string(FXAAC_HEAAC_DATA_DIR "/") + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// The stream in its three forms (stereo, core at 22050 Hz, six frames).
+struct Streams {
+    static constexpr int kFrames = 6;
+    static constexpr int kCoreRate = 22050;
+    static constexpr int kChannels = 2;
+    std::vector<uint8_t> heAacAdts = read_stream("fixfix_music_22k_s.aac");
+    std::vector<uint8_t> lcAdts = read_stream("fixfix_music_22k_s_core.aac");  // no fill elements
+    std::vector<uint8_t> heAacLatm = read_stream("fixfix_music_22k_s.latm");
+    std::vector<size_t> frameSizes;  // of the ADTS frames, from their headers
+    Streams()
+    {
+        for (size_t p = 0; p + kAdtsHeader <= heAacAdts.size(); p += frameSizes.back())
+            frameSizes.push_back(static_cast<size_t>(
+                (heAacAdts[p + 3] & 3) << 11 | heAacAdts[p + 4] << 3 | heAacAdts[p + 5] >> 5));
+    }
+};
+const Streams hs;
 constexpr uint32_t kCoreSf = 7;  // 22050 Hz, the streams' core rate
 constexpr uint8_t kGuard = 0xA5;
 
@@ -37,8 +63,8 @@ struct HeAac {
     {
         DecoderConfig cfg = {};
         cfg.hdrPrsnt = hdrPrsnt;
-        cfg.fs = hs::kCoreRate;
-        cfg.chn = hs::kChannels;
+        cfg.fs = Streams::kCoreRate;
+        cfg.chn = Streams::kChannels;
         return AACPlusHeAacHeaderDecode(d.get(), cfg, bytes.data(),
                                         static_cast<int32_t>(bytes.size()));
     }
@@ -52,9 +78,9 @@ BitWriter asc(Signal s, uint32_t coreSf, uint32_t extSf)
 {
     BitWriter w;
     if (s == Signal::ObjectType5)
-        w.put(5, 5).put(coreSf, 4).put(hs::kChannels, 4).put(extSf, 4).put(2, 5);
+        w.put(5, 5).put(coreSf, 4).put(Streams::kChannels, 4).put(extSf, 4).put(2, 5);
     else
-        w.put(2, 5).put(coreSf, 4).put(hs::kChannels, 4);
+        w.put(2, 5).put(coreSf, 4).put(Streams::kChannels, 4);
     w.put(0, 3);  // GASpecificConfig: frameLengthFlag, dependsOnCoreCoder, extensionFlag
     if (s == Signal::SyncSbr)
         w.put(0x2b7, 11).put(5, 5).put(1, 1).put(extSf, 4);  // sbrPresentFlag 1
@@ -64,13 +90,13 @@ BitWriter asc(Signal s, uint32_t coreSf, uint32_t extSf)
 }
 
 // The raw data blocks of the ADTS stream, one after the other.
-std::vector<uint8_t> raw_blocks(const uint8_t *adts)
+std::vector<uint8_t> raw_blocks()
 {
     std::vector<uint8_t> out;
-    size_t pos = 0;
-    for (int size : hs::kBlockSizes) {
-        out.insert(out.end(), adts + pos + kAdtsHeader, adts + pos + kAdtsHeader + size);
-        pos += kAdtsHeader + static_cast<size_t>(size);
+    auto frame = hs.heAacAdts.begin();
+    for (size_t size : hs.frameSizes) {
+        out.insert(out.end(), frame + kAdtsHeader, frame + static_cast<long>(size));
+        frame += static_cast<long>(size);
     }
     return out;
 }
@@ -101,9 +127,8 @@ Frames decode_all(HeAac &he, const std::vector<uint8_t> &data, size_t pos = 0)
 }
 
 // An ADTS stream through header decoding, then every frame.
-Frames decode_adts(HeAac &he, const uint8_t *p, size_t n)
+Frames decode_adts(HeAac &he, const std::vector<uint8_t> &data)
 {
-    const std::vector<uint8_t> data(p, p + n);
     EXPECT_EQ(he.header(data), 0);
     return decode_all(he, data);
 }
@@ -113,12 +138,12 @@ Frames decode_adts(HeAac &he, const uint8_t *p, size_t n)
 void expect_consistent(const HeAac &he, const Frames &f, int32_t rate, int32_t perChannel)
 {
     EXPECT_EQ(he->outputRate, rate);
-    ASSERT_EQ(f.pcm.size(), static_cast<size_t>(hs::kFrames));
+    ASSERT_EQ(f.pcm.size(), static_cast<size_t>(Streams::kFrames));
     for (size_t i = 0; i < f.pcm.size(); i++) {
-        EXPECT_EQ(f.pcm[i].size(), static_cast<size_t>(perChannel * hs::kChannels)) << i;
+        EXPECT_EQ(f.pcm[i].size(), static_cast<size_t>(perChannel * Streams::kChannels)) << i;
         EXPECT_EQ(f.errors[i], 0) << i;
     }
-    EXPECT_EQ(static_cast<int64_t>(perChannel) * hs::kCoreRate,
+    EXPECT_EQ(static_cast<int64_t>(perChannel) * Streams::kCoreRate,
               static_cast<int64_t>(FXAAC_FRAME_LENGTH) * rate)
         << "frame length and output rate disagree";
 }
@@ -132,10 +157,10 @@ void expect_consistent(const HeAac &he, const Frames &f, int32_t rate, int32_t p
 // sbrPresentFlag 0 the SBR data of the frames is ignored.
 TEST(HeAacHeader, ConfigsSignalSbrAndItsRate)
 {
-    const std::vector<uint8_t> blocks = raw_blocks(hs::kHeAacAdts);
+    const std::vector<uint8_t> blocks = raw_blocks();
     const Frames adtsDecode = [] {
         HeAac he;
-        return decode_adts(he, hs::kHeAacAdts, sizeof hs::kHeAacAdts);
+        return decode_adts(he, hs.heAacAdts);
     }();
     struct Case {
         Signal s;
@@ -160,13 +185,13 @@ TEST(HeAacHeader, ConfigsSignalSbrAndItsRate)
         ASSERT_EQ(he.header(stream), static_cast<int32_t>(headerBytes));
         EXPECT_EQ(he->sbrSignalled, c.signalled);
         EXPECT_EQ(he->sbrRate, c.rate);
-        EXPECT_EQ(he->core.sampleRate, hs::kCoreRate);
+        EXPECT_EQ(he->core.sampleRate, Streams::kCoreRate);
         const Frames f = decode_all(he, stream, headerBytes);
         if (c.signalled == 1) {
-            expect_consistent(he, f, 2 * hs::kCoreRate, FXAAC_HEAAC_FRAME_LENGTH);
+            expect_consistent(he, f, 2 * Streams::kCoreRate, FXAAC_HEAAC_FRAME_LENGTH);
             EXPECT_EQ(f.pcm, adtsDecode.pcm) << "the ADTS form of the same blocks";
         } else {
-            expect_consistent(he, f, hs::kCoreRate, FXAAC_FRAME_LENGTH);
+            expect_consistent(he, f, Streams::kCoreRate, FXAAC_FRAME_LENGTH);
             EXPECT_EQ(he->sbrActive, 0);
         }
     }
@@ -181,13 +206,14 @@ TEST(HeAacHeader, ExtensionRateEqualToTheCoreRate)
 {
     std::vector<uint8_t> stream = asc(Signal::ObjectType5, kCoreSf, kCoreSf).data(0);
     const size_t headerBytes = stream.size();
-    const std::vector<uint8_t> blocks = raw_blocks(hs::kHeAacAdts);
+    const std::vector<uint8_t> blocks = raw_blocks();
     stream.insert(stream.end(), blocks.begin(), blocks.end());
     HeAac he;
     ASSERT_EQ(he.header(stream), static_cast<int32_t>(headerBytes));
     EXPECT_EQ(he->sbrSignalled, 1);
-    EXPECT_EQ(he->sbrRate, hs::kCoreRate);
-    expect_consistent(he, decode_all(he, stream, headerBytes), hs::kCoreRate, FXAAC_FRAME_LENGTH);
+    EXPECT_EQ(he->sbrRate, Streams::kCoreRate);
+    expect_consistent(he, decode_all(he, stream, headerBytes), Streams::kCoreRate,
+                      FXAAC_FRAME_LENGTH);
 }
 
 // LATM with audioMuxVersion 1 (ascLen given) and an AudioSpecificConfig of
@@ -197,14 +223,15 @@ TEST(HeAacLatm, Version1ObjectType5)
 {
     HeAac he;
     HeAac ref;
-    const Frames adtsDecode = decode_adts(ref, hs::kHeAacAdts, sizeof hs::kHeAacAdts);
+    const Frames adtsDecode = decode_adts(ref, hs.heAacAdts);
     auto latm = std::make_unique<LatmState>();
     AACPlusLatmInit(latm.get());
     std::vector<int16_t> out(2 * FXAAC_HEAAC_FRAME_LENGTH * FXAAC_MAX_CHANNELS);
     Frames f;
     size_t pos = 0;
-    while (pos < sizeof hs::kHeAacLatm) {
-        std::vector<uint8_t> exact(hs::kHeAacLatm + pos, hs::kHeAacLatm + sizeof hs::kHeAacLatm);
+    while (pos < hs.heAacLatm.size()) {
+        std::vector<uint8_t> exact(hs.heAacLatm.begin() + static_cast<long>(pos),
+                                   hs.heAacLatm.end());
         FrameStatus st;
         AACPlusHeAacDecodeLatm(he.d.get(), latm.get(), exact.data(),
                                static_cast<int32_t>(exact.size()), out.data(), &st);
@@ -215,8 +242,8 @@ TEST(HeAacLatm, Version1ObjectType5)
     }
     EXPECT_EQ(latm->config.audioMuxVersion, 1);
     EXPECT_EQ(he->sbrSignalled, 1);
-    EXPECT_EQ(he->sbrRate, 2 * hs::kCoreRate);
-    expect_consistent(he, f, 2 * hs::kCoreRate, FXAAC_HEAAC_FRAME_LENGTH);
+    EXPECT_EQ(he->sbrRate, 2 * Streams::kCoreRate);
+    expect_consistent(he, f, 2 * Streams::kCoreRate, FXAAC_HEAAC_FRAME_LENGTH);
     EXPECT_EQ(f.pcm, adtsDecode.pcm);
 }
 
@@ -263,19 +290,21 @@ TEST(HeAacLatm, SbrDataBeforeAnyHeaderKeepsTheCoreAudio)
 // the whole frame writes its samples and not one byte after them.
 TEST(HeAacBounded, PrefixesChangeNothingAndTheFrameWritesOnlyItsSamples)
 {
+    ASSERT_EQ(hs.frameSizes.size(), static_cast<size_t>(Streams::kFrames)) << "stream not read";
     for (int32_t format : {0, 2}) {
         SCOPED_TRACE(format == 2 ? "24-bit" : "16-bit");
         const size_t sampleBytes = format == 2 ? 4 : 2;
         // The documented room (8192 or 16384 bytes per channel) and a guard after it.
         const size_t room = FXAAC_MAX_CHANNELS * FXAAC_HEAAC_FRAME_LENGTH * 2 * sampleBytes;
         HeAac he(format);
-        ASSERT_EQ(he.header(std::vector<uint8_t>(hs::kHeAacAdts, hs::kHeAacAdts + 16)), 0);
+        ASSERT_EQ(he.header(std::vector<uint8_t>(hs.heAacAdts.begin(), hs.heAacAdts.begin() + 16)),
+                  0);
         auto before = std::make_unique<HeAacDecoder>();
         std::vector<uint8_t> out(room + 256);
         size_t pos = 0;
-        for (int i = 0; i < hs::kFrames; i++) {
-            const size_t len = kAdtsHeader + static_cast<size_t>(hs::kBlockSizes[i]);
-            const uint8_t *frame = hs::kHeAacAdts + pos;
+        for (size_t i = 0; i < hs.frameSizes.size(); i++) {
+            const size_t len = hs.frameSizes[i];
+            const uint8_t *frame = hs.heAacAdts.data() + pos;
             for (size_t n = 0; n < len; n++) {
                 std::unique_ptr<uint8_t[]> exact(new uint8_t[n + 1]);
                 std::memcpy(exact.get(), frame, n);
@@ -302,7 +331,7 @@ TEST(HeAacBounded, PrefixesChangeNothingAndTheFrameWritesOnlyItsSamples)
                       1);
             EXPECT_EQ(st.errorCode, 0);
             EXPECT_EQ(st.bytesConsumed, static_cast<int32_t>(len));
-            ASSERT_EQ(st.outputSamples, hs::kChannels * FXAAC_HEAAC_FRAME_LENGTH);
+            ASSERT_EQ(st.outputSamples, Streams::kChannels * FXAAC_HEAAC_FRAME_LENGTH);
             const size_t written = static_cast<size_t>(st.outputSamples) * sampleBytes;
             size_t touched = 0;
             for (size_t b = written; b < out.size(); b++)
@@ -310,7 +339,7 @@ TEST(HeAacBounded, PrefixesChangeNothingAndTheFrameWritesOnlyItsSamples)
             EXPECT_EQ(touched, 0u) << "frame " << i << ": bytes after the samples written";
             pos += len;
         }
-        EXPECT_EQ(he->sbrFrames, hs::kFrames);
+        EXPECT_EQ(he->sbrFrames, Streams::kFrames);
         EXPECT_EQ(he->sbrErrors, 0);
     }
 }
@@ -320,9 +349,10 @@ TEST(HeAacBounded, PrefixesChangeNothingAndTheFrameWritesOnlyItsSamples)
 // AACPlusHeAacDecode on those plain frames (no SBR anywhere) is AAC-LC too.
 TEST(HeAacCore, CoreCallsDecodeTheAacLcCore)
 {
-    const auto core = [](const uint8_t *stream, size_t bytes) {
+    const auto core = [](const std::vector<uint8_t> &stream) {
+        const size_t bytes = stream.size();
         Instance inst;
-        std::vector<uint8_t> padded(stream, stream + bytes);
+        std::vector<uint8_t> padded = stream;
         padded.resize(bytes + 8, 0);
         EXPECT_EQ(inst.header(padded.data()), 0);
         std::vector<std::vector<int16_t>> frames;
@@ -339,16 +369,16 @@ TEST(HeAacCore, CoreCallsDecodeTheAacLcCore)
         }
         return frames;
     };
-    const auto withSbr = core(hs::kHeAacAdts, sizeof hs::kHeAacAdts);
-    const auto plain = core(hs::kLcAdts, sizeof hs::kLcAdts);
-    ASSERT_EQ(withSbr.size(), static_cast<size_t>(hs::kFrames));
+    const auto withSbr = core(hs.heAacAdts);
+    const auto plain = core(hs.lcAdts);
+    ASSERT_EQ(withSbr.size(), static_cast<size_t>(Streams::kFrames));
     for (const auto &f : withSbr)
-        EXPECT_EQ(f.size(), static_cast<size_t>(FXAAC_FRAME_LENGTH * hs::kChannels));
+        EXPECT_EQ(f.size(), static_cast<size_t>(FXAAC_FRAME_LENGTH * Streams::kChannels));
     EXPECT_EQ(withSbr, plain);
 
     HeAac he;
-    const Frames lc = decode_adts(he, hs::kLcAdts, sizeof hs::kLcAdts);
-    expect_consistent(he, lc, hs::kCoreRate, FXAAC_FRAME_LENGTH);
+    const Frames lc = decode_adts(he, hs.lcAdts);
+    expect_consistent(he, lc, Streams::kCoreRate, FXAAC_FRAME_LENGTH);
     EXPECT_EQ(he->sbrActive, 0);
     EXPECT_EQ(lc.pcm, plain);
 }
@@ -373,7 +403,7 @@ TEST(HeAacCore, CoreHeaderRefusesObjectType5)
 TEST(HeAacOutput, DownsampledKeepsTheCoreRate)
 {
     HeAac he(0, FXAAC_HEAAC_DOWNSAMPLED);
-    const Frames f = decode_adts(he, hs::kHeAacAdts, sizeof hs::kHeAacAdts);
-    expect_consistent(he, f, hs::kCoreRate, FXAAC_FRAME_LENGTH);
+    const Frames f = decode_adts(he, hs.heAacAdts);
+    expect_consistent(he, f, Streams::kCoreRate, FXAAC_FRAME_LENGTH);
     EXPECT_EQ(he->sbrActive, 1);
 }
