@@ -7,10 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <vector>
 
 namespace {
@@ -286,9 +284,7 @@ bool same(const FrequencyTables &t, const Reference &r)
 }
 
 struct Counts {
-    long masters = 0, mastersRejected = 0, cases = 0, casesRejected = 0;
     long mismatches = 0, unusable = 0;
-    long emptyNoiseBand = 0, limiterBelowTop = 0, limiterBelowPatches = 0;
 };
 
 // Every bs_xover_band, bs_noise_bands and bs_limiter_bands on one master
@@ -316,17 +312,7 @@ void compare_derived(int fs, SbrHeader h, const FrequencyTables &master, const R
                 h.limiterBands = static_cast<uint8_t>(limiter);
                 FrequencyTables t = master;
                 const int32_t error = build_derived_tables(h, fs, &t);
-                ++n->cases;
-                n->casesRejected += error != 0;
-                if (error == 0) {
-                    int patched = t.kx;
-                    for (int i = 0; i < t.numPatches; ++i)
-                        patched += t.patchBands[i];
-                    n->unusable += !usable(t);
-                    n->emptyNoiseBand += !rising(t.noise, t.nNoise);
-                    n->limiterBelowTop += t.limiter[t.nLimiter] < t.kx + t.m;
-                    n->limiterBelowPatches += t.limiter[t.nLimiter] < patched;
-                }
+                n->unusable += error == 0 && !usable(t);
                 if ((error != refError || (error == 0 && !same(t, r))) && ++n->mismatches <= 10)
                     ADD_FAILURE() << "rate " << fs << " start " << int{h.startFreq} << " stop "
                                   << int{h.stopFreq} << " scale " << int{h.freqScale} << " alter "
@@ -346,7 +332,6 @@ TEST(FrequencyTables, EveryHeaderAtEveryRateMatchesTheDoubleModel)
 {
     ASSERT_EQ(fxaac_test::sbr_ps_tables().startOffset.size(), 6u)
         << "data/sbr_ps_tables.txt not read";
-    const auto begin = std::chrono::steady_clock::now();
     Counts n;
     for (int fs : kRates)
         for (int start = 0; start < 16; ++start)
@@ -362,8 +347,6 @@ TEST(FrequencyTables, EveryHeaderAtEveryRateMatchesTheDoubleModel)
                         Reference ref;
                         const int32_t error = build_master_table(h, fs, &master);
                         const int32_t refError = ref_master(fs, start, stop, scale, alter, &ref);
-                        ++n.masters;
-                        n.mastersRejected += error != 0;
                         const bool match =
                             error == refError &&
                             (error != 0 ||
@@ -376,17 +359,8 @@ TEST(FrequencyTables, EveryHeaderAtEveryRateMatchesTheDoubleModel)
                         if (match && error == 0)
                             compare_derived(fs, h, master, ref, &n);
                     }
-    const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     EXPECT_EQ(n.mismatches, 0);
     EXPECT_EQ(n.unusable, 0) << "valid tables with an empty band or a patch out of place";
-    std::printf(
-        "%ld master tables (%ld rejected); on the valid ones %ld headers (%ld rejected); %.1f s\n"
-        "valid tables with an empty noise band %ld, with the limiter table ending below kx + M "
-        "%ld, "
-        "below the last patched subband %ld\n",
-        n.masters, n.mastersRejected, n.cases, n.casesRejected, seconds, n.emptyNoiseBand,
-        n.limiterBelowTop, n.limiterBelowPatches);
 }
 
 // The limiter's fixed-point ratio test against the formula for every band

@@ -3,7 +3,6 @@
 // resolutions, coupled and independent channels, interpolation on and off,
 // each limiter setting, smoothing on and off, sinusoids that start and run on.
 #include "sbr/hf_adjustment.h"
-#include "sbr/envelope_dequant.h"
 #include "sbr/hf_adjustment_model.h"
 
 #include <gtest/gtest.h>
@@ -102,8 +101,6 @@ struct Stats {
     double maxErr = 0;     // largest |Y - Y_model| in units of X where |Y| < 2^20
     double maxErrRel = 0;  // largest |Y - Y_model| / |Y| where |Y| >= 2^20
     double maxRelErr = 0;  // largest relative error of a band's energy over an envelope
-    double maxY = 0;
-    long cells = 0;
 };
 
 struct Matrix {
@@ -230,8 +227,6 @@ void run_stream(std::mt19937 &rng, Stream &st, int frames, Stats *stats)
                         } else {
                             stats->maxErrRel = std::max(stats->maxErrRel, err / mag);
                         }
-                        stats->maxY = std::max({stats->maxY, std::fabs(re), std::fabs(im)});
-                        stats->cells++;
                         eFix += std::norm(cplx(rows[r][k][0], rows[r][k][1]));
                         eRef += re * re + im * im;
                     }
@@ -262,112 +257,9 @@ TEST(HfAdjustment, MatchesTheDoubleModelOverRandomStreams)
             return;
         }
     }
-    std::printf("cells %ld, largest |Y| %.3g, largest error %.3g units of X (|Y| < 2^20), "
-                "%.3g of |Y| (above), band energies within %.3g\n",
-                stats.cells, stats.maxY, stats.maxErr, stats.maxErrRel, stats.maxRelErr);
     EXPECT_LE(stats.maxErr, 2.0);
     EXPECT_LE(stats.maxErrRel, 2e-6);
     EXPECT_LE(stats.maxRelErr, 1e-5);
-}
-
-// The output bits of a fixed run (integer-only inputs: no libm in the
-// generator) are the same on every machine and build. The constant changes
-// only with a deliberate change of the arithmetic.
-TEST(HfAdjustment, SameBitsOnEveryMachine)
-{
-    std::mt19937 rng(2026);
-    uint64_t hash = 14695981039346656037u;  // FNV-1a
-    HfAdjustWork w;
-    std::vector<Matrix> mats(1);
-    for (int n = 0; n < 24; n++) {
-        Stream st;
-        st.t = random_tables(rng);
-        st.h.limiterGains = static_cast<uint8_t>(n % 4);
-        st.h.interpolFreq = static_cast<uint8_t>((n / 4) % 2);
-        st.h.smoothingMode = static_cast<uint8_t>((n / 8) % 2);
-        HfAdjustState s;
-        hf_adjust_reset(&s);
-        for (int fr = 0; fr < 6; fr++) {
-            SbrFrameData f{};
-            f.channels = 2;
-            f.coupling = n % 3 == 0;
-            const SbrGrid g = random_grid(rng);
-            for (int ch = 0; ch < 2; ch++) {
-                SbrChannelData &c = f.ch[ch];
-                c.grid = g;
-                c.ampRes = static_cast<uint8_t>(rng() % 2);
-                c.addHarmonicFlag = static_cast<uint8_t>(rng() % 2);
-                for (int j = 0; j < kMaxHighBands; j++) {
-                    c.addHarmonic[j] = rng() % 5 == 0;
-                    for (int l = 0; l < kMaxEnvelopes; l++) {
-                        c.envelope[l][j] = static_cast<int16_t>(rng() % 64);
-                    }
-                }
-                for (int q = 0; q < kMaxNoiseEnvelopes; q++) {
-                    for (int i = 0; i < kMaxNoiseBands; i++) {
-                        c.noiseFloor[q][i] = static_cast<int16_t>(rng() % 25);
-                    }
-                }
-            }
-            for (int r = 0; r < kRows; r++) {
-                const int shift = static_cast<int>(rng() % 24);
-                for (int k = 0; k < kBands; k++) {
-                    mats[0].row[r][k][0] = static_cast<int32_t>(rng()) >> (shift + k % 8);
-                    mats[0].row[r][k][1] = static_cast<int32_t>(rng()) >> (shift + k % 8);
-                }
-            }
-            const int ch = static_cast<int>(rng() % 2);
-            ASSERT_EQ(hf_adjust(&s, st.h, st.t, f, ch, mats[0].row, &w), kHfAdjustOk);
-            const auto *bytes = reinterpret_cast<const uint8_t *>(mats[0].row);
-            for (size_t i = 0; i < sizeof(mats[0].row); i++) {
-                hash = (hash ^ bytes[i]) * 1099511628211u;
-            }
-        }
-    }
-    EXPECT_EQ(hash, 9338393420241234094u);  // x86-64 and armhf (qemu-arm) alike
-}
-
-// A coupled pair splits twice the level between its channels by the balance:
-// equal halves at the centre (the panning offset), and the halves always add
-// up to twice the level; independent channels take 64 * 2^(E/a), 2^(6 - Q).
-TEST(HfAdjustment, DequantisationOfLevelsAndBalances)
-{
-    auto val = [](SoftFloat a) { return std::ldexp(static_cast<double>(a.m), a.e); };
-    SbrFrameData f{};
-    f.channels = 2;
-    for (int amp = 0; amp < 2; amp++) {
-        const int centre = amp ? 12 : 24;  // doubled balance of the centre
-        for (int e0 = 0; e0 < 64; e0 += 7) {
-            for (int bal = 0; bal <= 2 * centre; bal += 2) {
-                f.coupling = 0;
-                f.ch[0].ampRes = f.ch[1].ampRes = static_cast<uint8_t>(amp);
-                f.ch[0].envelope[1][3] = static_cast<int16_t>(e0);
-                f.ch[0].noiseFloor[1][2] = static_cast<int16_t>(e0 % 31);
-                const double level = val(envelope_energy(f, 0, 1, 3));
-                const double noise = val(noise_floor_level(f, 0, 1, 2));
-                ASSERT_NEAR(level, 64 * std::exp2(e0 / (amp ? 1.0 : 2.0)), level * 1e-9);
-                ASSERT_NEAR(noise, std::exp2(6 - e0 % 31), noise * 1e-9);
-                f.coupling = 1;
-                f.ch[1].envelope[1][3] = static_cast<int16_t>(bal);
-                f.ch[1].noiseFloor[1][2] = static_cast<int16_t>(bal / (amp ? 1 : 2));
-                const double l0 = val(envelope_energy(f, 0, 1, 3));
-                const double l1 = val(envelope_energy(f, 1, 1, 3));
-                const double n0 = val(noise_floor_level(f, 0, 1, 2));
-                const double n1 = val(noise_floor_level(f, 1, 1, 2));
-                ASSERT_NEAR(l0 + l1, 2 * level, level * 1e-8) << amp << " " << e0 << " " << bal;
-                ASSERT_NEAR(n0 + n1, 2 * noise, noise * 1e-8);
-                if (bal == centre) {
-                    ASSERT_NEAR(l0, level, level * 1e-8);
-                    ASSERT_NEAR(l1, level, level * 1e-8);
-                }
-                if (bal / (amp ? 1 : 2) == 12) {
-                    ASSERT_NEAR(n0, noise, noise * 1e-8);
-                }
-                // A balance above the centre favours channel 0.
-                ASSERT_EQ(l0 > l1, bal > centre);
-            }
-        }
-    }
 }
 
 // Broken tables or grids are refused before anything is touched.

@@ -6,11 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <complex>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -236,12 +233,6 @@ void mark_high_band(Matrix *x, std::mt19937 &rng)
             row[k][0] = row[k][1] = int32_t(rng() & 0xffff) - 0x8000;
 }
 
-struct Run {
-    double worst = 0;
-    Signal signal;
-    double level;
-};
-
 // Several frames of one table: the chirp state carried over with changing
 // inverse filtering modes, rows spanning different envelope borders.
 double run_frames(const FrequencyTables &t, Signal s, double levelDb, std::mt19937 &rng)
@@ -277,86 +268,49 @@ double run_frames(const FrequencyTables &t, Signal s, double levelDb, std::mt199
 TEST(SbrHfGeneration, MatchesTheModelFromFullScaleToMinus90dB)
 {
     std::mt19937 rng(14);
-    const FrequencyTables t[] = {two_patches(), three_patches(), four_patches()};
-    const Signal signals[] = {Signal::Noise,    Signal::Tone,    Signal::ToneInNoise,
-                              Signal::RealTone, Signal::Burst,   Signal::TwoRowBurst,
-                              Signal::Silence,  Signal::Decaying};
-    const char *names[] = {"noise", "tone",        "tone+noise", "real tone",
-                           "burst", "2-row burst", "silence",    "decaying"};
-    const double levels[] = {0, -20, -40, -60, -90};
-    double overall = 0;
-    for (int si = 0; si < 8; ++si) {
-        std::printf("  %-12s", names[si]);
-        for (double level : levels) {
-            double worst = 0;
-            for (const auto &tab : t) {
-                const double w = run_frames(tab, signals[si], level, rng);
-                EXPECT_LE(w, 1.0) << names[si] << " at " << level << " dB, kx " << int(tab.kx);
-                worst = std::max(worst, w);
-            }
-            std::printf(" %4.0f dB %.3f", level, worst);
-            overall = std::max(overall, worst);
-        }
-        std::printf("\n");
-    }
-    std::printf("  overall largest error %.3f units of X\n", overall);
+    for (Signal s : {Signal::Noise, Signal::Tone, Signal::ToneInNoise, Signal::RealTone,
+                     Signal::Burst, Signal::TwoRowBurst, Signal::Silence, Signal::Decaying})
+        for (double level : {0.0, -20.0, -40.0, -60.0, -90.0})
+            for (const auto &tab : {two_patches(), three_patches(), four_patches()})
+                EXPECT_LE(run_frames(tab, s, level, rng), 1.0)
+                    << "signal " << int(s) << " at " << level << " dB, kx " << int(tab.kx);
 }
 
-TEST(SbrHfGeneration, PredictorOfTonesAndNoiseMatchesTheModel)
+// alpha itself, in Q29 steps: where the determinant cancels deepest (a
+// clean complex tone, d about 1e-6 of its terms), white noise, and bursts
+// that grow by g per row at the frame's end, whose predictor is dropped
+// (alpha0 = alpha1 = 0) once |alpha0| or |alpha1| reaches 4.
+TEST(SbrHfGeneration, PredictorMatchesTheModel)
 {
-    // alpha itself, in Q29 steps, where the determinant cancels deepest: a
-    // clean complex tone (d about 1e-6 of its terms), and white noise.
     std::mt19937 rng(7);
-    double worst = 0;
+    const double q = double(1 << kHfAlphaQ);
+    const auto error = [&](const Matrix &x, int k) {
+        const HfPredictor p = hf_predictor(x.rows, k);
+        const ModelAlpha m = model_alpha(x.rows, k);
+        return q *
+               std::max({std::abs(p.a0[0] / q - m.a0.real()), std::abs(p.a0[1] / q - m.a0.imag()),
+                         std::abs(p.a1[0] / q - m.a1.real()), std::abs(p.a1[1] / q - m.a1.imag())});
+    };
+    Matrix x;
     for (Signal s : {Signal::Tone, Signal::Noise, Signal::ToneInNoise, Signal::Decaying})
         for (double level : {0.0, -30.0, -60.0, -90.0})
             for (int rep = 0; rep < 4; ++rep) {
-                Matrix x;
                 fill(&x, s, level, rng);
-                for (int k = 0; k < kLowBands; ++k) {
-                    const HfPredictor p = hf_predictor(x.rows, k);
-                    const ModelAlpha m = model_alpha(x.rows, k);
-                    const double q = double(1 << kHfAlphaQ);
-                    const double e = std::max(
-                        {std::abs(p.a0[0] / q - m.a0.real()), std::abs(p.a0[1] / q - m.a0.imag()),
-                         std::abs(p.a1[0] / q - m.a1.real()), std::abs(p.a1[1] / q - m.a1.imag())});
-                    worst = std::max(worst, e * q);
-                }
+                for (int k = 0; k < kLowBands; ++k)
+                    EXPECT_LE(error(x, k), 4.0) << "signal " << int(s) << " at " << level;
             }
-    std::printf("  largest alpha error %.2f Q29 steps\n", worst);
-    EXPECT_LE(worst, 4.0);
-}
-
-TEST(SbrHfGeneration, LargePredictorsAreDropped)
-{
-    // Bursts that grow by g per row at the end of the frame: the predictor
-    // follows the growth, and is dropped (alpha0 = alpha1 = 0) once |alpha0|
-    // or |alpha1| reaches 4. Both cases occur; each agrees with the model.
-    std::mt19937 rng(9);
     std::uniform_real_distribution<double> u(-1.0, 1.0);
-    int kept = 0, dropped = 0;
+    int dropped = 0;
     for (int rep = 0; rep < 400; ++rep) {
-        const double g = 1.5 + 5.0 * (u(rng) + 1) / 2;
-        const double turn = u(rng) * kPi;
-        Matrix x{};
+        const double g = 1.5 + 5.0 * (u(rng) + 1) / 2, turn = u(rng) * kPi;
+        x = Matrix{};
         for (int r = 33; r < kRows; ++r)
             set(&x, r, 7, kFull * std::polar(std::pow(g, r - 39), turn * r) + cd(u(rng), u(rng)));
         const ModelAlpha m = model_alpha(x.rows, 7);
-        const HfPredictor p = hf_predictor(x.rows, 7);
-        const double q = double(1 << kHfAlphaQ);
-        if (m.a0 == 0.0 && m.a1 == 0.0) {
-            ++dropped;
-            EXPECT_TRUE(p.a0[0] == 0 && p.a0[1] == 0 && p.a1[0] == 0 && p.a1[1] == 0) << g;
-        } else {
-            ++kept;
-            EXPECT_NEAR(p.a0[0] / q, m.a0.real(), 1e-8) << g;
-            EXPECT_NEAR(p.a0[1] / q, m.a0.imag(), 1e-8) << g;
-            EXPECT_NEAR(p.a1[0] / q, m.a1.real(), 1e-8) << g;
-            EXPECT_NEAR(p.a1[1] / q, m.a1.imag(), 1e-8) << g;
-        }
+        dropped += m.a0 == 0.0 && m.a1 == 0.0;
+        EXPECT_LE(error(x, 7), 4.0) << "growth " << g;
     }
-    EXPECT_GT(kept, 20);
-    EXPECT_GT(dropped, 20);
+    EXPECT_TRUE(dropped > 20 && dropped < 380) << dropped;
 }
 
 TEST(SbrHfGeneration, ChirpFactorsFollowEveryModeChange)
@@ -369,7 +323,6 @@ TEST(SbrHfGeneration, ChirpFactorsFollowEveryModeChange)
     ModelState ms;
     Matrix x{};
     std::mt19937 rng(3);
-    int seen[4][4] = {};
     for (int f = 0; f < 200; ++f) {
         uint8_t invf[kMaxNoiseBands];
         for (int i = 0; i < kMaxNoiseBands; ++i) {
@@ -377,7 +330,6 @@ TEST(SbrHfGeneration, ChirpFactorsFollowEveryModeChange)
             invf[i] = (f / 6) % 2 ? uint8_t(st.invfMode[i]) : uint8_t((rng() >> 3) % 4);
             if (f % 13 == 0)
                 invf[i] = 0;
-            seen[st.invfMode[i]][invf[i]]++;
         }
         model_chirp(&ms, t.nNoise, invf);
         hf_generate(&st, t, invf, kHfAdj, kHfAdj, x.rows);
@@ -387,42 +339,9 @@ TEST(SbrHfGeneration, ChirpFactorsFollowEveryModeChange)
             EXPECT_EQ(st.invfMode[i], invf[i]);
         }
     }
-    for (auto &row : seen)
-        for (int n : row)
-            EXPECT_GT(n, 0);
     hf_generation_reset(&st);
     for (int i = 0; i < kMaxNoiseBands; ++i)
         EXPECT_TRUE(st.bw[i] == 0 && st.invfMode[i] == 0);
-}
-
-TEST(SbrHfGeneration, StrongInverseFilteringWhitensATone)
-{
-    // A clean tone, bs_invf_mode strong for long: the prediction removes the
-    // tone to 1 - bw of its level (bw settles at newBw = 0.98); mode off
-    // copies it unchanged.
-    std::mt19937 rng(5);
-    const FrequencyTables t = two_patches();
-    for (int mode : {0, 3}) {
-        HfGenState st;
-        hf_generation_reset(&st);
-        Matrix x;
-        uint8_t invf[kMaxNoiseBands];
-        std::fill(invf, invf + kMaxNoiseBands, uint8_t(mode));
-        for (int f = 0; f < 20; ++f) {
-            fill(&x, Signal::Tone, 0, rng);
-            hf_generate(&st, t, invf, kHfAdj, kRows, x.rows);
-        }
-        // Target 32 + 8 copies source band 10, a tone band (10 % 7 == 3).
-        double in = 0, out = 0;
-        for (int r = kHfAdj; r < kRows; ++r) {
-            in += std::hypot(x.rows[r][10][0], x.rows[r][10][1]);
-            out += std::hypot(x.rows[r][40][0], x.rows[r][40][1]);
-        }
-        if (mode == 0)
-            EXPECT_EQ(in, out);
-        else
-            EXPECT_NEAR(out / in, 1.0 - 0.98, 1e-3);  // bw settles at 0.98
-    }
 }
 
 TEST(SbrHfGeneration, BrokenTablesWriteOnlyInsideTheHighBand)
@@ -457,27 +376,6 @@ TEST(SbrHfGeneration, BrokenTablesWriteOnlyInsideTheHighBand)
                 ASSERT_TRUE(mayWrite || kept) << "row " << r << " band " << k;
             }
     }
-}
-
-TEST(SbrHfGeneration, Bench)
-{
-    // FXAAC_SBR_BENCH=1: nanoseconds per channel frame, kx 32, 38 rows.
-    if (std::getenv("FXAAC_SBR_BENCH") == nullptr)
-        GTEST_SKIP() << "set FXAAC_SBR_BENCH=1 to time";
-    std::mt19937 rng(1);
-    const FrequencyTables t = two_patches();
-    Matrix x;
-    fill(&x, Signal::ToneInNoise, -10, rng);
-    HfGenState st;
-    hf_generation_reset(&st);
-    const uint8_t invf[kMaxNoiseBands] = {1, 2, 3, 0, 0};
-    const int frames = 20000;
-    const auto start = std::chrono::steady_clock::now();
-    for (int f = 0; f < frames; ++f)
-        hf_generate(&st, t, invf, kHfAdj, kRows, x.rows);
-    const auto ns =
-        std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
-    std::printf("  hf_generate: %.0f ns per frame (kx 32, M 30, 38 rows)\n", ns / frames);
 }
 
 }  // namespace
