@@ -1,0 +1,16 @@
+// The decoders of fxaac_peer_bench: fxaac, libavcodec's two and libfaad.
+#include "peer_decoder.h"
+
+namespace fxaac_peers {
+
+std::vector<std::unique_ptr<PeerDecoder>> make_decoders()
+{
+    std::vector<std::unique_ptr<PeerDecoder>> d;
+    d.push_back(make_fxaac_decoder());
+    d.push_back(make_avcodec_decoder("aac"));
+    d.push_back(make_avcodec_decoder("aac_fixed"));
+    d.push_back(make_faad_decoder());
+    return d;
+}
+
+}  // namespace fxaac_peers
