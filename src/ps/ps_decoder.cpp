@@ -1,0 +1,448 @@
+#include "ps/ps_decoder.h"
+
+#include <cstddef>
+#include <cstring>
+
+#include "ps/ps_tables.h"
+
+namespace fxaac::ps {
+
+namespace {
+
+constexpr int32_t kInputLimit = 1 << 27;
+constexpr int32_t kOutputLimit = 1 << 30;
+constexpr int32_t kOne30 = 1 << 30;
+// Transient detection (ISO/IEC 14496-3 8.6.4.5.3): peak decay factor in Q16,
+// smoothing weight 1/4 (a shift of 2), transient impact 1.5.
+constexpr int64_t kPeakDecayQ16 = 50196;  // 0.76592833836465
+constexpr int kPowerShift = 4;            // energies of samples >> 4: below 2^51 summed
+
+int32_t clamp(int64_t x, int32_t limit)
+{
+    return x > limit ? limit : x < -limit ? -limit : static_cast<int32_t>(x);
+}
+
+// a * b >> shift, rounded; |a * b| < 2^62.
+int64_t mul_round(int64_t a, int64_t b, int shift)
+{
+    return (a * b + (int64_t{1} << (shift - 1))) >> shift;
+}
+
+// out = c * x, complex, c in Q31 (|c| <= 1), |x| < 2^31.
+void cmul31(const int32_t c[2], const int32_t x[2], int32_t out[2])
+{
+    const int64_t re = int64_t{c[0]} * x[0] - int64_t{c[1]} * x[1];
+    const int64_t im = int64_t{c[0]} * x[1] + int64_t{c[1]} * x[0];
+    out[0] = clamp((re + (int64_t{1} << 30)) >> 31, kOutputLimit);
+    out[1] = clamp((im + (int64_t{1} << 30)) >> 31, kOutputLimit);
+}
+
+// c * d, both complex Q30: Q30.
+void cmul30(const int32_t c[2], const int32_t d[2], int32_t out[2])
+{
+    out[0] = static_cast<int32_t>(mul_round(c[0], d[0], 30) - mul_round(c[1], d[1], 30));
+    out[1] = static_cast<int32_t>(mul_round(c[0], d[1], 30) + mul_round(c[1], d[0], 30));
+}
+
+const Layout &layout(const PsDecoder &p) { return p.bands34 ? kLayout34 : kLayout20; }
+
+// The parameter band of band k of the layout.
+int par_of(const Layout &l, int k)
+{
+    if (k < l.hybrid)
+        return l.hybridPar[k];
+    const int qmf = k - l.hybrid + l.split;
+    int i = 0;
+    while (l.qmfBorders[i + 1] <= qmf)
+        i++;
+    return l.firstQmfPar + i;
+}
+
+// ---- Hybrid analysis and synthesis ----
+
+// One complex filter of the ring's last 13 slots of QMF band b: Q31 taps.
+void complex_filter(const PsDecoder &p, int b, const int32_t (*g)[2], int32_t out[2])
+{
+    int64_t re = 0, im = 0;
+    for (int n = 0; n < kHybridTaps; n++) {
+        const int32_t *x = p.lowRing[(p.slots + kHybridTaps - n) % kHybridTaps][b];
+        re += int64_t{g[n][0]} * x[0] - int64_t{g[n][1]} * x[1];
+        im += int64_t{g[n][0]} * x[1] + int64_t{g[n][1]} * x[0];
+    }
+    out[0] = static_cast<int32_t>((re + (int64_t{1} << 30)) >> 31);
+    out[1] = static_cast<int32_t>((im + (int64_t{1} << 30)) >> 31);
+}
+
+void real_filter(const PsDecoder &p, int b, const int32_t *g, int32_t out[2])
+{
+    int64_t re = 0, im = 0;
+    for (int n = 0; n < kHybridTaps; n++) {
+        const int32_t *x = p.lowRing[(p.slots + kHybridTaps - n) % kHybridTaps][b];
+        re += int64_t{g[n]} * x[0];
+        im += int64_t{g[n]} * x[1];
+    }
+    out[0] = static_cast<int32_t>((re + (int64_t{1} << 30)) >> 31);
+    out[1] = static_cast<int32_t>((im + (int64_t{1} << 30)) >> 31);
+}
+
+void hybrid_analysis_20(const PsDecoder &p, int32_t (*s)[2])
+{
+    int32_t q[8][2];
+    for (int i = 0; i < 8; i++)
+        complex_filter(p, 0, kHybrid20Band0[i], q[i]);
+    const int order[4] = {6, 7, 0, 1};
+    for (int i = 0; i < 4; i++)
+        std::memcpy(s[i], q[order[i]], sizeof q[0]);
+    for (int c = 0; c < 2; c++) {
+        s[4][c] = q[2][c] + q[5][c];
+        s[5][c] = q[3][c] + q[4][c];
+    }
+    real_filter(p, 1, kHybrid20Band1[1], s[6]);
+    real_filter(p, 1, kHybrid20Band1[0], s[7]);
+    real_filter(p, 2, kHybrid20Band1[0], s[8]);
+    real_filter(p, 2, kHybrid20Band1[1], s[9]);
+}
+
+void hybrid_analysis_34(const PsDecoder &p, int32_t (*s)[2])
+{
+    for (int i = 0; i < 12; i++)
+        complex_filter(p, 0, kHybrid34Band0[i], s[i]);
+    for (int i = 0; i < 8; i++)
+        complex_filter(p, 1, kHybrid34Band1[i], s[12 + i]);
+    for (int b = 2; b < 5; b++)
+        for (int i = 0; i < 4; i++)
+            complex_filter(p, b, kHybrid34Band2[i], s[20 + 4 * (b - 2) + i]);
+}
+
+// The slot's bands s: hybrid sub-bands of the split QMF bands, then the
+// others delayed by 6 slots.
+void hybrid_analysis(PsDecoder *p, const int32_t in[kQmfBands][2], int32_t (*s)[2])
+{
+    const Layout &l = layout(*p);
+    int32_t(*ring)[2] = p->lowRing[p->slots % kHybridTaps];
+    for (int b = 0; b < kMaxSplit; b++) {
+        ring[b][0] = clamp(in[b][0], kInputLimit);
+        ring[b][1] = clamp(in[b][1], kInputLimit);
+    }
+    if (p->bands34)
+        hybrid_analysis_34(*p, s);
+    else
+        hybrid_analysis_20(*p, s);
+    int32_t(*delayed)[2] = p->delayRing[p->slots % kHybridDelay];
+    for (int b = l.split; b < kQmfBands; b++) {
+        const int k = l.hybrid + b - l.split;
+        s[k][0] = delayed[b][0];
+        s[k][1] = delayed[b][1];
+        delayed[b][0] = clamp(in[b][0], kInputLimit);
+        delayed[b][1] = clamp(in[b][1], kInputLimit);
+    }
+}
+
+// The QMF band of each hybrid sub-band.
+constexpr uint8_t kHybridQmf20[10] = {0, 0, 0, 0, 0, 0, 1, 1, 2, 2};
+constexpr uint8_t kHybridQmf34[32] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1,
+                                      1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4};
+
+void hybrid_synthesis(const Layout &l, bool bands34, const int32_t (*x)[2],
+                      int32_t out[kQmfBands][2])
+{
+    const uint8_t *qmf = bands34 ? kHybridQmf34 : kHybridQmf20;
+    int64_t sum[kMaxSplit][2] = {};
+    for (int k = 0; k < l.hybrid; k++) {
+        sum[qmf[k]][0] += x[k][0];
+        sum[qmf[k]][1] += x[k][1];
+    }
+    for (int b = 0; b < l.split; b++) {
+        out[b][0] = clamp(sum[b][0], kOutputLimit);
+        out[b][1] = clamp(sum[b][1], kOutputLimit);
+    }
+    for (int b = l.split; b < kQmfBands; b++) {
+        out[b][0] = x[l.hybrid + b - l.split][0];
+        out[b][1] = x[l.hybrid + b - l.split][1];
+    }
+}
+
+// ---- Decorrelator (ISO/IEC 14496-3 8.6.4.5) ----
+
+// Transient ducking gains per parameter band, Q31, from the slot's energies.
+void transient_gains(PsDecoder *p, const Layout &l, const int32_t (*s)[2], int32_t *gain)
+{
+    int64_t power[kMaxParBands] = {};
+    for (int k = 0; k < l.bands; k++) {
+        const int64_t re = s[k][0] >> kPowerShift, im = s[k][1] >> kPowerShift;
+        power[par_of(l, k)] += re * re + im * im;
+    }
+    for (int i = 0; i < l.parBands; i++) {
+        const int64_t decayed = (p->peakDecay[i] * kPeakDecayQ16) >> 16;
+        p->peakDecay[i] = power[i] > decayed ? power[i] : decayed;
+        p->smoothPower[i] += (power[i] - p->smoothPower[i]) >> 2;
+        p->smoothPeakDiff[i] += (p->peakDecay[i] - power[i] - p->smoothPeakDiff[i]) >> 2;
+        // G = smooth / (1.5 peakDiff) when that is below 1.
+        uint64_t num = 2 * static_cast<uint64_t>(p->smoothPower[i]);
+        uint64_t den = 3 * static_cast<uint64_t>(p->smoothPeakDiff[i]);
+        if (den <= num) {
+            gain[i] = INT32_MAX;
+            continue;
+        }
+        while (den >= (uint64_t{1} << 32)) {
+            den >>= 1;
+            num >>= 1;
+        }
+        gain[i] = den == 0 ? INT32_MAX : static_cast<int32_t>((num << 31) / den);
+    }
+}
+
+// The all-pass chain of band k: a 2-slot delay, the fractional delay phi and
+// three links (Q z^-d - a g) / (1 - a g Q z^-d).
+void allpass(PsDecoder *p, bool bands34, int k, const int32_t x[2], int32_t out[2])
+{
+    const int32_t(*c)[2] = bands34 ? kDecorr34[k] : kDecorr20[k];
+    const int32_t *ag = bands34 ? kAllpassGain34[k] : kAllpassGain20[k];
+    int32_t *pre = p->preDelay[p->slots % kPreDelay][k];
+    int32_t w[2];
+    cmul31(c[0], pre, w);
+    pre[0] = x[0];
+    pre[1] = x[1];
+    int32_t *rings[kLinks] = {p->link0[p->slots % 3][k], p->link1[p->slots % 4][k],
+                              p->link2[p->slots % 5][k]};
+    for (int m = 0; m < kLinks; m++) {
+        int32_t qv[2];
+        cmul31(c[1 + m], rings[m], qv);  // Q v(n - d)
+        int32_t v[2];
+        for (int j = 0; j < 2; j++)
+            v[j] = clamp(w[j] + mul_round(ag[m], qv[j], 31), kOutputLimit);
+        for (int j = 0; j < 2; j++) {
+            w[j] = clamp(qv[j] - mul_round(ag[m], v[j], 31), kOutputLimit);
+            rings[m][j] = v[j];
+        }
+    }
+    out[0] = w[0];
+    out[1] = w[1];
+}
+
+void decorrelate(PsDecoder *p, const Layout &l, const int32_t (*s)[2], int32_t (*d)[2])
+{
+    int32_t gain[kMaxParBands];
+    transient_gains(p, l, s, gain);
+    for (int k = 0; k < l.bands; k++) {
+        int32_t y[2];
+        if (k < l.allpass) {
+            allpass(p, p->bands34 != 0, k, s[k], y);
+        } else if (k < l.shortDelay) {
+            int32_t *at = p->longDelay[p->slots % kLongDelay][k - l.longDelay];
+            y[0] = at[0];
+            y[1] = at[1];
+            at[0] = s[k][0];
+            at[1] = s[k][1];
+        } else {
+            int32_t *at = p->shortDelay[k - l.shortDelay];
+            y[0] = at[0];
+            y[1] = at[1];
+            at[0] = s[k][0];
+            at[1] = s[k][1];
+        }
+        const int32_t g = gain[par_of(l, k)];
+        d[k][0] = static_cast<int32_t>(mul_round(g, y[0], 31));
+        d[k][1] = static_cast<int32_t>(mul_round(g, y[1], 31));
+    }
+}
+
+// ---- Mixing (ISO/IEC 14496-3 8.6.4.6) ----
+
+// A parameter of envelope e on the layout's parameter band b.
+int value_on(const int8_t *v, int sent, int b, bool bands34, bool average)
+{
+    if (!bands34)
+        return sent == 20 ? v[b] : v[b / 2];
+    if (sent == 34)
+        return v[b];
+    const int b20 = kPar20To34[b];
+    const auto at20 = [&](int i) { return sent == 20 ? v[i] : v[i / 2]; };
+    if (average && (b == 1 || b == 4))
+        return (at20(b20) + at20(b20 + 1)) / 2;
+    return at20(b20);
+}
+
+// A phase parameter on the layout's phase band b, or -1 where none is sent.
+int phase_on(const int8_t *v, int sent, int b, bool bands34)
+{
+    const int b20 = bands34 ? kPar20To34[b] : b;
+    if (bands34 && sent == 17)
+        return v[b];
+    if (sent == 11)
+        return b20 < 11 ? v[b20] : -1;
+    return b20 < 10 ? v[b20 / 2] : -1;
+}
+
+// The smoothed phasor (Q30) of value v after the history h[0], h[1].
+void smoothed(int v, const int8_t h[2][kMaxPhaseBands], int b, int32_t out[2])
+{
+    const int rel = 8 * ((h[0][b] - v) & 7) + ((h[1][b] - v) & 7);
+    cmul30(kPhase[v & 7], kPhaseSmooth[rel], out);
+}
+
+void push_history(int8_t h[2][kMaxPhaseBands], int b, int v)
+{
+    h[1][b] = h[0][b];
+    h[0][b] = static_cast<int8_t>(v);
+}
+
+// The matrices that envelope e of the frame asks for.
+void envelope_targets(PsDecoder *p, int e)
+{
+    const PsFrame &f = p->frame;
+    const Layout &l = layout(*p);
+    const bool b34 = p->bands34 != 0;
+    const int iidMax = f.fineIid ? kIidFineMax : kIidNormalMax;
+    const int32_t(*table)[8][4] = f.mixingB ? (f.fineIid ? kMixBFine : kMixBNormal)
+                                            : (f.fineIid ? kMixAFine : kMixANormal);
+    for (int b = 0; b < l.parBands; b++) {
+        const int iid = value_on(f.iid[e], f.iidBands, b, b34, true);
+        const int icc = value_on(f.icc[e], f.iccBands, b, b34, true);
+        const int32_t *h = table[iid + iidMax][icc];
+        Matrix &m = p->to[b];
+        for (int j = 0; j < 4; j++) {
+            m.h[j][0] = h[j];
+            m.h[j][1] = 0;
+        }
+        if (b >= l.phaseBands)
+            continue;
+        const int ipd = f.phaseBands ? phase_on(f.ipd[e], f.phaseBands, b, b34) : -1;
+        const int opd = f.phaseBands ? phase_on(f.opd[e], f.phaseBands, b, b34) : -1;
+        const int ipdv = ipd < 0 ? 0 : ipd, opdv = opd < 0 ? 0 : opd;
+        int32_t ipdS[2], opdS[2], right[2];
+        smoothed(ipdv, p->ipdHistory, b, ipdS);
+        smoothed(opdv, p->opdHistory, b, opdS);
+        push_history(p->ipdHistory, b, ipdv);
+        push_history(p->opdHistory, b, opdv);
+        if (f.phaseBands == 0 || ipd < 0)
+            continue;
+        const int32_t conjIpd[2] = {ipdS[0], -ipdS[1]};
+        cmul30(opdS, conjIpd, right);
+        for (int j = 0; j < 4; j++) {
+            const int32_t *phasor = (j == 0 || j == 2) ? opdS : right;
+            m.h[j][0] = static_cast<int32_t>(mul_round(h[j], phasor[0], 30));
+            m.h[j][1] = static_cast<int32_t>(mul_round(h[j], phasor[1], 30));
+        }
+    }
+}
+
+// The matrices of slot n: from the last envelope's to this one's.
+void slot_matrices(const PsDecoder &p, int n, Matrix *out)
+{
+    const PsFrame &f = p.frame;
+    const int e = p.envelope;
+    const int start = e == 0 ? -1 : f.border[e - 1];
+    const int len = f.border[e] - start;
+    const int64_t frac = (int64_t{n - start} << 30) / len;  // Q30, 0 < frac <= 1
+    for (int b = 0; b < layout(p).parBands; b++)
+        for (int j = 0; j < 4; j++)
+            for (int c = 0; c < 2; c++) {
+                const int64_t from = p.from[b].h[j][c], to = p.to[b].h[j][c];
+                out[b].h[j][c] = static_cast<int32_t>(from + mul_round(to - from, frac, 30));
+            }
+}
+
+bool negative(const Layout &l, int k)
+{
+    for (int i = 0; i < l.negativeCount; i++)
+        if (l.negative[i] == k)
+            return true;
+    return false;
+}
+
+// x = h1 s + h2 d, complex Q30 h (conjugated for a negative-frequency band).
+void mix_one(const int32_t h1[2], const int32_t h2[2], bool conj, const int32_t s[2],
+             const int32_t d[2], int32_t out[2])
+{
+    const int64_t i1 = conj ? -h1[1] : h1[1], i2 = conj ? -h2[1] : h2[1];
+    const int64_t re = int64_t{h1[0]} * s[0] - i1 * s[1] + int64_t{h2[0]} * d[0] - i2 * d[1];
+    const int64_t im = int64_t{h1[0]} * s[1] + i1 * s[0] + int64_t{h2[0]} * d[1] + i2 * d[0];
+    out[0] = clamp((re + (int64_t{1} << 29)) >> 30, kOutputLimit);
+    out[1] = clamp((im + (int64_t{1} << 29)) >> 30, kOutputLimit);
+}
+
+void mix(const Layout &l, const Matrix *h, const int32_t (*s)[2], const int32_t (*d)[2],
+         int32_t (*left)[2], int32_t (*right)[2])
+{
+    for (int k = 0; k < l.bands; k++) {
+        const Matrix &m = h[par_of(l, k)];
+        const bool conj = k < l.hybrid && negative(l, k);
+        mix_one(m.h[0], m.h[2], conj, s[k], d[k], left[k]);
+        mix_one(m.h[1], m.h[3], conj, s[k], d[k], right[k]);
+    }
+}
+
+void identity(Matrix *m)
+{
+    std::memset(m, 0, sizeof *m);
+    m->h[0][0] = kOne30;
+    m->h[1][0] = kOne30;
+}
+
+void reset_signal_state(PsDecoder *p)
+{
+    std::memset(p, 0, offsetof(PsDecoder, from));
+    p->slots = 0;
+}
+
+}  // namespace
+
+void reset_ps(PsDecoder *p)
+{
+    std::memset(p, 0, sizeof *p);
+    for (Matrix &m : p->to)
+        identity(&m);
+    for (Matrix &m : p->from)
+        identity(&m);
+    p->frame.numEnv = 0;
+}
+
+void start_ps_frame(PsDecoder *p, const PsFrame *frame)
+{
+    for (int b = 0; b < kMaxParBands; b++)
+        p->from[b] = p->to[b];
+    p->envelope = 0;
+    if (frame == nullptr || frame->numEnv == 0) {
+        p->frame.numEnv = 0;
+        return;
+    }
+    if (frame->bands34 != p->bands34) {
+        reset_signal_state(p);
+        p->bands34 = frame->bands34;
+    }
+    p->frame = *frame;
+    envelope_targets(p, 0);
+    if (!p->started)
+        for (int b = 0; b < kMaxParBands; b++)
+            p->from[b] = p->to[b];
+    p->started = 1;
+}
+
+void ps_slot(PsDecoder *p, int slot, const int32_t in[kQmfBands][2], int32_t left[kQmfBands][2],
+             int32_t right[kQmfBands][2])
+{
+    const Layout &l = layout(*p);
+    int32_t s[kMaxBands][2], d[kMaxBands][2];
+    hybrid_analysis(p, in, s);
+    decorrelate(p, l, s, d);
+    Matrix h[kMaxParBands];
+    if (p->frame.numEnv == 0) {
+        std::memcpy(h, p->to, sizeof h);
+    } else {
+        if (slot > p->frame.border[p->envelope]) {
+            p->envelope++;
+            for (int b = 0; b < kMaxParBands; b++)
+                p->from[b] = p->to[b];
+            envelope_targets(p, p->envelope);
+        }
+        slot_matrices(*p, slot, h);
+    }
+    int32_t lh[kMaxBands][2], rh[kMaxBands][2];
+    mix(l, h, s, d, lh, rh);
+    hybrid_synthesis(l, p->bands34 != 0, lh, left);
+    hybrid_synthesis(l, p->bands34 != 0, rh, right);
+    p->slots++;
+}
+
+}  // namespace fxaac::ps
