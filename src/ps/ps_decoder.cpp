@@ -47,7 +47,7 @@ void cmul30(const int32_t c[2], const int32_t d[2], int32_t out[2])
 const Layout &layout(const PsDecoder &p) { return p.bands34 ? kLayout34 : kLayout20; }
 
 // The parameter band of band k of the layout.
-int par_of(const Layout &l, int k)
+constexpr int par_of(const Layout &l, int k)
 {
     if (k < l.hybrid)
         return l.hybridPar[k];
@@ -57,6 +57,24 @@ int par_of(const Layout &l, int k)
         i++;
     return l.firstQmfPar + i;
 }
+
+template <int N>
+struct ParOf {
+    uint8_t band[N];
+};
+
+constexpr ParOf<kMaxBands> par_table(const Layout &l)
+{
+    ParOf<kMaxBands> t{};
+    for (int k = 0; k < l.bands; k++)
+        t.band[k] = static_cast<uint8_t>(par_of(l, k));
+    return t;
+}
+
+constexpr ParOf<kMaxBands> kParOf20 = par_table(kLayout20);
+constexpr ParOf<kMaxBands> kParOf34 = par_table(kLayout34);
+
+const uint8_t *par_map(bool bands34) { return bands34 ? kParOf34.band : kParOf20.band; }
 
 // ---- Hybrid analysis and synthesis ----
 
@@ -168,9 +186,10 @@ void hybrid_synthesis(const Layout &l, bool bands34, const int32_t (*x)[2],
 void transient_gains(PsDecoder *p, const Layout &l, const int32_t (*s)[2], int32_t *gain)
 {
     int64_t power[kMaxParBands] = {};
+    const uint8_t *par = par_map(p->bands34 != 0);
     for (int k = 0; k < l.bands; k++) {
         const int64_t re = s[k][0] >> kPowerShift, im = s[k][1] >> kPowerShift;
-        power[par_of(l, k)] += re * re + im * im;
+        power[par[k]] += re * re + im * im;
     }
     for (int i = 0; i < l.parBands; i++) {
         const int64_t decayed = (p->peakDecay[i] * kPeakDecayQ16) >> 16;
@@ -241,7 +260,7 @@ void decorrelate(PsDecoder *p, const Layout &l, const int32_t (*s)[2], int32_t (
             at[0] = s[k][0];
             at[1] = s[k][1];
         }
-        const int32_t g = gain[par_of(l, k)];
+        const int32_t g = gain[par_map(p->bands34 != 0)[k]];
         d[k][0] = static_cast<int32_t>(mul_round(g, y[0], 31));
         d[k][1] = static_cast<int32_t>(mul_round(g, y[1], 31));
     }
@@ -362,11 +381,12 @@ void mix_one(const int32_t h1[2], const int32_t h2[2], bool conj, const int32_t 
     out[1] = clamp((im + (int64_t{1} << 29)) >> 30, kOutputLimit);
 }
 
-void mix(const Layout &l, const Matrix *h, const int32_t (*s)[2], const int32_t (*d)[2],
-         int32_t (*left)[2], int32_t (*right)[2])
+void mix(const Layout &l, bool bands34, const Matrix *h, const int32_t (*s)[2],
+         const int32_t (*d)[2], int32_t (*left)[2], int32_t (*right)[2])
 {
+    const uint8_t *par = par_map(bands34);
     for (int k = 0; k < l.bands; k++) {
-        const Matrix &m = h[par_of(l, k)];
+        const Matrix &m = h[par[k]];
         const bool conj = k < l.hybrid && negative(l, k);
         mix_one(m.h[0], m.h[2], conj, s[k], d[k], left[k]);
         mix_one(m.h[1], m.h[3], conj, s[k], d[k], right[k]);
@@ -439,7 +459,7 @@ void ps_slot(PsDecoder *p, int slot, const int32_t in[kQmfBands][2], int32_t lef
         slot_matrices(*p, slot, h);
     }
     int32_t lh[kMaxBands][2], rh[kMaxBands][2];
-    mix(l, h, s, d, lh, rh);
+    mix(l, p->bands34 != 0, h, s, d, lh, rh);
     hybrid_synthesis(l, p->bands34 != 0, lh, left);
     hybrid_synthesis(l, p->bands34 != 0, rh, right);
     p->slots++;
