@@ -14,7 +14,12 @@
  * decodes as AAC-LC. A frame then has 2048 samples per channel at the doubled
  * rate (1024 in the downsampled mode, which keeps the core rate), or 1024 for
  * an AAC-LC stream. A signalled stream whose frames lack SBR data still
- * decodes at the signalled rate, without a high band. */
+ * decodes at the signalled rate, without a high band.
+ *
+ * HE-AAC v2: a mono stream whose configuration signals parametric stereo
+ * (object type 29, or psPresentFlag in the sync extension), or whose first
+ * SBR payload carries parametric stereo data, decodes to two channels, so
+ * the output buffer of a mono stream must hold two. */
 #ifndef FXAAC_FXAAC_HEAAC_H
 #define FXAAC_FXAAC_HEAAC_H
 
@@ -24,7 +29,7 @@
 FXAAC_EXTERN_C_BEGIN
 
 #define FXAAC_HEAAC_FRAME_LENGTH 2048 /* samples per channel and frame at the doubled rate */
-#define FXAAC_HEAAC_SBR_BYTES 49152   /* SBR state and work of two channels */
+#define FXAAC_HEAAC_SBR_BYTES 65536   /* SBR state and work of two channels, parametric stereo */
 
 /* Flags of AACPlusHeAacInit. */
 #define FXAAC_HEAAC_DOWNSAMPLED 1 /* SBR output at the core rate (32-band synthesis) */
@@ -49,6 +54,10 @@ typedef struct HeAacDecoder {
     int32_t sbrFrames;    /* frames whose SBR data was decoded */
     int32_t sbrErrors;    /* SBR payloads refused */
     int32_t downsampled;  /* 1: SBR output at the core rate (the flag, or single-rate SBR) */
+    int32_t psSignalled;  /* 1: the configuration signals parametric stereo */
+    int32_t psActive;     /* -1 before the first frame; 1: a mono core decoded to stereo */
+    int32_t psFrames;     /* frames whose parametric stereo data was decoded */
+    int32_t reserved;
     uint64_t sbr[FXAAC_HEAAC_SBR_BYTES / 8]; /* the SBR decoder: opaque */
 } HeAacDecoder;
 

@@ -9,16 +9,28 @@
 #include "decoder/block_parse.h"
 #include "decoder/frame_stage.h"
 #include "filterbank/pcm_output.h"
+#include "ps/ps_decoder.h"
+#include "ps/ps_syntax.h"
 #include "sbr/sbr_decoder.h"
 
 namespace {
 
 using namespace fxaac;
 
+// Parametric stereo of a mono stream: its decoder, the payload's state, the
+// right channel's synthesis bank and the frame's parameters.
+struct PsMemory {
+    ps::PsDecoder decoder;
+    ps::PsSyntaxState syntax;
+    sbr::QmfSynthesisState synthesis;
+    ps::PsFrame frame;
+};
+
 // The opaque memory of the record: the SBR decoder and its frame work.
 struct SbrMemory {
     sbr::SbrDecoder decoder;
     sbr::SbrWork work;
+    PsMemory ps;
 };
 static_assert(sizeof(SbrMemory) <= FXAAC_HEAAC_SBR_BYTES, "FXAAC_HEAAC_SBR_BYTES holds it");
 static_assert(alignof(SbrMemory) <= alignof(uint64_t), "HeAacDecoder::sbr aligns it");
@@ -33,6 +45,7 @@ struct FrameCall {
     void *output;
     Block block;          // the parse's payload places and layout
     bool data[2] = {};    // per SBR element: its payload was read
+    bool psData = false;  // the frame's parametric stereo data was taken
     int32_t warning = 0;  // FXAAC_ERR_SBR_DATA when a payload was refused
 };
 
@@ -66,12 +79,58 @@ bool on_parsed(void *ctx, const Block &b)
     return f->d->sbrActive == 1;
 }
 
+// Parametric stereo, decided with the first SBR payload of a mono stream:
+// signalled, or found in that payload.
+void decide_ps(HeAacDecoder *d, const Block &b, bool found)
+{
+    d->psActive = b.channels == 1 && (d->psSignalled == 1 || found) ? 1 : 0;
+    if (d->psActive != 1)
+        return;
+    PsMemory &p = sbr_memory(d)->ps;
+    ps::reset_ps(&p.decoder);
+    ps::reset_ps_syntax(&p.syntax);
+    sbr::qmf_synthesis_reset(&p.synthesis);
+}
+
+// Reads the parametric stereo data that the element's payload carries, or
+// holds the last parameters. Returns 0 or a negative code.
+int32_t take_ps(HeAacDecoder *d, FrameCall *f, sbr::SbrExtension *ext, bool payload)
+{
+    PsMemory &p = sbr_memory(d)->ps;
+    int32_t rc = 0;
+    f->psData = false;
+    if (payload && ext->hasPs) {
+        const int32_t end = aac_get_processed_bits(&ext->psCursor) + ext->psBits;
+        rc = ps::read_ps_data(&ext->psCursor, end, &p.syntax, &p.frame);
+        f->psData = rc == 0;
+    }
+    ps::start_ps_frame(&p.decoder, f->psData ? &p.frame : nullptr);
+    return rc;
+}
+
 const SbrPayloadRef *payload_of(const Block &b, int element)
 {
     for (int i = 0; i < b.sbrPayloads; i++)
         if (b.sbr[i].element == element)
             return &b.sbr[i];
     return nullptr;
+}
+
+// One core channel through the SBR decoder (and parametric stereo) into
+// the interleaved output of the core's channel count.
+void process(HeAacDecoder *d, int k, int element, int frameCh, bool data, const int32_t *time,
+             void *output, int32_t channels)
+{
+    SbrMemory *m = sbr_memory(d);
+    const int32_t format = d->core.pcmFormat;
+    if (d->psActive == 1) {
+        sbr::PsStage stage{&m->ps.decoder, &m->ps.synthesis, {output, 2, 1, format}};
+        sbr::process_channel(&m->decoder, &m->work, k, element, frameCh, data, time,
+                             {output, 2, 0, format}, &stage);
+        return;
+    }
+    sbr::process_channel(&m->decoder, &m->work, k, element, frameCh, data, time,
+                         {output, channels, k, format}, nullptr);
 }
 
 void on_channel(void *ctx, int k, const int32_t *time)
@@ -84,20 +143,25 @@ void on_channel(void *ctx, int k, const int32_t *time)
     const int element = b.twoSingles ? k : 0;
     if (k == 0 || b.twoSingles) {  // the element's first channel: read its payload
         const SbrPayloadRef *p = payload_of(b, element);
+        sbr::SbrExtension ext{};
         f->data[element] = false;
         if (p != nullptr) {
             const int32_t rc = sbr::read_element(&m->decoder, &m->work, element, p->ptr, p->bitPos,
-                                                 p->bits, p->crc != 0, pair);
+                                                 p->bits, p->crc != 0, pair, &ext);
             f->data[element] = rc == 0;
             if (rc != 0) {
                 f->warning = FXAAC_ERR_SBR_DATA;
                 d->sbrErrors++;
             }
         }
+        if (d->psActive < 0)
+            decide_ps(d, b, f->data[element] && ext.hasPs);
+        if (d->psActive == 1 && take_ps(d, f, &ext, f->data[element]) < 0) {
+            f->warning = FXAAC_ERR_SBR_DATA;
+            d->sbrErrors++;
+        }
     }
-    const sbr::PcmTarget target{f->output, b.channels, k, d->core.pcmFormat};
-    sbr::process_channel(&m->decoder, &m->work, k, element, pair ? k : 0, f->data[element], time,
-                         target);
+    process(d, k, element, pair ? k : 0, f->data[element], time, f->output, b.channels);
 }
 
 // The samples of a decoded frame at the output rate.
@@ -107,8 +171,12 @@ void finish_frame(HeAacDecoder *d, const FrameCall &f, FrameStatus *st)
         return;
     if (!d->downsampled)
         st->outputSamples *= 2;
+    if (d->psActive == 1)
+        st->outputSamples *= 2;
     if (f.data[0] || f.data[1])
         d->sbrFrames++;
+    if (f.psData)
+        d->psFrames++;
     if (st->errorCode == 0)
         st->errorCode = f.warning;
 }
@@ -125,6 +193,8 @@ int32_t decode_block(HeAacDecoder *d, const uint8_t *input, int32_t bytes, void 
 
 void take_config(HeAacDecoder *d, const AudioConfig &cfg)
 {
+    if (cfg.psSignalled)
+        d->psSignalled = 1;
     if (cfg.sbrSignalled) {
         d->sbrSignalled = 1;
         d->sbrRate = static_cast<int32_t>(sample_rates[cfg.extensionSfIndex & 15]);
@@ -167,6 +237,7 @@ void AACPlusHeAacInit(HeAacDecoder *decoder, int32_t pcmFormat, int32_t flags)
     decoder->core.pcmFormat = pcmFormat;
     decoder->flags = flags;
     decoder->sbrActive = -1;
+    decoder->psActive = -1;
 }
 
 int32_t AACPlusHeAacHeaderDecode(HeAacDecoder *decoder, DecoderConfig config, const uint8_t *input,
@@ -217,12 +288,13 @@ int32_t AACPlusHeAacConceal(HeAacDecoder *decoder, void *output, FrameStatus *st
     const int32_t channels = core->lastChannels;
     if (channels < 1 || channels > FXAAC_MAX_CHANNELS)
         return 0;
-    SbrMemory *m = sbr_memory(decoder);
+    if (decoder->psActive == 1)
+        ps::start_ps_frame(&sbr_memory(decoder)->ps.decoder, nullptr);
     for (int k = 0; k < channels; k++) {
         conceal_channel(core, k, decoder->handOff);
-        const sbr::PcmTarget target{output, channels, k, core->pcmFormat};
-        sbr::process_channel(&m->decoder, &m->work, k, 0, 0, false, decoder->handOff, target);
+        process(decoder, k, 0, 0, false, decoder->handOff, output, channels);
     }
-    status->outputSamples = channels * FXAAC_FRAME_LENGTH * (decoder->downsampled ? 1 : 2);
+    const int32_t outChannels = decoder->psActive == 1 ? 2 : channels;
+    status->outputSamples = outChannels * FXAAC_FRAME_LENGTH * (decoder->downsampled ? 1 : 2);
     return status->outputSamples;
 }

@@ -147,6 +147,17 @@ void write_slot(const PcmTarget &t, const int32_t *samples, int l, int n)
     myOutputToPCM(samples, at, t.channels, static_cast<int16_t>(t.format), 0, n, t.channel);
 }
 
+// One slot through the synthesis bank into its place in the output.
+void synthesize(const SbrDecoder *d, QmfSynthesisState *bank, const QmfRow in, int32_t *samples,
+                const PcmTarget &target, int l)
+{
+    if (d->downsampled)
+        qmf_synthesis_slot_down(bank, in, samples);
+    else
+        qmf_synthesis_slot(bank, in, samples);
+    write_slot(target, samples, l, d->downsampled ? kLowBands : kBands);
+}
+
 }  // namespace
 
 void init_decoder(SbrDecoder *d, int32_t sbrRate, bool downsampled)
@@ -166,7 +177,7 @@ void init_decoder(SbrDecoder *d, int32_t sbrRate, bool downsampled)
 }
 
 int32_t read_element(SbrDecoder *d, SbrWork *w, int element, const uint8_t *ptr, int32_t bitPos,
-                     int32_t bits, bool crc, bool pair)
+                     int32_t bits, bool crc, bool pair, SbrExtension *ext)
 {
     BitCursor r;
     init_bounded(&r, ptr, (bitPos + bits + 7) >> 3);
@@ -184,7 +195,9 @@ int32_t read_element(SbrDecoder *d, SbrWork *w, int element, const uint8_t *ptr,
     SbrElement &e = d->element[element];
     if (!e.headerSeen || !e.tablesValid)
         return kErrNoHeader;
-    if (int32_t rc = read_sbr_data(&r, end, e.header, e.tables, pair, &w->frame, nullptr); rc < 0) {
+    if (ext != nullptr)
+        ext->hasPs = false;
+    if (int32_t rc = read_sbr_data(&r, end, e.header, e.tables, pair, &w->frame, ext); rc < 0) {
         reset_deltas(&e);
         return rc;
     }
@@ -196,7 +209,7 @@ int32_t read_element(SbrDecoder *d, SbrWork *w, int element, const uint8_t *ptr,
 }
 
 void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int frameCh, bool data,
-                     const int32_t *time, const PcmTarget &target)
+                     const int32_t *time, const PcmTarget &target, PsStage *ps)
 {
     SbrChannel &c = d->channel[channel];
     const SbrElement &e = d->element[element];
@@ -239,15 +252,14 @@ void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int fr
             rowEnd = 0;  // refused: no high band
     }
 
-    QmfRow in;
-    const int n = d->downsampled ? kLowBands : kBands;
+    QmfRow in, right;
     for (int l = 0; l < kSlots; l++) {
         compose_slot(c, rows, l, kx, m, firstSlot, rowEnd, in);
-        if (d->downsampled)
-            qmf_synthesis_slot_down(&c.synthesis, in, w->slot);
-        else
-            qmf_synthesis_slot(&c.synthesis, in, w->slot);
-        write_slot(target, w->slot, l, n);
+        if (ps != nullptr) {
+            ps::ps_slot(ps->decoder, l, in, in, right);
+            synthesize(d, ps->synthesis, right, w->slot, ps->right, l);
+        }
+        synthesize(d, &c.synthesis, in, w->slot, target, l);
     }
     keep_high_history(&c, rows, kx, m, rowEnd);
 }

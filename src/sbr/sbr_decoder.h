@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "ps/ps_decoder.h"
 #include "sbr/frequency_tables.h"
 #include "sbr/hf_adjustment.h"
 #include "sbr/hf_generation.h"
@@ -81,17 +82,26 @@ void init_decoder(SbrDecoder *d, int32_t sbrRate, bool downsampled);
 
 // Reads one element's sbr_extension_data (bits long at bitPos of ptr; crc:
 // the fill element's type carries bs_sbr_crc_bits) into w->frame. pair: the
-// element is a channel pair. Returns 0, or a negative code when the payload
-// is refused (w->frame is then not to be used; the element's state stays
-// consistent).
+// element is a channel pair. ext (or nullptr) tells where parametric stereo
+// data lies. Returns 0, or a negative code when the payload is refused
+// (w->frame is then not to be used; the element's state stays consistent).
 int32_t read_element(SbrDecoder *d, SbrWork *w, int element, const uint8_t *ptr, int32_t bitPos,
-                     int32_t bits, bool crc, bool pair);
+                     int32_t bits, bool crc, bool pair, SbrExtension *ext);
+
+// Parametric stereo on a mono element: the decoder, the right channel's
+// synthesis bank and where its samples go.
+struct PsStage {
+    ps::PsDecoder *decoder;
+    QmfSynthesisState *synthesis;
+    PcmTarget right;
+};
 
 // One channel's frame: QMF analysis of the core's 1024 samples (hand-off
 // format), HF generation and adjustment from w->frame's channel frameCh when
 // data is true, synthesis into target (2048 samples, or 1024 downsampled).
+// With ps, target is the left channel and ps->right the right one.
 void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int frameCh, bool data,
-                     const int32_t *time, const PcmTarget &target);
+                     const int32_t *time, const PcmTarget &target, PsStage *ps);
 
 }  // namespace fxaac::sbr
 

@@ -10,21 +10,6 @@ constexpr int kMaxRelBorders = 3;       // bs_num_rel_0 / _1 are 2-bit counts
 constexpr int kMaxFixFixEnvelopes = 4;  // 2^tmp, tmp = 3 (8 envelopes) is refused
 constexpr int kMaxCodeLength = 20;      // longest SBR codeword (sbr_tables.h)
 
-// One Huffman-coded delta: walks the tree from its root. Past the cursor's
-// end the bits read as zeros, which still reach a leaf within the longest
-// codeword (the caller checks the position afterwards).
-int decode_delta(BitCursor *r, const HuffmanTree &tree)
-{
-    int node = 0;
-    for (int i = 0; i < kMaxCodeLength; i++) {
-        int next = tree.nodes[node][read_bit(r)];
-        if (next < 0)
-            return -(next + 1) - tree.lav;
-        node = next;
-    }
-    return 0;  // not reached: every code of the books is complete
-}
-
 // The border fields of sbr_grid() before they become t_E.
 struct GridFields {
     int absLead, absTrail;  // absBordLead, absBordTrail
@@ -189,7 +174,7 @@ void read_envelope(BitCursor *r, const FrequencyTables &t, bool balance, SbrChan
         if (c->dfEnv[l] == 0)
             e[k++] = static_cast<int16_t>(read_bits(r, startBits));
         for (; k < bands; k++)
-            e[k] = static_cast<int16_t>(decode_delta(r, c->dfEnv[l] ? timeBook : freqBook));
+            e[k] = static_cast<int16_t>(read_huffman_delta(r, c->dfEnv[l] ? timeBook : freqBook));
     }
 }
 
@@ -205,7 +190,7 @@ void read_noise(BitCursor *r, const FrequencyTables &t, bool balance, SbrChannel
         if (c->dfNoise[q] == 0)
             n[k++] = static_cast<int16_t>(read_bits(r, kNoiseStartBits));
         for (; k < t.nNoise; k++)
-            n[k] = static_cast<int16_t>(decode_delta(r, c->dfNoise[q] ? timeBook : freqBook));
+            n[k] = static_cast<int16_t>(read_huffman_delta(r, c->dfNoise[q] ? timeBook : freqBook));
     }
 }
 
@@ -312,6 +297,20 @@ int32_t read_single_channel(BitCursor *r, const SbrHeader &h, const FrequencyTab
 bool past(const BitCursor *r, int32_t endBit) { return r->overrun || r->bitsConsumed > endBit; }
 
 }  // namespace
+
+// Past the cursor's end the bits read as zeros, which still reach a leaf
+// within the longest codeword (the caller checks the position afterwards).
+int read_huffman_delta(BitCursor *r, const HuffmanTree &tree)
+{
+    int node = 0;
+    for (int i = 0; i < kMaxCodeLength; i++) {
+        int next = tree.nodes[node][read_bit(r)];
+        if (next < 0)
+            return -(next + 1) - tree.lav;
+        node = next;
+    }
+    return 0;  // not reached: every code of the books is complete
+}
 
 int32_t read_sbr_header(BitCursor *r, int32_t endBit, SbrHeader *h)
 {

@@ -45,6 +45,12 @@ constexpr int kEnvStartBits = 7;  // bs_env_start_value_level at 1.5 dB; one les
 constexpr int kNoiseStartBits = 5;
 constexpr int kExtensionIdPs = 2;  // EXTENSION_ID_PS of bs_extension_id
 
+struct HuffmanTree;
+
+// One Huffman-coded value of the SBR and PS codebooks (sbr_tables.h): the
+// codebook index less its lav.
+int read_huffman_delta(BitCursor *r, const HuffmanTree &tree);
+
 // Where the parametric stereo data of sbr_data()'s extended data lies: the
 // cursor at ps_data() (after its 2-bit bs_extension_id) and the bits from
 // there to the end of the extended data, which ps_data() and whatever

@@ -240,6 +240,7 @@ void Session::note_sbr()
     constexpr uint32_t kSbrTypes = 1u << 13 | 1u << 14;
     if (memory_->he.sbrActive == 1) {
         report_->sbr = true;
+        report_->ps = memory_->he.psActive == 1;
         report_->sbrErrors = static_cast<uint64_t>(memory_->he.sbrErrors);
         return;
     }

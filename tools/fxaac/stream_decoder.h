@@ -43,6 +43,7 @@ struct DecodeReport {
     uint64_t tagBytes = 0;           // metadata tags at the end of the input
     bool sbrData = false;            // frames carry SBR data that is not decoded
     bool sbr = false;                // HE-AAC: the SBR high band is decoded
+    bool ps = false;                 // HE-AAC v2: parametric stereo turns the mono core to stereo
     uint64_t sbrErrors = 0;          // SBR payloads refused (frames without a high band)
     uint64_t samplesPerChannel = 0;  // concealment included
     uint64_t payloadBytes = 0;  // compressed bytes of the frames, headers of ADTS frames included
