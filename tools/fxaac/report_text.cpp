@@ -31,7 +31,9 @@ void print_info(FILE *out, const DecodeReport &r, bool trim)
     std::fprintf(out, "%-15s%s (audio object type %d)%s%s\n", "object type",
                  typeName ? typeName : "unknown", r.audioObjectType,
                  r.kind == InputKind::Raw ? ", assumed for raw input" : "",
-                 r.ps ? ", with SBR and PS: HE-AAC v2" : r.sbr ? ", with SBR: HE-AAC" : "");
+                 r.ps    ? ", with SBR and PS: HE-AAC v2"
+                 : r.sbr ? ", with SBR: HE-AAC"
+                         : "");
     std::fprintf(out, "%-15s%d Hz\n", "sampling rate", r.sampleRate);
     std::fprintf(out, "%-15s%d\n", "channels", r.channels);
     std::fprintf(out, "%-15s%" PRIu64 "\n", "frames", r.frames);
