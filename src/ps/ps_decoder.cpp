@@ -11,7 +11,6 @@ namespace {
 
 constexpr int32_t kInputLimit = 1 << 27;
 constexpr int32_t kOutputLimit = 1 << 30;
-constexpr int32_t kOne30 = 1 << 30;
 // Transient detection (ISO/IEC 14496-3 8.6.4.5.3): peak decay factor in Q16,
 // smoothing weight 1/4 (a shift of 2), transient impact 1.5.
 constexpr int64_t kPeakDecayQ16 = 50196;  // 0.76592833836465
@@ -132,27 +131,25 @@ void hybrid_analysis_34(const PsDecoder &p, int32_t (*s)[2])
             complex_filter(p, b, kHybrid34Band2[i], s[20 + 4 * (b - 2) + i]);
 }
 
-// The slot's bands s: hybrid sub-bands of the split QMF bands, then the
-// others delayed by 6 slots.
-void hybrid_analysis(PsDecoder *p, const int32_t in[kQmfBands][2], int32_t (*s)[2])
+// The slot's bands s: hybrid sub-bands of the split QMF bands (from the
+// rows 6 slots ahead), then the others.
+void hybrid_analysis(PsDecoder *p, const int32_t ahead[kMaxSplit][2],
+                     const int32_t in[kQmfBands][2], int32_t (*s)[2])
 {
     const Layout &l = layout(*p);
     int32_t(*ring)[2] = p->lowRing[p->slots % kHybridTaps];
     for (int b = 0; b < kMaxSplit; b++) {
-        ring[b][0] = clamp(in[b][0], kInputLimit);
-        ring[b][1] = clamp(in[b][1], kInputLimit);
+        ring[b][0] = clamp(ahead[b][0], kInputLimit);
+        ring[b][1] = clamp(ahead[b][1], kInputLimit);
     }
     if (p->bands34)
         hybrid_analysis_34(*p, s);
     else
         hybrid_analysis_20(*p, s);
-    int32_t(*delayed)[2] = p->delayRing[p->slots % kHybridDelay];
     for (int b = l.split; b < kQmfBands; b++) {
         const int k = l.hybrid + b - l.split;
-        s[k][0] = delayed[b][0];
-        s[k][1] = delayed[b][1];
-        delayed[b][0] = clamp(in[b][0], kInputLimit);
-        delayed[b][1] = clamp(in[b][1], kInputLimit);
+        s[k][0] = clamp(in[b][0], kInputLimit);
+        s[k][1] = clamp(in[b][1], kInputLimit);
     }
 }
 
@@ -393,13 +390,6 @@ void mix(const Layout &l, bool bands34, const Matrix *h, const int32_t (*s)[2],
     }
 }
 
-void identity(Matrix *m)
-{
-    std::memset(m, 0, sizeof *m);
-    m->h[0][0] = kOne30;
-    m->h[1][0] = kOne30;
-}
-
 void reset_signal_state(PsDecoder *p)
 {
     std::memset(p, 0, offsetof(PsDecoder, from));
@@ -408,15 +398,9 @@ void reset_signal_state(PsDecoder *p)
 
 }  // namespace
 
-void reset_ps(PsDecoder *p)
-{
-    std::memset(p, 0, sizeof *p);
-    for (Matrix &m : p->to)
-        identity(&m);
-    for (Matrix &m : p->from)
-        identity(&m);
-    p->frame.numEnv = 0;
-}
+// The matrices start at zero: the first envelope fades the output in, as
+// the reference decoders do.
+void reset_ps(PsDecoder *p) { std::memset(p, 0, sizeof *p); }
 
 void start_ps_frame(PsDecoder *p, const PsFrame *frame)
 {
@@ -433,18 +417,15 @@ void start_ps_frame(PsDecoder *p, const PsFrame *frame)
     }
     p->frame = *frame;
     envelope_targets(p, 0);
-    if (!p->started)
-        for (int b = 0; b < kMaxParBands; b++)
-            p->from[b] = p->to[b];
-    p->started = 1;
 }
 
-void ps_slot(PsDecoder *p, int slot, const int32_t in[kQmfBands][2], int32_t left[kQmfBands][2],
+void ps_slot(PsDecoder *p, int slot, const int32_t ahead[kMaxSplit][2],
+             const int32_t in[kQmfBands][2], int32_t left[kQmfBands][2],
              int32_t right[kQmfBands][2])
 {
     const Layout &l = layout(*p);
     int32_t s[kMaxBands][2], d[kMaxBands][2];
-    hybrid_analysis(p, in, s);
+    hybrid_analysis(p, ahead, in, s);
     decorrelate(p, l, s, d);
     Matrix h[kMaxParBands];
     if (p->frame.numEnv == 0) {

@@ -37,9 +37,8 @@ struct Matrix {
 };
 
 struct PsDecoder {
-    // Hybrid analysis: the last 13 slots of the split bands, the last 6 of all.
+    // Hybrid analysis: the last 13 slots of the split bands.
     int32_t lowRing[kHybridTaps][kMaxSplit][2];
-    int32_t delayRing[kHybridDelay][kQmfBands][2];
     // Decorrelator.
     int32_t preDelay[kPreDelay][kMaxAllpass][2];
     int32_t link0[3][kMaxAllpass][2];
@@ -60,8 +59,7 @@ struct PsDecoder {
     uint32_t slots;    // slots decoded since the reset (ring positions)
     uint8_t bands34;   // the configuration in use
     uint8_t envelope;  // the envelope in progress
-    uint8_t started;   // parameters were seen
-    uint8_t reserved;
+    uint8_t reserved[2];
 };
 
 void reset_ps(PsDecoder *p);
@@ -69,8 +67,11 @@ void reset_ps(PsDecoder *p);
 // Takes one frame's parameters (nullptr or numEnv 0: the last ones hold).
 void start_ps_frame(PsDecoder *p, const PsFrame *frame);
 
-// One slot (0..31 of the frame): the mono QMF row in, left and right out.
-void ps_slot(PsDecoder *p, int slot, const int32_t in[kQmfBands][2], int32_t left[kQmfBands][2],
+// One slot (0..31 of the frame): the mono QMF row of the slot and the
+// first kMaxSplit bands of the row 6 slots later in, left and right out
+// (left may be in).
+void ps_slot(PsDecoder *p, int slot, const int32_t ahead[kMaxSplit][2],
+             const int32_t in[kQmfBands][2], int32_t left[kQmfBands][2],
              int32_t right[kQmfBands][2]);
 
 }  // namespace fxaac::ps

@@ -252,11 +252,13 @@ void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int fr
             rowEnd = 0;  // refused: no high band
     }
 
-    QmfRow in, right;
+    QmfRow in, right, ahead;
     for (int l = 0; l < kSlots; l++) {
         compose_slot(c, rows, l, kx, m, firstSlot, rowEnd, in);
         if (ps != nullptr) {
-            ps::ps_slot(ps->decoder, l, in, in, right);
+            // The hybrid filters of the lowest bands look 6 slots ahead.
+            compose_slot(c, rows, l + ps::kHybridDelay, kx, m, firstSlot, rowEnd, ahead);
+            ps::ps_slot(ps->decoder, l, ahead, in, in, right);
             synthesize(d, ps->synthesis, right, w->slot, ps->right, l);
         }
         synthesize(d, &c.synthesis, in, w->slot, target, l);

@@ -2,7 +2,7 @@
 // parameters (ISO/IEC 14496-3 8.6.4.6): fed with noise, its left and right
 // outputs have, per parameter band, the power ratio that IID asks for, the
 // coherence that ICC asks for and the phase difference that IPD asks for;
-// with IID 0 and ICC 1 both are the input, delayed by the hybrid filters.
+// with IID 0 and ICC 1 both are the input.
 #include <cmath>
 #include <complex>
 #include <cstring>
@@ -49,7 +49,7 @@ std::vector<Sums> run(const PsFrame &f, int frames)
     std::mt19937 rng(7);
     std::normal_distribution<double> noise(0, 1 << 20);
     std::vector<Sums> sums(kQmfBands);
-    int32_t in[kQmfBands][2], l[kQmfBands][2], r[kQmfBands][2];
+    int32_t in[kQmfBands][2], ahead[kMaxSplit][2], l[kQmfBands][2], r[kQmfBands][2];
     for (int frame = 0; frame < frames + 3; frame++) {
         start_ps_frame(&p, &f);
         for (int n = 0; n < kSlots; n++) {
@@ -57,7 +57,11 @@ std::vector<Sums> run(const PsFrame &f, int frames)
                 x[0] = static_cast<int32_t>(noise(rng));
                 x[1] = static_cast<int32_t>(noise(rng));
             }
-            ps_slot(&p, n, in, l, r);
+            for (auto &x : ahead) {
+                x[0] = static_cast<int32_t>(noise(rng));
+                x[1] = static_cast<int32_t>(noise(rng));
+            }
+            ps_slot(&p, n, ahead, in, l, r);
             if (frame < 3)
                 continue;
             for (int b = 0; b < kQmfBands; b++) {
@@ -122,28 +126,30 @@ TEST(PsMixing, NeutralParametersGiveTheInputOnBothSides)
         const PsFrame f = uniform_frame(bands34, false, 0, 0, 0);
         std::mt19937 rng(3);
         std::uniform_int_distribution<int32_t> v(-(1 << 24), 1 << 24);
-        int32_t in[40][kQmfBands][2], l[kQmfBands][2], r[kQmfBands][2];
-        double err = 0, power = 0;
-        for (int n = 0; n < 40; n++) {
-            if (n % kSlots == 0)
-                start_ps_frame(&p, &f);
-            for (auto &x : in[n]) {
+        static int32_t in[2 * kSlots + kHybridDelay][kQmfBands][2];
+        int32_t l[kQmfBands][2], r[kQmfBands][2];
+        for (auto &row : in)
+            for (auto &x : row) {
                 x[0] = v(rng);
                 x[1] = v(rng);
             }
-            ps_slot(&p, n % kSlots, in[n], l, r);
-            if (n < kHybridDelay)
+        double err = 0, power = 0;
+        for (int n = 0; n < 2 * kSlots; n++) {
+            if (n % kSlots == 0)
+                start_ps_frame(&p, &f);
+            ps_slot(&p, n % kSlots, in[n + kHybridDelay], in[n], l, r);
+            if (n < kSlots)  // the first envelope fades in from zero
                 continue;
             for (int b = 0; b < kQmfBands; b++)
                 for (int c = 0; c < 2; c++) {
                     EXPECT_EQ(l[b][c], r[b][c]);
-                    const double e = l[b][c] - in[n - kHybridDelay][b][c];
+                    const double e = l[b][c] - in[n][b][c];
                     err += e * e;
-                    power += double(in[n - kHybridDelay][b][c]) * in[n - kHybridDelay][b][c];
+                    power += double(in[n][b][c]) * in[n][b][c];
                 }
         }
-        // The hybrid filters sum back to a delay of 6 slots (to their
-        // coefficients' precision).
+        // The hybrid filters of the rows 6 slots ahead sum back to this slot
+        // (to their coefficients' precision).
         EXPECT_LT(10 * std::log10(err / power), -60) << "34 " << bands34;
     }
 }
