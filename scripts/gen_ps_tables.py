@@ -15,12 +15,14 @@ formulas:
        beta = alpha (c1 - c2) / sqrt(2),
        h11 = c2 cos(beta + alpha), h12 = c1 cos(beta - alpha),
        h21 = c2 sin(beta + alpha), h22 = c1 sin(beta - alpha);
-  R_B: alpha = atan2(2 c rho, c^2 - 1) / 2, mu = 1 + (4 rho^2 - 4) / (c + 1/c)^2,
+  R_B: rho = max(rho, 0.05) (R_B does not carry negative coherence),
+       alpha = atan2(2 c rho, c^2 - 1) / 2, mu = 1 + (4 rho^2 - 4) / (c + 1/c)^2,
        gamma = atan(sqrt((1 - sqrt(mu)) / (1 + sqrt(mu)))),
        h11 = sqrt(2) cos(alpha) cos(gamma), h12 = sqrt(2) sin(alpha) cos(gamma),
        h21 = -sqrt(2) sin(alpha) sin(gamma), h22 = sqrt(2) cos(alpha) sin(gamma).
   Either way the outputs l = h11 s + h21 d, r = h12 s + h22 d of uncorrelated s
-  and d of equal power have the power ratio c^2 and the coherence rho.
+  and d of equal power have the power ratio c^2 and the coherence rho (R_B: its
+  rho).
 * kPhase[k]: (cos, sin) of k pi / 4, Q30, the IPD/OPD steps.
 * kPhaseSmooth[8 a + b]: the unit phasor of 1 + e^(i pi a / 4) / 2 + e^(i pi b / 4) / 4,
   Q30: the smoothed phase of a value and its two predecessors, relative to the
@@ -55,6 +57,7 @@ F_CENTER_34 = [x / 24 for x in (2, 6, 10, 14, 18, 22, 26, 30, 34, -10, -6, -2, 5
 ALLPASS_QMF_END = 23   # QMF bands below 23 (and every hybrid band) go through the all-pass links
 PHI_FRACT = 0.39
 DECAY_SLOPE = 0.05
+RHO_MIN_B = 0.05
 
 
 def parse(path):
@@ -106,6 +109,7 @@ def mix_a(c, rho):
 
 
 def mix_b(c, rho):
+    rho = max(rho, RHO_MIN_B)
     alpha = math.atan2(2 * c * rho, c * c - 1) / 2
     mu = 1 + (4 * rho * rho - 4) / (c + 1 / c) ** 2
     root = math.sqrt(max(0.0, mu))
