@@ -8,7 +8,9 @@
 //   bit 2     downsampled output (32-band synthesis)
 //   bits 3-5  the SBR rate
 //   bit 6     24-bit output
-//   bit 7     without bit 0: two single channel elements, one per channel
+//   bit 7     without bit 0: two single channel elements, one per channel;
+//             neither bit: one single channel element with parametric
+//             stereo (its data in the payloads' extended data), stereo out
 // then frames: per element a length byte n and n payload bytes (the
 // element's sbr_extension_data from its first bit), each payload held in an
 // exactly sized heap block. Every frame is decoded whether its payloads were
@@ -19,6 +21,7 @@
 
 #include "fuzz_common.h"
 
+#include "ps/ps_syntax.h"
 #include "sbr/sbr_decoder.h"
 
 using namespace fxaac;
@@ -51,6 +54,26 @@ void test_signal(int32_t *time, int frame)
     }
 }
 
+// Parametric stereo of a single channel element, as the HE-AAC call runs it.
+struct PsRun {
+    ps::PsDecoder decoder;
+    ps::PsSyntaxState syntax;
+    sbr::QmfSynthesisState synthesis;
+    ps::PsFrame frame;
+};
+
+void take_ps(PsRun *p, sbr::SbrExtension *ext, bool taken)
+{
+    bool ok = false;
+    if (taken && ext->hasPs) {
+        const int32_t end = aac_get_processed_bits(&ext->psCursor) + ext->psBits;
+        const int32_t rc = ps::read_ps_data(&ext->psCursor, end, &p->syntax, &p->frame);
+        FUZZ_CHECK(rc <= 0, "read_ps_data returned %d", rc);
+        ok = rc == 0;
+    }
+    ps::start_ps_frame(&p->decoder, ok ? &p->frame : nullptr);
+}
+
 // The next length-prefixed payload of the input, copied into an exact heap
 // block; n is its length (the data may end before the length byte says).
 std::unique_ptr<uint8_t[]> next_payload(const uint8_t *data, size_t size, size_t *pos, size_t *n)
@@ -79,7 +102,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::unique_ptr<sbr::SbrDecoder> d(new sbr::SbrDecoder);
     std::unique_ptr<sbr::SbrWork> w(new sbr::SbrWork);
     sbr::init_decoder(d.get(), rate, down);
-    const int channels = pair || twoSingles ? 2 : 1;
+    const bool withPs = !pair && !twoSingles;
+    std::unique_ptr<PsRun> ps(new PsRun);
+    ps::reset_ps(&ps->decoder);
+    ps::reset_ps_syntax(&ps->syntax);
+    sbr::qmf_synthesis_reset(&ps->synthesis);
+    const int channels = 2;
     const int elements = twoSingles ? 2 : 1;
     const size_t sampleBytes = format == 2 ? sizeof(int32_t) : sizeof(int16_t);
     const size_t outBytes = sampleBytes * channels * (down ? 1 : 2) * FXAAC_FRAME_LENGTH;
@@ -94,17 +122,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         for (int e = 0; e < elements; e++) {
             size_t n;
             auto payload = next_payload(data, size, &pos, &n);
+            sbr::SbrExtension ext{};
             const int32_t rc = sbr::read_element(d.get(), w.get(), e, payload.get(), 0,
-                                                 static_cast<int32_t>(8 * n), crc, pair);
+                                                 static_cast<int32_t>(8 * n), crc, pair, &ext);
             FUZZ_CHECK(rc <= 0, "read_element returned %d", rc);
+            if (withPs)
+                take_ps(ps.get(), &ext, rc == 0);
             taken += rc == 0;
             if (verbose && rc != 0)
                 std::fprintf(stderr, "frame %d, element %d: refused (%d)\n", frame, e, rc);
             // A pair's channels share the element; single elements have one each.
             for (int k = e; k < (pair ? 2 : e + 1); k++) {
                 const sbr::PcmTarget target{out.get(), channels, k, format};
+                sbr::PsStage stage{&ps->decoder, &ps->synthesis, {out.get(), 2, 1, format}};
                 sbr::process_channel(d.get(), w.get(), k, e, pair ? k : 0, rc == 0, time.get(),
-                                     target);
+                                     target, withPs ? &stage : nullptr);
             }
         }
         frames++;

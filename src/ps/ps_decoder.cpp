@@ -14,7 +14,7 @@ constexpr int32_t kOutputLimit = 1 << 30;
 // Transient detection (ISO/IEC 14496-3 8.6.4.5.3): peak decay factor in Q16,
 // smoothing weight 1/4 (a shift of 2), transient impact 1.5.
 constexpr int64_t kPeakDecayQ16 = 50196;  // 0.76592833836465
-constexpr int kPowerShift = 4;            // energies of samples >> 4: below 2^51 summed
+constexpr int kPowerShift = 4;  // energies of samples >> 4 (|s| < 2^30): below 2^55 summed
 
 int32_t clamp(int64_t x, int32_t limit)
 {
@@ -189,7 +189,9 @@ void transient_gains(PsDecoder *p, const Layout &l, const int32_t (*s)[2], int32
         power[par[k]] += re * re + im * im;
     }
     for (int i = 0; i < l.parBands; i++) {
-        const int64_t decayed = (p->peakDecay[i] * kPeakDecayQ16) >> 16;
+        const int64_t peak = p->peakDecay[i];  // < 2^55: split to keep the product in range
+        const int64_t decayed = (peak >> 16) * kPeakDecayQ16 +
+                                (((peak & 0xffff) * kPeakDecayQ16) >> 16);
         p->peakDecay[i] = power[i] > decayed ? power[i] : decayed;
         p->smoothPower[i] += (power[i] - p->smoothPower[i]) >> 2;
         p->smoothPeakDiff[i] += (p->peakDecay[i] - power[i] - p->smoothPeakDiff[i]) >> 2;
