@@ -116,6 +116,10 @@ const SbrPayloadRef *payload_of(const Block &b, int element)
     return nullptr;
 }
 
+// Parametric stereo applies to the frames of a mono core (a stream that
+// turns stereo decodes its stereo frames as they are).
+bool ps_on(const HeAacDecoder *d, int32_t channels) { return d->psActive == 1 && channels == 1; }
+
 // One core channel through the SBR decoder (and parametric stereo) into
 // the interleaved output of the core's channel count.
 void process(HeAacDecoder *d, int k, int element, int frameCh, bool data, const int32_t *time,
@@ -123,7 +127,7 @@ void process(HeAacDecoder *d, int k, int element, int frameCh, bool data, const 
 {
     SbrMemory *m = sbr_memory(d);
     const int32_t format = d->core.pcmFormat;
-    if (d->psActive == 1) {
+    if (ps_on(d, channels)) {
         sbr::PsStage stage{&m->ps.decoder, &m->ps.synthesis, {output, 2, 1, format}};
         sbr::process_channel(&m->decoder, &m->work, k, element, frameCh, data, time,
                              {output, 2, 0, format}, &stage);
@@ -156,7 +160,7 @@ void on_channel(void *ctx, int k, const int32_t *time)
         }
         if (d->psActive < 0)
             decide_ps(d, b, f->data[element] && ext.hasPs);
-        if (d->psActive == 1 && take_ps(d, f, &ext, f->data[element]) < 0) {
+        if (ps_on(d, b.channels) && take_ps(d, f, &ext, f->data[element]) < 0) {
             f->warning = FXAAC_ERR_SBR_DATA;
             d->sbrErrors++;
         }
@@ -171,7 +175,7 @@ void finish_frame(HeAacDecoder *d, const FrameCall &f, FrameStatus *st)
         return;
     if (!d->downsampled)
         st->outputSamples *= 2;
-    if (d->psActive == 1)
+    if (ps_on(d, f.block.channels))
         st->outputSamples *= 2;
     if (f.data[0] || f.data[1])
         d->sbrFrames++;
@@ -288,13 +292,13 @@ int32_t AACPlusHeAacConceal(HeAacDecoder *decoder, void *output, FrameStatus *st
     const int32_t channels = core->lastChannels;
     if (channels < 1 || channels > FXAAC_MAX_CHANNELS)
         return 0;
-    if (decoder->psActive == 1)
+    if (ps_on(decoder, channels))
         ps::start_ps_frame(&sbr_memory(decoder)->ps.decoder, nullptr);
     for (int k = 0; k < channels; k++) {
         conceal_channel(core, k, decoder->handOff);
         process(decoder, k, 0, 0, false, decoder->handOff, output, channels);
     }
-    const int32_t outChannels = decoder->psActive == 1 ? 2 : channels;
+    const int32_t outChannels = ps_on(decoder, channels) ? 2 : channels;
     status->outputSamples = outChannels * FXAAC_FRAME_LENGTH * (decoder->downsampled ? 1 : 2);
     return status->outputSamples;
 }
