@@ -14,15 +14,16 @@ from fxaac_harness.bits import BitWriter
 from fxaac_harness.reference import run_ffmpeg
 from vectorgen.rewrap import SAMPLE_RATES
 
-SIGNALLING = ('implicit', 'explicit', 'backward')
+SIGNALLING = ('implicit', 'explicit', 'backward', 'explicit_ps', 'backward_ps')
 
 
 def asc_bits(core_sfi, chn, signalling, out_sfi=None):
     """The bits of the AudioSpecificConfig of an AAC-LC core at rate index core_sfi with SBR
-    at rate index out_sfi, as signalling says."""
+    at rate index out_sfi, as signalling says (the _ps forms: parametric stereo, object type 29
+    or psPresentFlag after the sync extension 0x548)."""
     w = BitWriter()
-    if signalling == 'explicit':
-        w.put(5, 5)                  # audioObjectType: SBR
+    if signalling in ('explicit', 'explicit_ps'):
+        w.put(29 if signalling == 'explicit_ps' else 5, 5)   # audioObjectType: PS or SBR
         w.put(core_sfi, 4)
         w.put(chn, 4)
         w.put(out_sfi, 4)            # extensionSamplingFrequencyIndex
@@ -32,11 +33,14 @@ def asc_bits(core_sfi, chn, signalling, out_sfi=None):
         w.put(core_sfi, 4)
         w.put(chn, 4)
     w.put(0, 3)                      # frameLengthFlag, dependsOnCoreCoder, extensionFlag
-    if signalling == 'backward':
+    if signalling in ('backward', 'backward_ps'):
         w.put(0x2B7, 11)             # syncExtensionType
         w.put(5, 5)                  # extensionAudioObjectType
         w.put(1, 1)                  # sbrPresentFlag
         w.put(out_sfi, 4)
+    if signalling == 'backward_ps':
+        w.put(0x548, 11)             # syncExtensionType
+        w.put(1, 1)                  # psPresentFlag
     return w.bits
 
 

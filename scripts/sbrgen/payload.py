@@ -261,8 +261,9 @@ def put_invf(w, c):
 
 
 def put_extended(w, e):
-    """bs_extended_data: a dummy extension (bs_extension_id e.extension_id, never 2 = parametric
-    stereo) whose payload bits the decoder skips, then the fill bits of the extension size."""
+    """bs_extended_data: one extension (bs_extension_id e.extension_id: 2 with parametric stereo
+    data of sbrgen/ps_frames.py, else a dummy whose payload bits the decoder skips), then the
+    fill bits of the extension size."""
     w.put(1 if e.extension is not None else 0, 1)
     if e.extension is None:
         return

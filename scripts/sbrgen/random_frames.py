@@ -120,8 +120,10 @@ def map_reference(prev, prev_res, res, tab):
 class Generator:
     """Frames for one element (SCE: 1 channel, CPE: 2) at SBR output rate fs."""
 
-    def __init__(self, fs, channels, preset, seed):
+    def __init__(self, fs, channels, preset, seed, ps=None):
         self.fs, self.nch, self.p = fs, channels, preset
+        self.ps = ps                 # a ps_frames.PsGenerator: its data as the extended data
+        self.ps_bits = None
         self.rng = random.Random(seed)
         self.hist = [ChannelHistory() for _ in range(channels)]
         self.header = None
@@ -325,6 +327,9 @@ class Generator:
         if rng.random() < p.extended:
             e.extension_id = rng.choice((0, 1, 3))
             e.extension = self.extension_bits(rng.randint(0, 20))
+        if self.ps_bits is not None:
+            e.extension_id = 2
+            e.extension = self.ps_bits
         if rng.random() < p.extra_fill:
             e.extra_fill_bytes = rng.randint(1, 20)
         e.decoded = decoded
@@ -345,6 +350,7 @@ class Generator:
     def next(self):
         """The element data of the next frame, as extension_payload() bits and the record."""
         header, changed = self.next_header()
+        self.ps_bits = self.ps.next() if self.ps is not None else None
         for attempt in range(50):
             saved = copy.deepcopy((self.hist, self.rng.getstate()))
             e = self.make_frame(header, changed)

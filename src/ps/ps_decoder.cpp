@@ -404,20 +404,35 @@ void reset_signal_state(PsDecoder *p)
 // the reference decoders do.
 void reset_ps(PsDecoder *p) { std::memset(p, 0, sizeof *p); }
 
+// A frame without new parameters repeats the last envelope's (before any:
+// all indices 0, IID 0 dB and ICC 1) over one envelope.
+void hold_parameters(PsFrame *f)
+{
+    if (f->numEnv > 1) {
+        const int last = f->numEnv - 1;
+        std::memcpy(f->iid[0], f->iid[last], sizeof f->iid[0]);
+        std::memcpy(f->icc[0], f->icc[last], sizeof f->icc[0]);
+        std::memcpy(f->ipd[0], f->ipd[last], sizeof f->ipd[0]);
+        std::memcpy(f->opd[0], f->opd[last], sizeof f->opd[0]);
+    }
+    f->numEnv = 1;
+    f->border[0] = kSlots - 1;
+}
+
 void start_ps_frame(PsDecoder *p, const PsFrame *frame)
 {
     for (int b = 0; b < kMaxParBands; b++)
         p->from[b] = p->to[b];
     p->envelope = 0;
     if (frame == nullptr || frame->numEnv == 0) {
-        p->frame.numEnv = 0;
-        return;
+        hold_parameters(&p->frame);
+    } else {
+        if (frame->bands34 != p->bands34) {
+            reset_signal_state(p);
+            p->bands34 = frame->bands34;
+        }
+        p->frame = *frame;
     }
-    if (frame->bands34 != p->bands34) {
-        reset_signal_state(p);
-        p->bands34 = frame->bands34;
-    }
-    p->frame = *frame;
     envelope_targets(p, 0);
 }
 
@@ -429,18 +444,14 @@ void ps_slot(PsDecoder *p, int slot, const int32_t ahead[kMaxSplit][2],
     int32_t s[kMaxBands][2], d[kMaxBands][2];
     hybrid_analysis(p, ahead, in, s);
     decorrelate(p, l, s, d);
-    Matrix h[kMaxParBands];
-    if (p->frame.numEnv == 0) {
-        std::memcpy(h, p->to, sizeof h);
-    } else {
-        if (slot > p->frame.border[p->envelope]) {
-            p->envelope++;
-            for (int b = 0; b < kMaxParBands; b++)
-                p->from[b] = p->to[b];
-            envelope_targets(p, p->envelope);
-        }
-        slot_matrices(*p, slot, h);
+    if (slot > p->frame.border[p->envelope] && p->envelope + 1 < p->frame.numEnv) {
+        p->envelope++;
+        for (int b = 0; b < kMaxParBands; b++)
+            p->from[b] = p->to[b];
+        envelope_targets(p, p->envelope);
     }
+    Matrix h[kMaxParBands];
+    slot_matrices(*p, slot, h);
     int32_t lh[kMaxBands][2], rh[kMaxBands][2];
     mix(l, p->bands34 != 0, h, s, d, lh, rh);
     hybrid_synthesis(l, p->bands34 != 0, lh, left);

@@ -64,7 +64,8 @@ struct PsDecoder {
 
 void reset_ps(PsDecoder *p);
 
-// Takes one frame's parameters (nullptr or numEnv 0: the last ones hold).
+// Takes one frame's parameters (nullptr or numEnv 0: the last envelope's
+// hold, all zero before any).
 void start_ps_frame(PsDecoder *p, const PsFrame *frame);
 
 // One slot (0..31 of the frame): the mono QMF row of the slot and the
