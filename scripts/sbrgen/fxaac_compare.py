@@ -72,9 +72,10 @@ def difference(a, b, lag, chans):
     return Stats(n, math.sqrt(sq / total) if total else math.nan, mx)
 
 
-def dual_mono_fault(dec, chn, who):
-    """A complaint when a mono stream written as two channels has two different ones."""
-    if chn == 1 and dec.channels == 2 and list(dec.samples[0]) != list(dec.samples[1]):
+def dual_mono_fault(dec, chn, who, ps=False):
+    """A complaint when a mono stream written as two channels has two different ones (unless
+    parametric stereo makes it stereo)."""
+    if chn == 1 and not ps and dec.channels == 2 and list(dec.samples[0]) != list(dec.samples[1]):
         return f'{who}: channel 1 differs from channel 0'
     return ''
 
@@ -129,8 +130,10 @@ def compare_stream(d, row, fxaac, emulator='', adts_results=None, tmp=None):
     reference). adts_results maps the ADTS streams compared so far to their Results: a derived
     form must decode like its ADTS stream, and where one reference cannot read the form, the
     ADTS stream's yardstick (the same blocks) stands in."""
-    name, kind, sgn, rate, chn, _, _, ref = row
+    name, kind, sgn, rate, chn, preset, _, ref = row
     rate, chn = int(rate), int(chn)
+    ps = preset.startswith('ps_')
+    out_chn = 2 if ps else chn       # parametric stereo: a mono core decodes to stereo
     path = d / name
     adts_results = {} if adts_results is None else adts_results
     extra = ['--raw', '--rate', str(rate), '--channels', str(chn)] if kind == 'raw' else []
@@ -151,18 +154,20 @@ def compare_stream(d, row, fxaac, emulator='', adts_results=None, tmp=None):
     for who, dec in (('ffmpeg', ff), ('faad', fa)):
         if dec.error:
             notes.append(dec.error)
-        fault = dual_mono_fault(dec, chn, who) if dec.samples else ''
+        fault = dual_mono_fault(dec, chn, who, ps) if dec.samples else ''
         if fault:
             notes.append(fault)
+        if ps and dec.samples and dec.channels != 2:
+            notes.append(f'{who}: {dec.channels} channel(s) for parametric stereo')
     fx_ff = fx_fa = ff_fa = None
     if fx.samples and ff.samples:
-        fx_ff = difference(fx.samples, ff.samples, 0, chn)
+        fx_ff = difference(fx.samples, ff.samples, 0, min(out_chn, fx.channels, ff.channels))
     if fa.samples and fa.rate:
         lag = 2048 if fa.rate == 2 * rate else 1024      # faad's missing first frame
         if fx.samples and fx.rate == fa.rate:
-            fx_fa = difference(fx.samples, fa.samples, lag, chn)
+            fx_fa = difference(fx.samples, fa.samples, lag, min(out_chn, fx.channels, fa.channels))
         if ff.samples and ff.rate == fa.rate:
-            ff_fa = difference(ff.samples, fa.samples, lag, chn)
+            ff_fa = difference(ff.samples, fa.samples, lag, min(out_chn, ff.channels, fa.channels))
     if ff.samples and fa.samples:
         verdict = accuracy_verdict(fx, ff, fa, fx_ff, ff_fa, rate, notes)
     elif ff.samples and base is not None and base.fa is not None:
