@@ -59,7 +59,8 @@ bool start_track(Session &s, const Mp4Track &track, std::string *error)
               " (track ID " + std::to_string(track.trackId) + ")";
     const std::vector<uint8_t> &asc = track.audioSpecificConfig;
     r.audioObjectType = asc_object_type(asc.data(), asc.size());
-    if (r.audioObjectType != 2 && r.audioObjectType != 5 && r.audioObjectType != 17) {
+    if (r.audioObjectType != 2 && r.audioObjectType != 5 && r.audioObjectType != 29 &&
+        r.audioObjectType != 17) {
         *error = track_prefix(track) + fxaac_unsupported_type_text(r.audioObjectType);
         return false;
     }

@@ -19,6 +19,15 @@ std::string format_duration(double seconds)
     return text;
 }
 
+// What the stream carries beside its AAC-LC core, unless its object type
+// (SBR 5, PS 29) names it already.
+const char *extension_text(const DecodeReport &r)
+{
+    if (r.ps)
+        return r.audioObjectType == 29 ? "" : ", with SBR and PS: HE-AAC v2";
+    return r.sbr && r.audioObjectType != 5 ? ", with SBR: HE-AAC" : "";
+}
+
 void print_info(FILE *out, const DecodeReport &r, bool trim)
 {
     const double seconds = r.sampleRate > 0
@@ -31,9 +40,7 @@ void print_info(FILE *out, const DecodeReport &r, bool trim)
     std::fprintf(out, "%-15s%s (audio object type %d)%s%s\n", "object type",
                  typeName ? typeName : "unknown", r.audioObjectType,
                  r.kind == InputKind::Raw ? ", assumed for raw input" : "",
-                 r.ps    ? ", with SBR and PS: HE-AAC v2"
-                 : r.sbr ? ", with SBR: HE-AAC"
-                         : "");
+                 extension_text(r));
     std::fprintf(out, "%-15s%d Hz\n", "sampling rate", r.sampleRate);
     std::fprintf(out, "%-15s%d\n", "channels", r.channels);
     std::fprintf(out, "%-15s%" PRIu64 "\n", "frames", r.frames);
