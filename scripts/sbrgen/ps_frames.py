@@ -31,13 +31,17 @@ class PsPreset:
     variable: float = 0.0          # chance of frame_class 1 (variable borders)
     env_idx: tuple = (1,)          # num_env_idx choices of frame_class 0
     dt: float = 0.5                # chance of time deltas where allowed
+    steady: float = 0.7            # chance that an envelope's values step from the last ones
     about: str = ''
 
 
 PS_PRESETS = {
-    'ps_10_a': PsPreset(iid_modes=(0,), icc_modes=(0,), about='10 bands, R_A, normal IID'),
-    'ps_20_a': PsPreset(about='20 bands, mixing R_A, normal IID, no IPD/OPD'),
-    'ps_20_a_fine': PsPreset(iid_modes=(4,), icc_modes=(1,), about='20 bands, fine IID'),
+    'ps_10_a': PsPreset(iid_modes=(0,), icc_modes=(0,), dt=0.0,
+                        about='10 bands, R_A, normal IID, frequency deltas only'),
+    'ps_20_a': PsPreset(dt=0.0, about='20 bands, mixing R_A, normal IID, frequency deltas only'),
+    'ps_20_a_dt': PsPreset(about='20 bands, mixing R_A, time deltas across frames too'),
+    'ps_20_a_fine': PsPreset(iid_modes=(4,), icc_modes=(1,), dt=0.0,
+                             about='20 bands, fine IID, frequency deltas only'),
     'ps_20_a_ipd': PsPreset(ipd=1.0, about='20 bands with IPD/OPD in every frame'),
     'ps_34_a': PsPreset(iid_modes=(2, 5), icc_modes=(2,), ipd=0.5,
                         about='34 bands, R_A, IPD/OPD in half the frames'),
@@ -130,8 +134,12 @@ class PsGenerator:
         """sent envelopes of one parameter; returns the values of the last one."""
         prev = self.last.get(kind)
         for e in range(sent):
-            v = self.walk(count, lo, hi) if not phase else \
-                [self.rng.randint(lo, hi) for _ in range(count)]
+            if phase:
+                v = [self.rng.randint(lo, hi) for _ in range(count)]
+            elif prev is not None and prev[0] == count and self.rng.random() < self.p.steady:
+                v = [min(hi, max(lo, x + self.rng.randint(-2, 2))) for x in prev[2]]
+            else:
+                v = self.walk(count, lo, hi)
             dt = prev is not None and prev[0] == count and prev[1] == grid and \
                 self.rng.random() < self.p.dt
             put(bits, 1 if dt else 0, 1)
