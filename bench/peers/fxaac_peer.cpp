@@ -47,7 +47,8 @@ public:
         if (heaac_) {
             AACPlusHeAacDecode(he_.get(), s.frame(i), s.frame_bytes(i), pcm_, &st);
             out.rate = he_->outputRate;
-            out.channels = he_->core.channels;
+            // Parametric stereo turns a mono core into two channels.
+            out.channels = he_->psActive == 1 ? 2 : he_->core.channels;
         } else {
             const int32_t sbr = 0;
             AACPlusDecodeBuffer(&lc_->core, s.frame(i), s.frame_bytes(i), pcm_, &st, &sbr);
