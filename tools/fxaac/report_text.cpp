@@ -39,8 +39,7 @@ void print_info(FILE *out, const DecodeReport &r, bool trim)
         std::fprintf(out, "%-15s%s\n", "track", r.track.c_str());
     std::fprintf(out, "%-15s%s (audio object type %d)%s%s\n", "object type",
                  typeName ? typeName : "unknown", r.audioObjectType,
-                 r.kind == InputKind::Raw ? ", assumed for raw input" : "",
-                 extension_text(r));
+                 r.kind == InputKind::Raw ? ", assumed for raw input" : "", extension_text(r));
     std::fprintf(out, "%-15s%d Hz\n", "sampling rate", r.sampleRate);
     std::fprintf(out, "%-15s%d\n", "channels", r.channels);
     std::fprintf(out, "%-15s%" PRIu64 "\n", "frames", r.frames);
