@@ -2,9 +2,10 @@
 // read from hand-made AudioSpecificConfigs (object type 5, the sync
 // extension, the "HEAAC" marker, LATM), the bounded contract of
 // AACPlusHeAacDecode, and the core calls left as they were (AACPlusDecode
-// skips the SBR data, AACPlusHeaderDecode refuses object type 5). The stream
-// is the first frames of an HE-AAC test stream (tests/decoder/data, written
-// by gen_heaac_streams.py).
+// skips the SBR data, AACPlusHeaderDecode refuses object type 5), and a mono
+// stream with parametric stereo. The streams are the first frames of HE-AAC
+// test streams (tests/decoder/data: fixfix_music_22k_s of scripts/sbr-streams;
+// ps_20_music_22k_m, the first six frames of tests/heaac/streams/ps_20_ipd_22k_m).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -404,4 +405,43 @@ TEST(HeAacOutput, DownsampledKeepsTheCoreRate)
     const Frames f = decode_adts(he, hs.heAacAdts);
     expect_consistent(he, f, Streams::kCoreRate, FXAAC_FRAME_LENGTH);
     EXPECT_EQ(he->sbrActive, 1);
+}
+
+// HE-AAC v2: a mono stream whose SBR data carries parametric stereo decodes
+// to two channels from its first frame (implicit), and an object type 29
+// configuration says so before any frame. The core call stays mono.
+TEST(HeAacV2, MonoCoreWithParametricStereoDecodesToStereo)
+{
+    const std::vector<uint8_t> stream = read_stream("ps_20_music_22k_m.aac");
+    ASSERT_FALSE(stream.empty());
+    HeAac he;
+    const Frames f = decode_adts(he, stream);
+    ASSERT_EQ(f.pcm.size(), static_cast<size_t>(Streams::kFrames));
+    EXPECT_EQ(he->psActive, 1);
+    EXPECT_EQ(he->psFrames, Streams::kFrames);
+    EXPECT_EQ(he->outputRate, 2 * Streams::kCoreRate);
+    size_t differ = 0;
+    for (size_t i = 0; i < f.pcm.size(); i++) {
+        ASSERT_EQ(f.pcm[i].size(), 2u * FXAAC_HEAAC_FRAME_LENGTH) << i;
+        EXPECT_EQ(f.errors[i], 0) << i;
+        for (size_t n = 0; n < f.pcm[i].size(); n += 2)
+            differ += f.pcm[i][n] != f.pcm[i][n + 1];
+    }
+    EXPECT_GT(differ, 1000u) << "left and right are one signal";
+
+    HeAac v2;
+    BitWriter w;  // object type 29, mono core at 22050 Hz, SBR at 44100 Hz
+    w.put(29, 5).put(kCoreSf, 4).put(1, 4).put(4, 4).put(2, 5).put(0, 3);
+    EXPECT_GE(v2.header(w.data()), 0);
+    EXPECT_EQ(v2->psSignalled, 1);
+    EXPECT_EQ(v2->sbrSignalled, 1);
+
+    Instance lc;  // the core call: one channel, 1024 samples
+    EXPECT_EQ(lc.header(stream.data()), 0);
+    std::vector<int16_t> out(2 * FXAAC_FRAME_LENGTH);
+    FrameStatus st;
+    const int32_t sbrFlag = 0;
+    AACPlusDecodeBuffer(lc.dec.get(), stream.data(), static_cast<int32_t>(stream.size()),
+                        out.data(), &st, &sbrFlag);
+    EXPECT_EQ(st.outputSamples, FXAAC_FRAME_LENGTH);
 }
