@@ -40,6 +40,8 @@ PS_PRESETS = {
                         about='10 bands, R_A, normal IID, frequency deltas only'),
     'ps_20_a': PsPreset(dt=0.0, about='20 bands, mixing R_A, normal IID, frequency deltas only'),
     'ps_20_a_dt': PsPreset(about='20 bands, mixing R_A, time deltas across frames too'),
+    'ps_20_a_once': PsPreset(dt=0.0, header_every=1 << 30,
+                             about='20 bands, R_A, frequency deltas, the header once'),
     'ps_20_a_fine': PsPreset(iid_modes=(4,), icc_modes=(1,), dt=0.0,
                              about='20 bands, fine IID, frequency deltas only'),
     'ps_20_a_ipd': PsPreset(ipd=1.0, about='20 bands with IPD/OPD in every frame'),
