@@ -1,11 +1,13 @@
 // The memory of an HE-AAC decoder (HeAacDecoder) and of its parts, in bytes,
 // as this build lays them out: the record the caller gives, the core's part
 // and the SBR decoder's state (kept from frame to frame) and work (per frame
-// call) inside the record's opaque SBR area.
+// call) inside the record's opaque SBR area, beside parametric stereo's.
 #include <cstdio>
 
 #include <fxaac/fxaac_heaac.h>
 
+#include "ps/ps_decoder.h"
+#include "ps/ps_syntax.h"
 #include "sbr/sbr_decoder.h"
 
 namespace {
@@ -42,5 +44,13 @@ int main()
     row("adjust (HfAdjustWork)", sizeof(SbrWork::adjust), 3);
     row("slot", sizeof(SbrWork::slot), 3);
     row("SBR state + work in use", sizeof(SbrDecoder) + sizeof(SbrWork), 2);
+    const size_t ps = sizeof(fxaac::ps::PsDecoder) + sizeof(fxaac::ps::PsSyntaxState) +
+                      sizeof(QmfSynthesisState) + sizeof(fxaac::ps::PsFrame);
+    row("parametric stereo (state)", ps, 2);
+    row("PsDecoder (filters, decorrelator, mixing)", sizeof(fxaac::ps::PsDecoder), 3);
+    row("QmfSynthesisState (right channel)", sizeof(QmfSynthesisState), 3);
+    row("PsSyntaxState + PsFrame", sizeof(fxaac::ps::PsSyntaxState) + sizeof(fxaac::ps::PsFrame),
+        3);
+    row("SBR and PS in use", sizeof(SbrDecoder) + sizeof(SbrWork) + ps, 2);
     return 0;
 }
