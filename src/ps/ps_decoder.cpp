@@ -380,12 +380,29 @@ void mix_one(const int32_t h1[2], const int32_t h2[2], bool conj, const int32_t 
     out[1] = clamp((im + (int64_t{1} << 29)) >> 30, kOutputLimit);
 }
 
+// x = h1 s + h2 d for real h1, h2 (Q30): mix_one's sums without their zero
+// terms, so the same bits.
+void mix_real(int32_t h1, int32_t h2, const int32_t s[2], const int32_t d[2], int32_t out[2])
+{
+    for (int c = 0; c < 2; c++) {
+        const int64_t v = int64_t{h1} * s[c] + int64_t{h2} * d[c];
+        out[c] = clamp((v + (int64_t{1} << 29)) >> 30, kOutputLimit);
+    }
+}
+
+bool is_real(const Matrix &m) { return (m.h[0][1] | m.h[1][1] | m.h[2][1] | m.h[3][1]) == 0; }
+
 void mix(const Layout &l, bool bands34, const Matrix *h, const int32_t (*s)[2],
          const int32_t (*d)[2], int32_t (*left)[2], int32_t (*right)[2])
 {
     const uint8_t *par = par_map(bands34);
     for (int k = 0; k < l.bands; k++) {
         const Matrix &m = h[par[k]];
+        if (is_real(m)) {
+            mix_real(m.h[0][0], m.h[2][0], s[k], d[k], left[k]);
+            mix_real(m.h[1][0], m.h[3][0], s[k], d[k], right[k]);
+            continue;
+        }
         const bool conj = k < l.hybrid && negative(l, k);
         mix_one(m.h[0], m.h[2], conj, s[k], d[k], left[k]);
         mix_one(m.h[1], m.h[3], conj, s[k], d[k], right[k]);
