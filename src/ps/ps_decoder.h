@@ -2,12 +2,12 @@
 // signal of the SBR decoder and one frame's parameters to the left and right
 // QMF signals, one QMF slot at a time.
 //
-// Per slot: hybrid analysis (the lowest QMF bands split into sub-bands, the
-// others delayed to match the filters' delay of 6 slots), the decorrelated
-// signal d (all-pass links and delays, ducked at transients), the mixing of s
-// and d into l and r by the interpolated matrices of the parameters, and the
-// hybrid synthesis (sub-bands summed back). The output lags the input by 6
-// QMF slots.
+// Per slot: hybrid analysis (the lowest QMF bands split into sub-bands by
+// filters of 6 slots' delay, fed from the rows 6 slots ahead so that the
+// output keeps the mono input's timing), the decorrelated signal d (all-pass
+// links and delays, ducked at transients), the mixing of s and d into l and r
+// by the interpolated matrices of the parameters, and the hybrid synthesis
+// (sub-bands summed back).
 //
 // Sample format: QMF samples as the SBR decoder's (X_iso * 2^5); inputs are
 // clamped to +-2^27 and outputs saturate at +-2^30.
