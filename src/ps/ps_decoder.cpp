@@ -134,7 +134,7 @@ void hybrid_analysis_34(const PsDecoder &p, int32_t (*s)[2])
 // The slot's bands s: hybrid sub-bands of the split QMF bands (from the
 // rows 6 slots ahead), then the others.
 void hybrid_analysis(PsDecoder *p, const int32_t ahead[kMaxSplit][2],
-                     const int32_t in[kQmfBands][2], int32_t (*s)[2])
+                     const int32_t in[kQmfBands][2], int qmfEnd, int32_t (*s)[2])
 {
     const Layout &l = layout(*p);
     int32_t(*ring)[2] = p->lowRing[p->slots % kHybridTaps];
@@ -146,7 +146,7 @@ void hybrid_analysis(PsDecoder *p, const int32_t ahead[kMaxSplit][2],
         hybrid_analysis_34(*p, s);
     else
         hybrid_analysis_20(*p, s);
-    for (int b = l.split; b < kQmfBands; b++) {
+    for (int b = l.split; b < qmfEnd; b++) {
         const int k = l.hybrid + b - l.split;
         s[k][0] = clamp(in[b][0], kInputLimit);
         s[k][1] = clamp(in[b][1], kInputLimit);
@@ -158,7 +158,7 @@ constexpr uint8_t kHybridQmf20[10] = {0, 0, 0, 0, 0, 0, 1, 1, 2, 2};
 constexpr uint8_t kHybridQmf34[32] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1,
                                       1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4};
 
-void hybrid_synthesis(const Layout &l, bool bands34, const int32_t (*x)[2],
+void hybrid_synthesis(const Layout &l, bool bands34, const int32_t (*x)[2], int qmfEnd,
                       int32_t out[kQmfBands][2])
 {
     const uint8_t *qmf = bands34 ? kHybridQmf34 : kHybridQmf20;
@@ -171,20 +171,21 @@ void hybrid_synthesis(const Layout &l, bool bands34, const int32_t (*x)[2],
         out[b][0] = clamp(sum[b][0], kOutputLimit);
         out[b][1] = clamp(sum[b][1], kOutputLimit);
     }
-    for (int b = l.split; b < kQmfBands; b++) {
+    for (int b = l.split; b < qmfEnd; b++) {
         out[b][0] = x[l.hybrid + b - l.split][0];
         out[b][1] = x[l.hybrid + b - l.split][1];
     }
+    std::memset(out[qmfEnd], 0, sizeof(int32_t) * 2 * static_cast<size_t>(kQmfBands - qmfEnd));
 }
 
 // ---- Decorrelator (ISO/IEC 14496-3 8.6.4.5) ----
 
 // Transient ducking gains per parameter band, Q31, from the slot's energies.
-void transient_gains(PsDecoder *p, const Layout &l, const int32_t (*s)[2], int32_t *gain)
+void transient_gains(PsDecoder *p, const Layout &l, const int32_t (*s)[2], int bands, int32_t *gain)
 {
     int64_t power[kMaxParBands] = {};
     const uint8_t *par = par_map(p->bands34 != 0);
-    for (int k = 0; k < l.bands; k++) {
+    for (int k = 0; k < bands; k++) {
         const int64_t re = s[k][0] >> kPowerShift, im = s[k][1] >> kPowerShift;
         power[par[k]] += re * re + im * im;
     }
@@ -238,11 +239,11 @@ void allpass(PsDecoder *p, bool bands34, int k, const int32_t x[2], int32_t out[
     out[1] = w[1];
 }
 
-void decorrelate(PsDecoder *p, const Layout &l, const int32_t (*s)[2], int32_t (*d)[2])
+void decorrelate(PsDecoder *p, const Layout &l, const int32_t (*s)[2], int bands, int32_t (*d)[2])
 {
     int32_t gain[kMaxParBands];
-    transient_gains(p, l, s, gain);
-    for (int k = 0; k < l.bands; k++) {
+    transient_gains(p, l, s, bands, gain);
+    for (int k = 0; k < bands; k++) {
         int32_t y[2];
         if (k < l.allpass) {
             allpass(p, p->bands34 != 0, k, s[k], y);
@@ -393,10 +394,10 @@ void mix_real(int32_t h1, int32_t h2, const int32_t s[2], const int32_t d[2], in
 bool is_real(const Matrix &m) { return (m.h[0][1] | m.h[1][1] | m.h[2][1] | m.h[3][1]) == 0; }
 
 void mix(const Layout &l, bool bands34, const Matrix *h, const int32_t (*s)[2],
-         const int32_t (*d)[2], int32_t (*left)[2], int32_t (*right)[2])
+         const int32_t (*d)[2], int bands, int32_t (*left)[2], int32_t (*right)[2])
 {
     const uint8_t *par = par_map(bands34);
-    for (int k = 0; k < l.bands; k++) {
+    for (int k = 0; k < bands; k++) {
         const Matrix &m = h[par[k]];
         if (is_real(m)) {
             mix_real(m.h[0][0], m.h[2][0], s[k], d[k], left[k]);
@@ -413,6 +414,21 @@ void reset_signal_state(PsDecoder *p)
 {
     std::memset(p, 0, offsetof(PsDecoder, from));
     p->slots = 0;
+}
+
+// The QMF bands that need processing this slot: those with input within the
+// last kLongDelay + 1 slots (a band quiet for longer has only zeros in its
+// delay line, and gives zeros), and always those of the all-pass links,
+// whose state rings on.
+int active_end(PsDecoder *p, const int32_t in[kQmfBands][2])
+{
+    int end = kQmfBands;
+    while (end > 0 && (in[end - 1][0] | in[end - 1][1]) == 0)
+        end--;
+    p->recentEnd[p->slots % kRecentSlots] = static_cast<uint8_t>(end);
+    for (uint8_t e : p->recentEnd)
+        end = e > end ? e : end;
+    return end > kAllpassQmfEnd ? end : kAllpassQmfEnd;
 }
 
 }  // namespace
@@ -458,9 +474,11 @@ void ps_slot(PsDecoder *p, int slot, const int32_t ahead[kMaxSplit][2],
              int32_t right[kQmfBands][2])
 {
     const Layout &l = layout(*p);
+    const int qmfEnd = active_end(p, in);
+    const int bands = l.hybrid + qmfEnd - l.split;
     int32_t s[kMaxBands][2], d[kMaxBands][2];
-    hybrid_analysis(p, ahead, in, s);
-    decorrelate(p, l, s, d);
+    hybrid_analysis(p, ahead, in, qmfEnd, s);
+    decorrelate(p, l, s, bands, d);
     if (slot > p->frame.border[p->envelope] && p->envelope + 1 < p->frame.numEnv) {
         p->envelope++;
         for (int b = 0; b < kMaxParBands; b++)
@@ -470,9 +488,9 @@ void ps_slot(PsDecoder *p, int slot, const int32_t ahead[kMaxSplit][2],
     Matrix h[kMaxParBands];
     slot_matrices(*p, slot, h);
     int32_t lh[kMaxBands][2], rh[kMaxBands][2];
-    mix(l, p->bands34 != 0, h, s, d, lh, rh);
-    hybrid_synthesis(l, p->bands34 != 0, lh, left);
-    hybrid_synthesis(l, p->bands34 != 0, rh, right);
+    mix(l, p->bands34 != 0, h, s, d, bands, lh, rh);
+    hybrid_synthesis(l, p->bands34 != 0, lh, qmfEnd, left);
+    hybrid_synthesis(l, p->bands34 != 0, rh, qmfEnd, right);
     p->slots++;
 }
 

@@ -30,6 +30,8 @@ constexpr int kPreDelay = 2;    // slots before the links
 constexpr int kLongDelay = 14;  // slots, QMF bands 23..34
 constexpr int kLongDelayBands = 35 - 23;
 constexpr int kShortDelayBands = kQmfBands - 35;  // QMF bands 35..63, one slot
+constexpr int kAllpassQmfEnd = 23;                // QMF bands below: all-pass links
+constexpr int kRecentSlots = kLongDelay + 2;      // slots whose input ends are kept
 
 // Complex Q30 mixing matrix: h11, h12, h21, h22.
 struct Matrix {
@@ -55,10 +57,11 @@ struct PsDecoder {
     Matrix to[kMaxParBands];
     int8_t ipdHistory[2][kMaxPhaseBands];  // the two envelopes before, newest first
     int8_t opdHistory[2][kMaxPhaseBands];
-    PsFrame frame;     // this frame's parameters
-    uint32_t slots;    // slots decoded since the reset (ring positions)
-    uint8_t bands34;   // the configuration in use
-    uint8_t envelope;  // the envelope in progress
+    PsFrame frame;                    // this frame's parameters
+    uint8_t recentEnd[kRecentSlots];  // QMF bands with input, per recent slot
+    uint32_t slots;                   // slots decoded since the reset (ring positions)
+    uint8_t bands34;                  // the configuration in use
+    uint8_t envelope;                 // the envelope in progress
     uint8_t reserved[2];
 };
 
