@@ -51,6 +51,8 @@ int main()
     row("QmfSynthesisState (right channel)", sizeof(QmfSynthesisState), 3);
     row("PsSyntaxState + PsFrame", sizeof(fxaac::ps::PsSyntaxState) + sizeof(fxaac::ps::PsFrame),
         3);
-    row("SBR and PS in use", sizeof(SbrDecoder) + sizeof(SbrWork) + ps, 2);
+    // A mono stream's parametric stereo takes the place of the second channel.
+    row("SBR and PS in use (mono stream)",
+        sizeof(SbrDecoder) + sizeof(SbrWork) + ps - sizeof(SbrChannel), 2);
     return 0;
 }

@@ -29,7 +29,7 @@
 FXAAC_EXTERN_C_BEGIN
 
 #define FXAAC_HEAAC_FRAME_LENGTH 2048 /* samples per channel and frame at the doubled rate */
-#define FXAAC_HEAAC_SBR_BYTES 58368   /* SBR state and work of two channels, parametric stereo */
+#define FXAAC_HEAAC_SBR_BYTES 48128   /* SBR state and work of two channels, parametric stereo */
 
 /* Flags of AACPlusHeAacInit. */
 #define FXAAC_HEAAC_DOWNSAMPLED 1 /* SBR output at the core rate (32-band synthesis) */

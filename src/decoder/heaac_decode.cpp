@@ -1,6 +1,7 @@
 // The HE-AAC calls: the core's frame stages with the SBR decoder hooked in
 // after block parsing (the element's SBR payloads) and after each channel's
 // synthesis (its samples, handed over at full precision).
+#include <cstddef>
 #include <cstring>
 
 #include <fxaac/fxaac_heaac.h>
@@ -26,16 +27,33 @@ struct PsMemory {
     ps::PsFrame frame;
 };
 
-// The opaque memory of the record: the SBR decoder and its frame work.
+// The opaque memory of the record: the SBR decoder's frame work and state.
+// Parametric stereo comes with a mono core, whose SBR decoder leaves its
+// second channel unused: the PS memory takes that channel's place (the last
+// member of the decoder) and the spare bytes after it. A frame of two
+// channels takes the second channel back (psOwnsSecond 0, the channel
+// reset); a frame of one gives it to parametric stereo again (reset too).
+constexpr size_t kPsSpare = sizeof(PsMemory) - sizeof(sbr::SbrChannel);
 struct SbrMemory {
-    sbr::SbrDecoder decoder;
     sbr::SbrWork work;
-    PsMemory ps;
+    int32_t psOwnsSecond;  // 1: decoder.channel[1] holds the PS memory
+    sbr::SbrDecoder decoder;
+    uint8_t psSpare[kPsSpare];
 };
+static_assert(sizeof(PsMemory) > sizeof(sbr::SbrChannel), "the spare bytes hold the rest");
+static_assert(offsetof(sbr::SbrDecoder, channel) + 2 * sizeof(sbr::SbrChannel) ==
+                  sizeof(sbr::SbrDecoder),
+              "the second channel ends the decoder");
+static_assert(offsetof(SbrMemory, psSpare) ==
+                  offsetof(SbrMemory, decoder) + sizeof(sbr::SbrDecoder),
+              "the spare bytes follow the decoder");
+static_assert(alignof(sbr::SbrChannel) % alignof(PsMemory) == 0, "PS memory aligned there");
 static_assert(sizeof(SbrMemory) <= FXAAC_HEAAC_SBR_BYTES, "FXAAC_HEAAC_SBR_BYTES holds it");
 static_assert(alignof(SbrMemory) <= alignof(uint64_t), "HeAacDecoder::sbr aligns it");
 
 SbrMemory *sbr_memory(HeAacDecoder *d) { return reinterpret_cast<SbrMemory *>(d->sbr); }
+
+PsMemory &ps_memory(SbrMemory *m) { return *reinterpret_cast<PsMemory *>(&m->decoder.channel[1]); }
 
 constexpr int32_t kHeaderCopyBytes = 5200;  // the longest ADIF header (16 PCEs) is under 5 KB
 
@@ -79,6 +97,31 @@ bool on_parsed(void *ctx, const Block &b)
     return f->d->sbrActive == 1;
 }
 
+void give_second_to_ps(SbrMemory *m)
+{
+    PsMemory &p = ps_memory(m);
+    std::memset(&p, 0, sizeof p);
+    ps::reset_ps(&p.decoder);
+    ps::reset_ps_syntax(&p.syntax);
+    sbr::qmf_synthesis_reset(&p.synthesis);
+    m->psOwnsSecond = 1;
+}
+
+// Before a frame of a stream with parametric stereo: the second SBR channel
+// to whom the frame's channel count needs it.
+void claim_second(HeAacDecoder *d, int32_t channels)
+{
+    SbrMemory *m = sbr_memory(d);
+    if (d->psActive != 1)
+        return;
+    if (channels == 2 && m->psOwnsSecond) {
+        sbr::reset_channel(&m->decoder.channel[1]);
+        m->psOwnsSecond = 0;
+    } else if (channels == 1 && !m->psOwnsSecond) {
+        give_second_to_ps(m);
+    }
+}
+
 // Parametric stereo, decided with the first SBR payload of a mono stream:
 // signalled, or found in that payload.
 void decide_ps(HeAacDecoder *d, const Block &b, bool found)
@@ -86,17 +129,14 @@ void decide_ps(HeAacDecoder *d, const Block &b, bool found)
     d->psActive = b.channels == 1 && (d->psSignalled == 1 || found) ? 1 : 0;
     if (d->psActive != 1)
         return;
-    PsMemory &p = sbr_memory(d)->ps;
-    ps::reset_ps(&p.decoder);
-    ps::reset_ps_syntax(&p.syntax);
-    sbr::qmf_synthesis_reset(&p.synthesis);
+    give_second_to_ps(sbr_memory(d));
 }
 
 // Reads the parametric stereo data that the element's payload carries, or
 // holds the last parameters. Returns 0 or a negative code.
 int32_t take_ps(HeAacDecoder *d, FrameCall *f, sbr::SbrExtension *ext, bool payload)
 {
-    PsMemory &p = sbr_memory(d)->ps;
+    PsMemory &p = ps_memory(sbr_memory(d));
     int32_t rc = 0;
     f->psData = false;
     if (payload && ext->hasPs) {
@@ -128,7 +168,8 @@ void process(HeAacDecoder *d, int k, int element, int frameCh, bool data, const 
     SbrMemory *m = sbr_memory(d);
     const int32_t format = d->core.pcmFormat;
     if (ps_on(d, channels)) {
-        sbr::PsStage stage{&m->ps.decoder, &m->ps.synthesis, {output, 2, 1, format}};
+        PsMemory &p = ps_memory(m);
+        sbr::PsStage stage{&p.decoder, &p.synthesis, {output, 2, 1, format}};
         sbr::process_channel(&m->decoder, &m->work, k, element, frameCh, data, time,
                              {output, 2, 0, format}, &stage);
         return;
@@ -145,6 +186,8 @@ void on_channel(void *ctx, int k, const int32_t *time)
     const Block &b = f->block;
     const bool pair = b.channels == 2 && !b.twoSingles;
     const int element = b.twoSingles ? k : 0;
+    if (k == 0)
+        claim_second(d, b.channels);
     if (k == 0 || b.twoSingles) {  // the element's first channel: read its payload
         const SbrPayloadRef *p = payload_of(b, element);
         sbr::SbrExtension ext{};
@@ -292,8 +335,9 @@ int32_t AACPlusHeAacConceal(HeAacDecoder *decoder, void *output, FrameStatus *st
     const int32_t channels = core->lastChannels;
     if (channels < 1 || channels > FXAAC_MAX_CHANNELS)
         return 0;
+    claim_second(decoder, channels);
     if (ps_on(decoder, channels))
-        ps::start_ps_frame(&sbr_memory(decoder)->ps.decoder, nullptr);
+        ps::start_ps_frame(&ps_memory(sbr_memory(decoder)).decoder, nullptr);
     for (int k = 0; k < channels; k++) {
         conceal_channel(core, k, decoder->handOff);
         process(decoder, k, 0, 0, false, decoder->handOff, output, channels);

@@ -160,18 +160,23 @@ void synthesize(const SbrDecoder *d, QmfSynthesisState *bank, const QmfRow in, i
 
 }  // namespace
 
+void reset_channel(SbrChannel *c)
+{
+    std::memset(c, 0, sizeof *c);
+    qmf_analysis_reset(&c->analysis);
+    qmf_synthesis_reset(&c->synthesis);
+    hf_generation_reset(&c->generation);
+    hf_adjust_reset(&c->adjustment);
+    c->prevKx = kLowBands;  // until SBR data comes: the whole core band, no high band
+}
+
 void init_decoder(SbrDecoder *d, int32_t sbrRate, bool downsampled)
 {
     std::memset(d, 0, sizeof *d);
     d->sbrRate = sbrRate;
     d->downsampled = downsampled ? 1 : 0;
-    for (SbrChannel &c : d->channel) {
-        qmf_analysis_reset(&c.analysis);
-        qmf_synthesis_reset(&c.synthesis);
-        hf_generation_reset(&c.generation);
-        hf_adjust_reset(&c.adjustment);
-        c.prevKx = kLowBands;  // until SBR data comes: the whole core band, no high band
-    }
+    for (SbrChannel &c : d->channel)
+        reset_channel(&c);
     for (SbrElement &e : d->element)
         reset_deltas(&e);
 }

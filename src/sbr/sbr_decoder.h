@@ -59,7 +59,7 @@ struct SbrDecoder {
     int32_t sbrRate;      // Hz: twice the core rate
     int32_t downsampled;  // 1: 32-band synthesis at the core rate
     SbrElement element[2];
-    SbrChannel channel[2];
+    SbrChannel channel[2];  // last: a mono stream may lend the second to other state
 };
 
 // Work memory of one frame call, shared by the channels in turn.
@@ -79,6 +79,9 @@ struct PcmTarget {
 };
 
 void init_decoder(SbrDecoder *d, int32_t sbrRate, bool downsampled);
+
+// One channel's state as init_decoder leaves it.
+void reset_channel(SbrChannel *c);
 
 // Reads one element's sbr_extension_data (bits long at bitPos of ptr; crc:
 // the fill element's type carries bs_sbr_crc_bits) into w->frame. pair: the

@@ -445,3 +445,29 @@ TEST(HeAacV2, MonoCoreWithParametricStereoDecodesToStereo)
                         out.data(), &st, &sbrFlag);
     EXPECT_EQ(st.outputSamples, FXAAC_FRAME_LENGTH);
 }
+
+// A stream that turns from mono with parametric stereo to stereo and back:
+// the stereo frames take the second SBR channel back from parametric stereo
+// and the mono ones give it again (its state begins afresh); every frame
+// comes out whole, two channels at the doubled rate.
+TEST(HeAacV2, TurningStereoAndBackKeepsEveryFrame)
+{
+    std::vector<uint8_t> stream = read_stream("ps_20_music_22k_m.aac");
+    const size_t mono = stream.size();
+    stream.insert(stream.end(), hs.heAacAdts.begin(), hs.heAacAdts.end());
+    stream.insert(stream.end(), stream.begin(), stream.begin() + static_cast<long>(mono));
+    HeAac he;
+    ASSERT_EQ(he.header(stream), 0);
+    const Frames f = decode_all(he, stream);
+    ASSERT_EQ(f.pcm.size(), static_cast<size_t>(3 * Streams::kFrames));
+    for (size_t i = 0; i < f.pcm.size(); i++) {
+        EXPECT_EQ(f.pcm[i].size(), 2u * FXAAC_HEAAC_FRAME_LENGTH) << i;
+        EXPECT_EQ(f.errors[i], 0) << i;
+    }
+    EXPECT_EQ(he->psFrames, 2 * Streams::kFrames);
+    const std::vector<int16_t> &last = f.pcm.back();
+    size_t differ = 0;
+    for (size_t n = 0; n < last.size(); n += 2)
+        differ += last[n] != last[n + 1];
+    EXPECT_GT(differ, 100u) << "parametric stereo did not come back";
+}
