@@ -187,6 +187,7 @@ typedef struct AacDecoder {
     int32_t lastChannels;          /* channels of the last decoded frame; 0 before the first */
     uint32_t fillExtensions;       /* bit t set: a fill element with extension_type t was met
                                     * since init (13 and 14: SBR data, ISO/IEC 14496-3 4.5.2.7) */
+    int32_t arithmetic;            /* FXAAC_ARITHMETIC_*: set by AACPlusDecoderSetArithmetic */
 } AacDecoder;
 
 /* Caller work memory bound to an instance (12288 bytes). */
@@ -284,6 +285,22 @@ FXAAC_API int32_t AACPlusDecodeBuffer(AacDecoder *instance, const uint8_t *input
  * 0, errorCode 0, outputSamples as returned. Returns the samples written,
  * all channels together (0 or 1024 per channel). */
 FXAAC_API int32_t AACPlusConcealFrame(AacDecoder *instance, void *output, FrameStatus *status);
+
+/* The arithmetic of the decoding stages after parsing.
+ * DEFAULT: the fixed-point arithmetic that the decoder's bit-exact results
+ *   are defined by (16-bit coefficients, truncating products).
+ * PRECISE: 32-bit coefficients and products rounded once, for output within
+ *   the full-accuracy limits of ISO/IEC 14496-26 at 24 bits; the same stream
+ *   syntax, caller memory and output layout, at somewhat more arithmetic per
+ *   frame. Its results are bit-identical on every machine as well, but
+ *   differ from the default's. */
+#define FXAAC_ARITHMETIC_DEFAULT 0
+#define FXAAC_ARITHMETIC_PRECISE 1
+
+/* Chooses the arithmetic of an initialised instance (AACPlusDecoderInit sets
+ * DEFAULT); it applies from the next frame on and may change between frames.
+ * Returns 0, or -1 for an unknown value (the instance is then unchanged). */
+FXAAC_API int32_t AACPlusDecoderSetArithmetic(AacDecoder *instance, int32_t arithmetic);
 
 /* Sampling frequency index for a rate in Hz, by the nominal-rate ranges of
  * ISO/IEC 14496-3 (rates outside every range map to 11, the 8000 Hz class). */

@@ -33,6 +33,7 @@ FXAAC_EXTERN_C_BEGIN
 
 /* Flags of AACPlusHeAacInit. */
 #define FXAAC_HEAAC_DOWNSAMPLED 1 /* SBR output at the core rate (32-band synthesis) */
+#define FXAAC_HEAAC_PRECISE 2     /* the core in FXAAC_ARITHMETIC_PRECISE (fxaac.h) */
 
 /* Status codes of the HE-AAC calls, beside those of fxaac.h. */
 enum {

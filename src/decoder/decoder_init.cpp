@@ -30,3 +30,11 @@ void AACPlusDecoderInit(AacDecoder *instance, DecoderWorkArea *work)
     fxaac::filter_bank_init(instance);
     instance->pnsSeed = kNoiseSeed;
 }
+
+int32_t AACPlusDecoderSetArithmetic(AacDecoder *instance, int32_t arithmetic)
+{
+    if (arithmetic != FXAAC_ARITHMETIC_DEFAULT && arithmetic != FXAAC_ARITHMETIC_PRECISE)
+        return -1;
+    instance->arithmetic = arithmetic;
+    return 0;
+}

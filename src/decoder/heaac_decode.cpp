@@ -282,6 +282,8 @@ void AACPlusHeAacInit(HeAacDecoder *decoder, int32_t pcmFormat, int32_t flags)
     std::memset(decoder, 0, sizeof *decoder);
     AACPlusDecoderInit(&decoder->core, &decoder->work);
     decoder->core.pcmFormat = pcmFormat;
+    if ((flags & FXAAC_HEAAC_PRECISE) != 0)
+        AACPlusDecoderSetArithmetic(&decoder->core, FXAAC_ARITHMETIC_PRECISE);
     decoder->flags = flags;
     decoder->sbrActive = -1;
     decoder->psActive = -1;

@@ -30,25 +30,31 @@ ChannelStream *stream_of(ChannelElement *e, const Block &b, int k)
 // second channel) and TNS; the second channel gets noise and TNS.
 void spectral_tools(AacDecoder *dec, const FrameBuffers &buf, Block *b, int k)
 {
+    const bool precise = dec->arithmetic == FXAAC_ARITHMETIC_PRECISE;
+    const auto pns = precise ? pns_decode_precise : pns_decode;
     ChannelElement *e = dec->elementRecord;
     ChannelStream *s;
     if (b->twoSingles) {
         s = &e->stream[k];
-        pns_decode(s, buf.spectrum[k], &dec->pnsSeed);
+        pns(s, buf.spectrum[k], &dec->pnsSeed);
     } else if (e->first_channel == k) {
         s = &e->stream[0];
         ChannelStream *partner = &e->stream[1];
         int32_t *other = buf.spectrum[e->second_channel & 1];
         ms_decode(s, partner, buf.spectrum[k], other);
-        pns_decode(s, buf.spectrum[k], &dec->pnsSeed);
+        pns(s, buf.spectrum[k], &dec->pnsSeed);
         if (b->channels == 2)
-            is_decode(s, partner, buf.spectrum[k], other);
+            (precise ? is_decode_precise : is_decode)(s, partner, buf.spectrum[k], other);
     } else {
         s = e->second_channel == k ? &e->stream[1] : &e->stream[0];
-        pns_decode(s, buf.spectrum[k], &dec->pnsSeed);
+        pns(s, buf.spectrum[k], &dec->pnsSeed);
     }
-    tns_decode_frame(s, &s->tns, dec->sfIndex, static_cast<int16_t>(dec->objectType),
-                     buf.spectrum[k], dec->scratchA);
+    const auto objectType = static_cast<int16_t>(dec->objectType);
+    if (precise)
+        tns_decode_frame_precise(s, &s->tns, dec->sfIndex, objectType, buf.spectrum[k],
+                                 dec->scratchA);
+    else
+        tns_decode_frame(s, &s->tns, dec->sfIndex, objectType, buf.spectrum[k], dec->scratchA);
     b->windowSequence[k] = s->window_sequence;
     b->windowShape[k] = s->window_shape;
 }
@@ -56,13 +62,14 @@ void spectral_tools(AacDecoder *dec, const FrameBuffers &buf, Block *b, int k)
 }  // namespace
 
 void fxaac::dequantize_channel(const ChannelStream *s, const int16_t *quantised, int32_t *spectrum,
-                               int32_t *grouped)
+                               int32_t *grouped, bool precise)
 {
+    const auto dequantize = precise ? dequantize_and_scale_precise : dequantize_and_scale;
     if (s->window_sequence == kEightShort) {
-        dequantize_and_scale(s, grouped, quantised);
+        dequantize(s, grouped, quantised);
         dec_quant_to_spec(s, spectrum, grouped);
     } else {
-        dequantize_and_scale(s, spectrum, quantised);  // in place in the decoder
+        dequantize(s, spectrum, quantised);  // in place in the decoder
     }
 }
 
@@ -76,7 +83,8 @@ void fxaac::reconstruct_block(AacDecoder *dec, FrameBuffers *buf, Block *b)
     }
     for (int k = 0; k < b->channels; k++)
         dequantize_channel(stream_of(dec->elementRecord, *b, k), buf->quantised[k],
-                           buf->spectrum[k], buf->work);
+                           buf->spectrum[k], buf->work,
+                           dec->arithmetic == FXAAC_ARITHMETIC_PRECISE);
     for (int k = 0; k < b->channels; k++)
         spectral_tools(dec, *buf, b, k);
 }

@@ -13,7 +13,7 @@ namespace fxaac {
 // One channel's quantised values to its scaled spectrum in window order;
 // eight short windows are dequantised into grouped (1024 words) first.
 void dequantize_channel(const ChannelStream *s, const int16_t *quantised, int32_t *spectrum,
-                        int32_t *grouped);
+                        int32_t *grouped, bool precise = false);
 
 // Dequantisation and scale factors per channel, then per channel M/S (on the
 // first channel's turn), noise substitution, intensity stereo and TNS.

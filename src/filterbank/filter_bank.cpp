@@ -19,6 +19,9 @@
 #include "filterbank/imdct.h"
 #include "filterbank/pcm_output.h"
 #include "fixedpoint/vector_ops.h"
+#include "precise/imdct_precise.h"
+#include "precise/precise_kernels.h"
+#include "precise/precise_tables.h"
 #include "syntax/ics_info.h"
 
 namespace {
@@ -72,43 +75,110 @@ void halve(const int32_t *x, int32_t *y, int32_t n)
     }
 }
 
+// The two arithmetics of the filterbank. The default one: the IMDCT of
+// filterbank/imdct.h, Q15 windows, and flat window parts of 1/2 (a halving
+// shift). The precise one: the IMDCT of precise/imdct_precise.h, whose
+// output is already at the window products' scale, and Q31 windows rounded.
+struct DefaultArithmetic {
+    using Coef = int16_t;
+    static void imdct(AacDecoder *d, int32_t *in, int32_t *out, int32_t N) { IMDCT(d, in, out, N); }
+    static const Coef *long_window(const AacDecoder *d, int shape) { return d->longWindow[shape]; }
+    static const Coef *short_window(const AacDecoder *d, int shape)
+    {
+        return d->shortWindow[shape];
+    }
+    static void flat(int32_t *x, int32_t n) { halve(x, x, n); }
+    static void rise(const int32_t *x, const Coef *w, int32_t *y, int n)
+    {
+        window_rise(x, w, y, n);
+    }
+    static void fall(const int32_t *x, const Coef *w, int32_t *y, int n)
+    {
+        window_fall(x, w, y, n);
+    }
+    static void rise_add(const int32_t *x, const Coef *w, int32_t *y, int n)
+    {
+        window_rise_add(x, w, y, n);
+    }
+    static void fall_add(const int32_t *x, const Coef *w, int32_t *y, int n)
+    {
+        window_fall_add(x, w, y, n);
+    }
+};
+
+struct PreciseArithmetic {
+    using Coef = int32_t;
+    static void imdct(AacDecoder *d, int32_t *in, int32_t *out, int32_t N)
+    {
+        imdct_precise(d, in, out, N);
+    }
+    static const Coef *long_window(const AacDecoder *, int shape)
+    {
+        return shape != 0 ? window_kbd_long_q31 : window_sine_long_q31;
+    }
+    static const Coef *short_window(const AacDecoder *, int shape)
+    {
+        return shape != 0 ? window_kbd_short_q31 : window_sine_short_q31;
+    }
+    static void flat(int32_t *, int32_t) {}
+    static void rise(const int32_t *x, const Coef *w, int32_t *y, int n)
+    {
+        window_rise_q31(x, w, y, n);
+    }
+    static void fall(const int32_t *x, const Coef *w, int32_t *y, int n)
+    {
+        window_fall_q31(x, w, y, n);
+    }
+    static void rise_add(const int32_t *x, const Coef *w, int32_t *y, int n)
+    {
+        window_rise_add_q31(x, w, y, n);
+    }
+    static void fall_add(const int32_t *x, const Coef *w, int32_t *y, int n)
+    {
+        window_fall_add_q31(x, w, y, n);
+    }
+};
+
 // First half of the stop window, in place: zero, rising short half, flat.
-void stop_rise(const int16_t *short_rise, int32_t *time)
+template <typename A>
+void stop_rise(const typename A::Coef *short_rise, int32_t *time)
 {
     my_vzero(time + kFlat - 1, kFlat);
-    window_rise(time + kFlat, short_rise, time + kFlat, kShortHalf);
-    halve(time + kFlat + kShortHalf, time + kFlat + kShortHalf, kFlat);
+    A::rise(time + kFlat, short_rise, time + kFlat, kShortHalf);
+    A::flat(time + kFlat + kShortHalf, kFlat);
 }
 
-// Second half of the start window into overlap: flat (the halved samples
+// Second half of the start window into overlap: flat (the scaled samples
 // are left in time as well), falling short half, zero.
-void start_fall(const int16_t *short_rise, int32_t *time, int32_t *overlap)
+template <typename A>
+void start_fall(const typename A::Coef *short_rise, int32_t *time, int32_t *overlap)
 {
     int32_t *second = time + kFrame;
-    halve(second, second, kFlat);
+    A::flat(second, kFlat);
     my_vcopy(second, overlap, kFlat);
-    window_fall(second + kFlat, short_rise + kShortHalf - 1, overlap + kFlat, kShortHalf);
+    A::fall(second + kFlat, short_rise + kShortHalf - 1, overlap + kFlat, kShortHalf);
     my_vzero(overlap + kFrame - 1, kFrame - kFlat - kShortHalf);
 }
 
 // ONLY_LONG, LONG_START and LONG_STOP. The rising edge takes the previous
 // frame's shape, the falling edge this frame's.
+template <typename A>
 void long_sequence(AacDecoder *instance, int32_t sequence, int shape, int previous,
                    int32_t *spectrum, int32_t *overlap, int32_t *time, const Output &out)
 {
-    IMDCT(instance, spectrum, time, kLongSize);
+    A::imdct(instance, spectrum, time, kLongSize);
     if (sequence == kLongStop) {
-        stop_rise(instance->shortWindow[previous], time);
+        stop_rise<A>(A::short_window(instance, previous), time);
     } else {
-        window_rise(time, instance->longWindow[previous], time, kFrame);
+        A::rise(time, A::long_window(instance, previous), time, kFrame);
     }
     add_saturate(time, overlap, overlap, kFrame);
     // overlap holds the finished samples: hand them over before it is reused.
     hand_over(out, overlap);
     if (sequence == kLongStart) {
-        start_fall(instance->shortWindow[shape], time, overlap);
+        start_fall<A>(A::short_window(instance, shape), time, overlap);
     } else {
-        window_fall(time + kFrame, instance->longWindow[shape] + kFrame - 1, overlap, kFrame);
+        A::fall(time + kFrame, A::long_window(instance, shape) + kFrame - 1, overlap, kFrame);
     }
 }
 
@@ -127,6 +197,7 @@ int32_t *short_scratch(AacDecoder *instance)
 // while the windows are accumulated into time, which starts as the old
 // overlap followed by zeros. The copies run in this order because the
 // spectrum may lie in time[1024..2047].
+template <typename A>
 void eight_short(AacDecoder *instance, int shape, int previous, const int32_t *spectrum,
                  int32_t *overlap, int32_t *time, const Output &out)
 {
@@ -134,12 +205,12 @@ void eight_short(AacDecoder *instance, int shape, int previous, const int32_t *s
     my_vcopy(spectrum, overlap, kFrame);
     my_vzero(time + kLongSize - 1, kFrame);
     int32_t *const u = short_scratch(instance);
-    const int16_t *const rise = instance->shortWindow[shape];
+    const typename A::Coef *const rise = A::short_window(instance, shape);
     for (int32_t k = 0; k < kShortWindows; ++k) {
         int32_t *const window = time + kFlat + k * kShortHalf;
-        IMDCT(instance, overlap + k * kShortHalf, u, kShortSize);
-        window_rise_add(u, k == 0 ? instance->shortWindow[previous] : rise, window, kShortHalf);
-        window_fall_add(u + kShortHalf, rise + kShortHalf - 1, window + kShortHalf, kShortHalf);
+        A::imdct(instance, overlap + k * kShortHalf, u, kShortSize);
+        A::rise_add(u, k == 0 ? A::short_window(instance, previous) : rise, window, kShortHalf);
+        A::fall_add(u + kShortHalf, rise + kShortHalf - 1, window + kShortHalf, kShortHalf);
     }
     // Windows 3 to 7 reach past the frame: 1024..1599, zeros after.
     my_vcopy(time + kFrame, overlap, kFrame);
@@ -160,9 +231,14 @@ void fxaac::ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t 
     // window_shape is a one-bit field; the mask keeps the table index in range.
     const int shape = window_shape & 1;
     const int previous = previous_shape & 1;
+    const bool precise = instance->arithmetic == FXAAC_ARITHMETIC_PRECISE;
     if (window_sequence == kEightShort) {
-        eight_short(instance, shape, previous, spectrum, overlap, time, out);
+        (precise ? eight_short<PreciseArithmetic>
+                 : eight_short<DefaultArithmetic>)(instance, shape, previous, spectrum, overlap,
+                                                   time, out);
     } else {
-        long_sequence(instance, window_sequence, shape, previous, spectrum, overlap, time, out);
+        (precise ? long_sequence<PreciseArithmetic>
+                 : long_sequence<DefaultArithmetic>)(instance, window_sequence, shape, previous,
+                                                     spectrum, overlap, time, out);
     }
 }

@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "fixedpoint/basic_ops.h"
+#include "precise/precise_ops.h"
+#include "precise/precise_tables.h"
 #include "syntax/ics_info.h"
 #include "tools/dequant_tables.h"
 
@@ -253,14 +255,19 @@ void fxaac::dec_quant_to_spec(const ChannelStream *stream, int32_t *dst, const i
     }
 }
 
-namespace fxaac {
+namespace {
 
+// The walk of dequantize_and_scale: band(sf, dst, src, from, to) for every
+// coded band, range(dst, src, from, to) for the lines no band covers.
+//
 // Band b of group g covers sect_sfb_offset[16 g + b] to [16 g + b + 1] from
 // the group's start (128 lines per window before it): the offsets rise from
 // 0 and end within the group (ics_info derives them from the band tables),
 // as apply_scalefactors takes them. The ends are still held to the group's
 // block, so that no write leaves the spectrum.
-void dequantize_and_scale(const ChannelStream *stream, int32_t *dst, const int16_t *src)
+template <typename Band, typename Range>
+void walk_bands(const ChannelStream *stream, int32_t *dst, const int16_t *src, Band band,
+                Range range)
 {
     constexpr int32_t kLines = FXAAC_FRAME_LENGTH;
     const int maxSfb = stream->max_sfb;
@@ -273,15 +280,82 @@ void dequantize_and_scale(const ChannelStream *stream, int32_t *dst, const int16
         const int32_t bound = g + 1 < stream->num_window_groups
                                   ? std::clamp(kShortWindowLines * windowsBefore, start, kLines)
                                   : kLines;
-        dequantize_range(dst, src, done, start);
+        range(dst, src, done, start);
         done = start;
         for (int b = 0; b < maxSfb; b++) {
             const int32_t end = std::clamp(start + offsets[b + 1], done, bound);
-            dequantize_band(stream->scale_factors[g * maxSfb + b], dst, src, done, end);
+            band(stream->scale_factors[g * maxSfb + b], dst, src, done, end);
             done = end;
         }
     }
-    dequantize_range(dst, src, done, kLines);
+    range(dst, src, done, kLines);
+}
+
+// The precise arithmetic: round(|q|^(4/3) 2^((sf - 100)/4) 2^kSpectrumBits)
+// with the sign of q, saturated to 32 bits. |q|^(4/3) comes from the Q19
+// table below 512 and from a Newton step above (Q13); pulses may take |q|
+// up to 8191 + 15.
+constexpr int32_t kPreciseMaxMagnitude = 8191 + 15;
+// Scale factor 100 is gain 1; kSpectrumBits more in quarter steps.
+constexpr int32_t kUnitScaleFactor = 100;
+constexpr int32_t kPreciseUnit = kUnitScaleFactor - 4 * precise::kSpectrumBits;
+
+// |q|^(4/3) in Q13 for 512 <= q <= 8206: P0 from a linear interpolation of
+// the table at q/16 (relative error below 2^-12), then one Newton step for
+// P^3 = q^4 in Q16, which squares the error; rounded to Q13: relative error
+// below 2^-25.
+int64_t pow43_large_q13(int32_t q)
+{
+    // The table ends at 511: the top 31 values extrapolate from 509 and 510.
+    const int32_t j = std::min(q >> 4, 510), f = q - 16 * j;
+    constexpr int64_t kSixteenPow = 2642246;  // 16^(4/3) = 2^(16/3) in Q16, rounded
+    const int64_t mix = int64_t{16 - f} * pow43_q19[j] + int64_t{f} * pow43_q19[j + 1];  // Q23
+    const int64_t p0 = (mix * kSixteenPow) >> 31;                                        // Q8
+    const int64_t square = (p0 * p0) >> 16;                                              // Q0
+    const int64_t cube = square * p0;                                                    // Q8
+    const int64_t q4 = int64_t{q} * q * q * q;
+    const int64_t r = (q4 << 8) - cube;                      // Q8 residual of P^3
+    const int64_t p1 = (p0 << 8) + (r << 8) / (3 * square);  // Q16
+    return (p1 + 4) >> 3;
+}
+
+int32_t dequantize_precise(int32_t q, int32_t sf)
+{
+    if (q == 0)
+        return 0;
+    const int32_t a = std::min(q < 0 ? -q : q, kPreciseMaxMagnitude);
+    const int32_t e = sf - kPreciseUnit;
+    const int32_t m = gain_q30[e & 3];
+    const int32_t down = e >> 2;  // 2^(e >> 2)
+    int32_t v;
+    if (a < 512)
+        v = precise::scale_sat(int64_t{pow43_q19[a]} * m, 49 - down);
+    else
+        v = precise::scale_sat(pow43_large_q13(a) * m, 43 - down);
+    return q < 0 ? -v : v;
+}
+
+}  // namespace
+
+namespace fxaac {
+
+void dequantize_and_scale(const ChannelStream *stream, int32_t *dst, const int16_t *src)
+{
+    walk_bands(stream, dst, src, dequantize_band, dequantize_range);
+}
+
+void dequantize_and_scale_precise(const ChannelStream *stream, int32_t *dst, const int16_t *src)
+{
+    // Lines past the coded bands are zero in a valid stream; any value there
+    // is taken at gain 1.
+    const auto band = [](int32_t sf, int32_t *d, const int16_t *s, int32_t from, int32_t to) {
+        for (int32_t i = from; i < to; i++)
+            d[i] = dequantize_precise(s[i], sf);
+    };
+    const auto range = [&band](int32_t *d, const int16_t *s, int32_t from, int32_t to) {
+        band(kUnitScaleFactor, d, s, from, to);
+    };
+    walk_bands(stream, dst, src, band, range);
 }
 
 }  // namespace fxaac

@@ -28,6 +28,9 @@ namespace fxaac {
 // results, for a stream whose band offsets come from ics_info; may run in
 // place as inverse_quantization.
 void dequantize_and_scale(const ChannelStream *stream, int32_t *dst, const int16_t *src);
+// The same in the precise arithmetic (precise/precise_ops.h): each value
+// round(sign(q) |q|^(4/3) 2^((sf - 100)/4) 2^kSpectrumBits), saturated.
+void dequantize_and_scale_precise(const ChannelStream *stream, int32_t *dst, const int16_t *src);
 }  // namespace fxaac
 
 #endif  // FXAAC_TOOLS_INVERSE_QUANTIZATION_H

@@ -1,6 +1,9 @@
 #include "tools/pns.h"
 
 #include "fixedpoint/basic_ops.h"
+#include "precise/precise_ops.h"
+#include "precise/precise_tables.h"
+#include "sbr/soft_float.h"
 #include "syntax/section_data.h"
 #include "tools/dequant_tables.h"
 
@@ -47,7 +50,11 @@ void fill_noise_band(int32_t *lines, int width, int32_t energy, uint32_t norm, u
 
 }  // namespace
 
-void fxaac::pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *seed)
+namespace {
+
+// Every noise band of a channel: fill(lines, width, energy, norm, state).
+template <typename Fill>
+void for_each_noise_band(const ChannelStream *stream, int32_t *spectrum, int32_t *seed, Fill fill)
 {
     uint32_t state = static_cast<uint32_t>(*seed);
     const int maxSfb = stream->max_sfb;
@@ -61,12 +68,43 @@ void fxaac::pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *
                 const int width = stream->swb_offset[sfb + 1] - stream->swb_offset[sfb];
                 if (width <= 0)
                     continue;
-                fill_noise_band(spectrum + 128 * window + stream->swb_offset[sfb], width,
-                                stream->scale_factors[x], stream->noise_band_table[sfb], &state);
+                fill(spectrum + 128 * window + stream->swb_offset[sfb], width,
+                     stream->scale_factors[x], stream->noise_band_table[sfb], &state);
             }
         }
     }
     *seed = static_cast<int32_t>(state);
+}
+
+// The precise arithmetic: the band's energy (sum of squares) is exactly
+// 2^(energy/2) spectral units squared, times 2^(2 kSpectrumBits): the
+// generator's values (their top 24 bits) scaled by 2^(energy/4) / sqrt(sum
+// of their squares), a number in the soft-float form of the SBR tools.
+void fill_noise_band_precise(int32_t *lines, int width, int32_t energy, uint32_t, uint32_t *state)
+{
+    constexpr int kDrop = 8;  // |value| < 2^23: a band's sum stays below 2^53
+    int64_t sum = 0;
+    for (int i = 0; i < width; i++) {
+        lines[i] = next_noise(state) >> kDrop;
+        sum += int64_t{lines[i]} * lines[i];
+    }
+    using namespace sbr;
+    const SoftFloat target = {gain_q30[energy & 3], (energy >> 2) - 30 + precise::kSpectrumBits};
+    const SoftFloat scale = sf_div(target, sf_sqrt(sf_from_u64(static_cast<uint64_t>(sum), 0)));
+    for (int i = 0; i < width; i++)
+        lines[i] = sat32(sf_apply(lines[i], scale, 0));
+}
+
+}  // namespace
+
+void fxaac::pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *seed)
+{
+    for_each_noise_band(stream, spectrum, seed, fill_noise_band);
+}
+
+void fxaac::pns_decode_precise(const ChannelStream *stream, int32_t *spectrum, int32_t *seed)
+{
+    for_each_noise_band(stream, spectrum, seed, fill_noise_band_precise);
 }
 
 void fxaac::random1init(int32_t seed, int32_t period)

@@ -10,6 +10,9 @@ namespace fxaac {
 // Fills the channel's noise bands; seed is the instance's generator state,
 // which runs on across bands, channels and frames.
 void pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *seed);
+// The same bands in the precise arithmetic: each band's energy is exactly its
+// noise energy (at the precise spectrum's scale), whatever values were drawn.
+void pns_decode_precise(const ChannelStream *stream, int32_t *spectrum, int32_t *seed);
 // A second, independent generator (not used by decoding): starts at seed + 1
 // and restarts every `period` calls when period is non-zero.
 void random1init(int32_t seed, int32_t period);

@@ -1,6 +1,8 @@
 #include "tools/stereo.h"
 
 #include "fixedpoint/basic_ops.h"
+#include "precise/precise_ops.h"
+#include "precise/precise_tables.h"
 #include "syntax/section_data.h"
 #include "tools/dequant_tables.h"
 
@@ -57,8 +59,14 @@ void fxaac::ms_decode(const ChannelStream *first, const ChannelStream *second,
     }
 }
 
-void fxaac::is_decode(const ChannelStream *first, const ChannelStream *second,
-                      const int32_t *spectrumFirst, int32_t *spectrumSecond)
+namespace {
+
+// Every intensity band of the second channel: line(v, sign, e) gives the
+// line from the first channel's value v, sign +-1 and e = 60 - position
+// (e >= 0), or bands with e < 0 are cleared.
+template <typename Line>
+void for_each_intensity_line(const ChannelStream *first, const ChannelStream *second,
+                             const int32_t *spectrumFirst, int32_t *spectrumSecond, Line line)
 {
     const int maxSfb = second->max_sfb;
     int window = 0;
@@ -75,16 +83,31 @@ void fxaac::is_decode(const ChannelStream *first, const ChannelStream *second,
                 const int start = 128 * window + second->swb_offset[sfb];
                 const int end = 128 * window + second->swb_offset[sfb + 1];
                 const int32_t e = kPositionOffset - second->scale_factors[x];
-                if (e < 0) {
-                    for (int i = start; i < end; i++)
-                        spectrumSecond[i] = 0;
-                    continue;
-                }
-                const int32_t m = sign * dec_scale_table[e & 3];
-                const int32_t shift = kMantissaShift - (e >> 2);
                 for (int i = start; i < end; i++)
-                    spectrumSecond[i] = intensity_line(spectrumFirst[i], m, shift);
+                    spectrumSecond[i] = e < 0 ? 0 : line(spectrumFirst[i], sign, e);
             }
         }
     }
+}
+
+}  // namespace
+
+void fxaac::is_decode(const ChannelStream *first, const ChannelStream *second,
+                      const int32_t *spectrumFirst, int32_t *spectrumSecond)
+{
+    for_each_intensity_line(
+        first, second, spectrumFirst, spectrumSecond, [](int32_t v, int32_t sign, int32_t e) {
+            return intensity_line(v, sign * dec_scale_table[e & 3], kMantissaShift - (e >> 2));
+        });
+}
+
+// v * sign * 2^(-position/4) = v * sign * 2^((e & 3)/4) * 2^((e >> 2) - 15),
+// rounded once.
+void fxaac::is_decode_precise(const ChannelStream *first, const ChannelStream *second,
+                              const int32_t *spectrumFirst, int32_t *spectrumSecond)
+{
+    for_each_intensity_line(
+        first, second, spectrumFirst, spectrumSecond, [](int32_t v, int32_t sign, int32_t e) {
+            return precise::scale_q30(v, sign * gain_q30[e & 3], kPositionOffset / 4 - (e >> 2));
+        });
 }

@@ -13,6 +13,9 @@ void ms_decode(const ChannelStream *first, const ChannelStream *second, int32_t 
 // scaled by +-2^(-position/4); only spectrumSecond is written.
 void is_decode(const ChannelStream *first, const ChannelStream *second,
                const int32_t *spectrumFirst, int32_t *spectrumSecond);
+// The same in the precise arithmetic: one 32x32 product rounded per line.
+void is_decode_precise(const ChannelStream *first, const ChannelStream *second,
+                       const int32_t *spectrumFirst, int32_t *spectrumSecond);
 }  // namespace fxaac
 
 #endif  // FXAAC_TOOLS_STEREO_H

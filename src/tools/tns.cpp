@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "fixedpoint/basic_ops.h"
+#include "precise/precise_ops.h"
+#include "precise/precise_tables.h"
 #include "syntax/ics_info.h"
 #include "tools/tns_tables.h"
 
@@ -163,8 +165,13 @@ void fxaac::tns_ar_filter_fixed(int32_t *line, int32_t size, int32_t step, const
     }
 }
 
-void fxaac::tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfIndex,
-                             int16_t objectType, int32_t *spectrum, int32_t *scratch)
+namespace {
+
+// Every filter of a channel: filter(w, f, order, first, size, step) with the
+// filter's order and its range of lines (first line, count, direction).
+template <typename Filter>
+void for_each_filter(const ChannelStream *stream, const TnsInfo *tns, int32_t sfIndex,
+                     int16_t objectType, int32_t *spectrum, Filter filter)
 {
     if (!stream->tns_data_present || stream->num_windows < 1)
         return;
@@ -175,7 +182,6 @@ void fxaac::tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfInde
     const int windowLines = shortWindows ? kShortWindowLines : kLongWindowLines;
     const int orderCap = max_order(shortWindows, objectType);
     const int bands = std::clamp<int>(stream->max_sfb, 0, max_bands(sfIndex, shortWindows));
-
     for (int w = 0; w < numWindows; w++) {
         const int numFilters = std::min<int>(tns->n_filt[w], FXAAC_TNS_MAX_FILTERS);
         int top = std::max<int>(stream->num_swb, 0);
@@ -190,14 +196,109 @@ void fxaac::tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfInde
             top = bottom;
             if (order <= 0 || end <= start)
                 continue;
-
-            int32_t k[kTnsMaxOrder];
-            int16_t lpc[kTnsMaxOrder + 1];
-            reflection_coefs(tns, w, f, order, k);
-            const int norm = tns_reflection_to_lpc(k, order, lpc);
             const bool down = tns->direction[w][f] != 0;
             int32_t *first = spectrum + windowLines * w + (down ? end - 1 : start);
-            tns_ar_filter_fixed(first, end - start, down ? -1 : 1, lpc, order, norm + 2, scratch);
+            filter(w, f, order, first, end - start, down ? -1 : 1);
         }
     }
+}
+
+// The precise arithmetic. Reflection coefficients in Q31; the direct-form
+// coefficients by the same order recursion in Q40 (|A[i]| <= C(order, i) <
+// 2^18 for order 20), then as 32-bit words in Q(31 - bits) with bits the
+// headroom the largest needs.
+constexpr int kLpcFraction = 40;
+
+// round(a * k / 2^31) for a Q40 value a and a Q31 coefficient k, by halves.
+int64_t mul_q31_wide(int64_t a, int32_t k)
+{
+    const int64_t hi = a >> 31;                       // |hi| < 2^28
+    const int64_t lo = a & ((int64_t{1} << 31) - 1);  // 0 .. 2^31 - 1
+    return hi * k + precise::round_shift(lo * k, 31);
+}
+
+// Q31 reflection coefficients of filter f of window w (tables masked as in
+// reflection_coefs).
+void reflection_q31(const TnsInfo *tns, int w, int f, int order, int32_t *k)
+{
+    static constexpr const int32_t *kTables[2][2] = {
+        {tns_q31_res3, tns_q31_res3_compressed},
+        {tns_q31_res4, tns_q31_res4_compressed},
+    };
+    const int res = tns->coef_res[w] != 0;
+    const int compress = tns->coef_compress[w][f] != 0;
+    const int32_t *table = kTables[res][compress];
+    const unsigned mask = (1u << (3 + res - compress)) - 1;
+    const uint8_t *coef = &tns->coef[w][FXAAC_TNS_COEF_SLOTS * f];
+    for (int i = 0; i < order; i++)
+        k[i] = table[coef[i] & mask];
+}
+
+// A[1 .. order] as words in Q(fraction); returns fraction.
+int lpc_precise(const int32_t *k, int order, int32_t *lpc)
+{
+    int64_t a[kTnsMaxOrder + 1];
+    int64_t b[kTnsMaxOrder + 1];
+    for (int m = 1; m <= order; m++) {
+        for (int i = 1; i < m; i++)
+            b[i] = a[i] + mul_q31_wide(a[m - i], k[m - 1]);
+        for (int i = 1; i < m; i++)
+            a[i] = b[i];
+        a[m] = int64_t{k[m - 1]} << (kLpcFraction - 31);
+    }
+    int64_t largest = 0;
+    for (int i = 1; i <= order; i++)
+        largest = std::max(largest, a[i] < 0 ? -a[i] : a[i]);
+    int shift = kLpcFraction - 30;  // Q30 when every |A| < 1
+    while (shift < kLpcFraction && (largest >> shift) >= (int64_t{1} << 30))
+        shift++;
+    for (int i = 1; i <= order; i++)
+        lpc[i - 1] = static_cast<int32_t>(precise::round_shift(a[i], shift));
+    return kLpcFraction - shift;
+}
+
+// y[n] = x[n] - sum A[j] y[n-j]: the sum in 64 bits (wrapping only for
+// inputs no encoder makes), rounded once, saturated.
+void filter_precise(int32_t *line, int32_t size, int32_t step, const int32_t *lpc, int order,
+                    int fraction, int32_t *history)
+{
+    for (int32_t n = 0; n < size; n++) {
+        int64_t acc = int64_t{*line} * (int64_t{1} << fraction);
+        const int taps = std::min<int32_t>(n, order);
+        for (int j = 0; j < taps; j++)
+            acc = precise::sub_wrap64(acc, int64_t{lpc[j]} * history[n - 1 - j]);
+        const int32_t y = fraction > 0 ? sat32(precise::round_shift(acc, fraction)) : sat32(acc);
+        *line = y;
+        history[n] = y;
+        line += step;
+    }
+}
+
+}  // namespace
+
+void fxaac::tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfIndex,
+                             int16_t objectType, int32_t *spectrum, int32_t *scratch)
+{
+    for_each_filter(stream, tns, sfIndex, objectType, spectrum,
+                    [&](int w, int f, int order, int32_t *first, int32_t size, int32_t step) {
+                        int32_t k[kTnsMaxOrder];
+                        int16_t lpc[kTnsMaxOrder + 1];
+                        reflection_coefs(tns, w, f, order, k);
+                        const int norm = tns_reflection_to_lpc(k, order, lpc);
+                        tns_ar_filter_fixed(first, size, step, lpc, order, norm + 2, scratch);
+                    });
+}
+
+void fxaac::tns_decode_frame_precise(const ChannelStream *stream, const TnsInfo *tns,
+                                     int32_t sfIndex, int16_t objectType, int32_t *spectrum,
+                                     int32_t *scratch)
+{
+    for_each_filter(stream, tns, sfIndex, objectType, spectrum,
+                    [&](int w, int f, int order, int32_t *first, int32_t size, int32_t step) {
+                        int32_t k[kTnsMaxOrder];
+                        int32_t lpc[kTnsMaxOrder];
+                        reflection_q31(tns, w, f, order, k);
+                        const int fraction = lpc_precise(k, order, lpc);
+                        filter_precise(first, size, step, lpc, order, fraction, scratch);
+                    });
 }

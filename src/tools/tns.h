@@ -31,6 +31,11 @@ namespace fxaac {
 // tns_ar_filter_fixed); its previous contents are irrelevant.
 void tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfIndex, int16_t objectType,
                       int32_t *spectrum, int32_t *scratch);
+// The same filters in the precise arithmetic: Q31 reflection coefficients,
+// 32-bit direct-form coefficients, 64-bit sums rounded once per line.
+// scratch: up to 1024 words of history.
+void tns_decode_frame_precise(const ChannelStream *stream, const TnsInfo *tns, int32_t sfIndex,
+                              int16_t objectType, int32_t *spectrum, int32_t *scratch);
 // All-pole filter over `size` lines in place, visiting line[0], line[step],
 // line[2 * step], ... (step +1 upward, -1 downward). For the n-th line:
 //   y[n] = x[n] - sum_{j=1}^{min(n, order)} 2 * ((h[n-j] * lpc[j]) >> 16)

@@ -17,7 +17,11 @@ within the accuracy expected of this fixed-point decoder: RMS at most 1.2 16-bit
 the full-scale square waves), largest difference at most 24 steps (the bounds that the 16-bit
 conformance comparison applies); meeting the ISO/IEC 14496-26 limits is reported, not required.
 
-Usage: s24_accuracy.py --fxaac PATH --vectors DIR [--emulator CMD] [NAME ...]
+With --precise the decoder runs its precise arithmetic (`fxaac decode --precise`), and every
+vector must meet the ISO/IEC 14496-26 limits at 24 bits and, at 16 bits, differ from the
+reference rounded to 16 bits (half up) by at most 0.30 steps RMS and 1 step at most.
+
+Usage: s24_accuracy.py --fxaac PATH --vectors DIR [--emulator CMD] [--precise] [NAME ...]
 """
 
 import argparse
@@ -35,6 +39,7 @@ ISO_MAX = 2.0 ** -14
 STEP16 = 2.0 ** -15
 BOUND_RMS, BOUND_RMS_FULLSCALE, BOUND_MAX = 1.2 * STEP16, 1.7 * STEP16, 24 * STEP16
 TOP = 1.0 - 2.0 ** -23
+PRECISE16_RMS, PRECISE16_MAX = 0.30, 1
 
 
 def float_reference(v, base, work):
@@ -48,11 +53,28 @@ def float_reference(v, base, work):
     return reference.ffmpeg_samples(v.path, 'f32', 'aac'), 0, 'ffmpeg'
 
 
+def check16(runner, fxaac, v, ref, skip):
+    """(problem or None, figures) of the 16-bit output against the reference rounded half up."""
+    rc, out, err = runner.run([fxaac, 'decode', '-q', '--precise', v.path, '-o', '-'])
+    if rc != 0:
+        return f'16-bit: exit {rc}: {err.strip()}', ''
+    ours = Wav(out).samples16()[skip * v.chn:]
+    rounded = [min(32767, max(-32768, math.floor(b * 32768 + 0.5))) for b in ref]
+    d = compare(ours, rounded)
+    figures = f'  {d.rms:10.3f} {d.largest:4d}'
+    if len(ours) != len(rounded):
+        return f'16-bit: {len(ours)} samples, reference {len(rounded)}', figures
+    if d.rms > PRECISE16_RMS or d.largest > PRECISE16_MAX:
+        return f'16-bit: RMS {d.rms:.3f}, max {d.largest} steps', figures
+    return None, figures
+
+
 def main():
     ap = argparse.ArgumentParser(description=__doc__.split('\n')[0])
     ap.add_argument('--fxaac', required=True)
     ap.add_argument('--vectors', required=True)
     ap.add_argument('--emulator', default='')
+    ap.add_argument('--precise', action='store_true')
     ap.add_argument('names', nargs='*')
     args = ap.parse_args()
     runner = Runner(args.emulator)
@@ -61,10 +83,13 @@ def main():
                if v.kind == 'adts' and 'pns' not in v.flags and (not args.names or v.name in args.names)]
     failures, within_iso = [], 0
     print(f'ISO/IEC 14496-26 limits: RMS < {ISO_RMS:.3e}, max <= {ISO_MAX:.3e} of full scale')
-    print(f'{"vector":30s} {"reference":14s} {"RMS":>10s} {"/limit":>7s} {"max":>10s} {"/limit":>7s}  ISO')
+    mode = ['--precise'] if args.precise else []
+    print(f'{"vector":30s} {"reference":14s} {"RMS":>10s} {"/limit":>7s} {"max":>10s} {"/limit":>7s}  ISO'
+          + ('  16-bit RMS  max' if args.precise else ''))
     with tempfile.TemporaryDirectory(prefix='fxaac_s24_') as work:
         for v in vectors:
-            rc, out, err = runner.run([args.fxaac, 'decode', '-q', '--format', 's24', v.path, '-o', '-'])
+            rc, out, err = runner.run([args.fxaac, 'decode', '-q', '--format', 's24', *mode, v.path,
+                                       '-o', '-'])
             if rc != 0:
                 failures.append(f'{v.name}: exit {rc}: {err.strip()}')
                 continue
@@ -79,8 +104,16 @@ def main():
             rms, mx = d.rms, d.largest
             iso = rms < ISO_RMS and mx <= ISO_MAX
             within_iso += iso
-            print(f'{v.name:30s} {source:14s} {rms:10.3e} {rms / ISO_RMS:7.2f} {mx:10.3e} '
-                  f'{mx / ISO_MAX:7.2f}  {"yes" if iso else "no"}')
+            line = (f'{v.name:30s} {source:14s} {rms:10.3e} {rms / ISO_RMS:7.2f} {mx:10.3e} '
+                    f'{mx / ISO_MAX:7.2f}  {"yes" if iso else "no "}')
+            if args.precise:
+                problem, figures = check16(runner, args.fxaac, v, ref, skip)
+                line += figures
+                if problem:
+                    failures.append(f'{v.name}: {problem}')
+                if not iso:
+                    failures.append(f'{v.name}: outside the ISO/IEC 14496-26 limits')
+            print(line)
             bound = BOUND_RMS_FULLSCALE if 'fullscale' in v.flags else BOUND_RMS
             if rms > bound or mx > BOUND_MAX:
                 failures.append(f'{v.name}: RMS {rms / STEP16:.2f} and max {mx / STEP16:.1f} '

@@ -14,7 +14,7 @@ const char kHelp[] =
     "\n"
     "SYNOPSIS\n"
     "    fxaac decode IN [-o OUT] [--format s16|s24] [--raw --rate R --channels C]\n"
-    "                 [--no-conceal] [--no-trim] [--downsampled] [--quiet]\n"
+    "                 [--no-conceal] [--no-trim] [--downsampled] [--precise] [--quiet]\n"
     "    fxaac info IN [--raw --rate R --channels C] [--no-conceal] [--no-trim] [--quiet]\n"
     "    fxaac --help | --version\n"
     "\n"
@@ -60,6 +60,10 @@ const char kHelp[] =
     "                       concealing them (the audio after them comes early)\n"
     "    --no-trim          MP4: keep every decoded sample, priming and padding too\n"
     "    --downsampled      HE-AAC: output at the core's rate (half the usual)\n"
+    "    --precise          the precise arithmetic: 32-bit coefficients and rounded\n"
+    "                       products, within the full-accuracy limits of ISO/IEC\n"
+    "                       14496-26 at 24 bits (the default arithmetic is the\n"
+    "                       decoder's bit-exact reference)\n"
     "    -q, --quiet        no progress bar, no warnings or notes (errors only)\n"
     "    -h, --help         show this text\n"
     "    -V, --version      show the version\n"
@@ -150,6 +154,8 @@ private:
             a_.options.trim = false;
         else if (arg == "--downsampled")
             a_.options.downsampled = true;
+        else if (arg == "--precise")
+            a_.options.precise = true;
         else if (arg == "-q" || arg == "--quiet")
             a_.quiet = true;
         else if (arg == "--no-conceal")

@@ -29,7 +29,8 @@ Session::Session(const DecodeOptions &options, PcmSink &sink, DecodeReport *repo
       memory_(new DecoderMemory())
 {
     AACPlusHeAacInit(&memory_->he, options.pcm24 ? 2 : 0,
-                     options.downsampled ? FXAAC_HEAAC_DOWNSAMPLED : 0);
+                     (options.downsampled ? FXAAC_HEAAC_DOWNSAMPLED : 0) |
+                         (options.precise ? FXAAC_HEAAC_PRECISE : 0));
 }
 
 Session::~Session() = default;

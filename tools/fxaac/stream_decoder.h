@@ -28,6 +28,7 @@ struct DecodeOptions {
     bool conceal = true;       // a frame of concealment for each damaged or missing frame
     bool trim = true;          // MP4: drop the priming and padding that the file marks
     bool downsampled = false;  // HE-AAC: SBR output at the core rate
+    bool precise = false;      // the precise arithmetic
 };
 
 struct DecodeReport {

@@ -1,0 +1,162 @@
+// The portable kernels of the scaled FFTs (fft_precise.h) and the walk of
+// their stages.
+#include "precise/fft_precise.h"
+
+#include "dsp/kernels.h"
+#include "precise/precise_kernels.h"
+#include "filterbank/transform_tables.h"
+#include "precise/precise_tables.h"
+
+namespace fxaac {
+namespace {
+
+constexpr int32_t kGroupWords = 24;  // twiddle words of four butterflies
+constexpr int32_t kLanes = 4;
+
+struct Complex {
+    int32_t re;
+    int32_t im;
+};
+
+Complex load(const int32_t *x) { return {x[0], x[1]}; }
+
+void store(int32_t *x, Complex v)
+{
+    x[0] = v.re;
+    x[1] = v.im;
+}
+
+// Sums of values below 2^30 in magnitude: they never wrap; the unsigned
+// forms keep that a matter of range, not of undefined behaviour.
+int32_t plus(int32_t a, int32_t b)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+int32_t minus(int32_t a, int32_t b)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
+}
+
+// round(u * (c - j s) / 4) with Q30 c, s: one rounding per part.
+Complex rotate_quarter(Complex u, int32_t c, int32_t s)
+{
+    const int64_t re = int64_t{u.re} * c + int64_t{u.im} * s;
+    const int64_t im = int64_t{u.im} * c - int64_t{u.re} * s;
+    constexpr int64_t kHalf = int64_t{1} << 31;
+    return {static_cast<int32_t>((re + kHalf) >> 32), static_cast<int32_t>((im + kHalf) >> 32)};
+}
+
+// (v + 2) >> 2 in each part.
+Complex quarter(Complex v) { return {plus(v.re, 2) >> 2, plus(v.im, 2) >> 2}; }
+
+// The radix-4 sums: p0..p3 -> s02 + s13, d02 - j d13, s02 - s13, d02 + j d13.
+void radix4_sums(Complex p[4])
+{
+    const Complex s02 = {plus(p[0].re, p[2].re), plus(p[0].im, p[2].im)};
+    const Complex d02 = {minus(p[0].re, p[2].re), minus(p[0].im, p[2].im)};
+    const Complex s13 = {plus(p[1].re, p[3].re), plus(p[1].im, p[3].im)};
+    const Complex d13 = {minus(p[1].re, p[3].re), minus(p[1].im, p[3].im)};
+    p[0] = {plus(s02.re, s13.re), plus(s02.im, s13.im)};
+    p[1] = {plus(d02.re, d13.im), minus(d02.im, d13.re)};
+    p[2] = {minus(s02.re, s13.re), minus(s02.im, s13.im)};
+    p[3] = {minus(d02.re, d13.im), plus(d02.im, d13.re)};
+}
+
+// One butterfly at x, legs `step` complex values apart, with lane `lane` of
+// the twiddle group at w.
+void butterfly(int32_t *x, int32_t step, const int32_t *w, int lane)
+{
+    Complex p[4];
+    for (int q = 0; q < 4; ++q)
+        p[q] = load(x + 2 * q * step);
+    radix4_sums(p);
+    store(x, quarter(p[0]));
+    for (int q = 1; q < 4; ++q) {
+        const int32_t *leg = w + 8 * (q - 1);
+        store(x + 2 * q * step, rotate_quarter(p[q], leg[lane], leg[kLanes + lane]));
+    }
+}
+
+// Last radix-2 stage, one group of four values: two butterflies whose bins
+// lie N/8 apart, each difference N/2 bins above its sum (filterbank/fft.cpp).
+void radix2_group(const int32_t *x, int32_t *bin, int32_t N)
+{
+    const Complex x0 = load(x), x1 = load(x + 2), x2 = load(x + 4), x3 = load(x + 6);
+    const auto half = [](int32_t v) { return static_cast<int32_t>(plus(v, 1) >> 1); };
+    store(bin, {half(plus(x0.re, x1.re)), half(plus(x0.im, x1.im))});
+    store(bin + 2 * (N / 8), {half(plus(x2.re, x3.re)), half(plus(x2.im, x3.im))});
+    store(bin + 2 * (N / 2), {half(minus(x0.re, x1.re)), half(minus(x0.im, x1.im))});
+    store(bin + 2 * (N / 2 + N / 8), {half(minus(x2.re, x3.re)), half(minus(x2.im, x3.im))});
+}
+
+// Last radix-4 stage, one group of four consecutive values; bins N/4 apart.
+void radix4_group(const int32_t *x, int32_t *bin, int32_t N)
+{
+    Complex p[4];
+    for (int q = 0; q < 4; ++q)
+        p[q] = load(x + 2 * q);
+    radix4_sums(p);
+    for (int q = 0; q < 4; ++q)
+        store(bin + 2 * q * (N / 4), quarter(p[q]));
+}
+
+using GroupFn = void (*)(const int32_t *, int32_t *, int32_t);
+
+// The walk of the last stages of filterbank/fft.cpp: N/8 steps of two
+// groups; digRev[t] / 8 is the first bin of step t's first group.
+template <GroupFn group>
+void last_stage(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
+{
+    const int32_t perHalf = N / 16;
+    for (int32_t t = 0; t < N / 8; ++t) {
+        const int32_t position = N / 2 * (t / perHalf) + 4 * (t % perHalf);
+        int32_t *bin = out + 2 * (digRev[t] / 8);
+        group(x + 2 * position, bin, N);
+        group(x + 2 * (position + N / 4), bin + 2, N);
+    }
+}
+
+}  // namespace
+
+// The portable kernels (src/dsp/kernels.h). A stage of block length n has
+// n/4 butterflies per block; butterfly m takes lane m % 4 of group m / 4,
+// which for the packed n = 8 group is lane m of its first two.
+void radix4_stage_q30_c(const int32_t *w, int32_t *x, int32_t N, int32_t n)
+{
+    const int32_t step = n / 4;
+    for (int32_t block = 0; block < N; block += n) {
+        for (int32_t m = 0; m < step; ++m)
+            butterfly(x + 2 * (block + m), step, w + kGroupWords * (m / kLanes), m % kLanes);
+    }
+}
+
+void post_radix2_q_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
+{
+    last_stage<radix2_group>(out, x, digRev, N);
+}
+
+void post_radix4_q_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
+{
+    last_stage<radix4_group>(out, x, digRev, N);
+}
+
+void fft_precise(int32_t *in, int32_t *out, int32_t n)
+{
+    if (n == 512) {
+        const int32_t *w = fft512_q30;
+        for (int32_t block = 512; block >= 8; block /= 4) {
+            radix4_stage_q30(w, in, n, block);
+            w += 6 * block / 4;
+        }
+        post_radix2_q(out, in, digRevTable2, n);
+    } else if (n == 64) {
+        const int32_t *w = fft64_q30;
+        for (int32_t block = 64; block >= 16; block /= 4) {
+            radix4_stage_q30(w, in, n, block);
+            w += 6 * block / 4;
+        }
+        post_radix4_q(out, in, digRevTable4, n);
+    }
+}
+
+}  // namespace fxaac

@@ -1,0 +1,110 @@
+#include "precise/imdct_precise.h"
+
+#include "dsp/kernels.h"
+#include "precise/precise_kernels.h"
+#include "fixedpoint/basic_ops.h"
+#include "precise/fft_precise.h"
+#include "precise/precise_ops.h"
+#include "precise/precise_tables.h"
+
+namespace fxaac {
+namespace {
+
+using precise::kSpectrumBits;
+
+constexpr int32_t kLongLength = 2048;
+// The block exponent puts the largest coefficient's top bit here.
+constexpr int32_t kTopBit = 27;
+// Post-twiddle shift: 31 (the Q31 product) - 8 (2^9 / 2 of the long
+// transform's scaled FFT, likewise 8 * 2^6 / 2 for the short one), plus the
+// block exponent and the spectrum's fraction bits.
+constexpr int32_t kPostShift = 31 - 8 + kSpectrumBits;
+
+struct Twiddles {
+    const int32_t *cosine;
+    const int32_t *sine;
+};
+
+Twiddles twiddles_for(int32_t N)
+{
+    if (N == kLongLength)
+        return {imdct_cos_2048, imdct_sin_2048};
+    return {imdct_cos_256, imdct_sin_256};
+}
+
+int32_t minus_sat(int32_t v) { return v == kMin32 ? kMax32 : -v; }
+
+// x * 2^g in place: exact for g >= 0 (the caller leaves room), rounded for g < 0.
+void rescale(int32_t *x, int32_t n, int32_t g)
+{
+    if (g > 0) {
+        block_shift(x, -g, n);
+    } else if (g < 0) {
+        for (int32_t i = 0; i < n; ++i)
+            x[i] = static_cast<int32_t>(precise::round_shift(x[i], -g));
+    }
+}
+
+}  // namespace
+
+// The portable kernels (src/dsp/kernels.h).
+
+// z[k] = -(in[2k] + j in[N/2-1-2k]) (c - j s), count = N/4 values.
+void pre_twiddle_q31_c(const int32_t *in, int32_t *out, const int32_t *cosine, const int32_t *sine,
+                       int32_t count)
+{
+    const int32_t *back = in + 2 * count - 1;
+    constexpr int64_t kHalf = int64_t{1} << 30;
+    for (int32_t k = 0; k < count; ++k) {
+        const int64_t a = in[2 * k], b = back[-2 * k];
+        const int64_t c = cosine[k], s = sine[k];
+        out[2 * k] = static_cast<int32_t>((kHalf - a * c - b * s) >> 31);
+        out[2 * k + 1] = static_cast<int32_t>((kHalf + a * s - b * c) >> 31);
+    }
+}
+
+// A[k] - j B[k] = Z[k] (c - j s) * 2^-shift, rounded once, saturated, then
+// spread over the N outputs as filterbank/imdct.h's post-twiddle does.
+void post_twiddle_q31_c(int32_t *out, const int32_t *in, const int32_t *cosine, const int32_t *sine,
+                        int32_t N, int32_t shift)
+{
+    const int32_t M = N / 4;
+    const auto a_of = [&](int32_t k) {
+        return precise::scale_sat(int64_t{in[2 * k]} * cosine[k] + int64_t{in[2 * k + 1]} * sine[k],
+                                  shift);
+    };
+    const auto b_of = [&](int32_t k) {
+        return precise::scale_sat(int64_t{in[2 * k]} * sine[k] - int64_t{in[2 * k + 1]} * cosine[k],
+                                  shift);
+    };
+    for (int32_t i = 0; i < M / 2; ++i) {
+        const int32_t j = M - 1 - i;
+        const int32_t fa = a_of(i), fb = b_of(i), ba = a_of(j), bb = b_of(j);
+        out[M + 2 * i] = fb;
+        out[M + 2 * i + 1] = ba;
+        out[M - 1 - 2 * i] = minus_sat(fb);
+        out[M - 2 - 2 * i] = minus_sat(ba);
+        out[3 * M + 2 * i] = fa;
+        out[3 * M + 2 * i + 1] = bb;
+        out[3 * M - 1 - 2 * i] = fa;
+        out[3 * M - 2 - 2 * i] = bb;
+    }
+}
+
+void imdct_precise(AacDecoder *instance, int32_t *in, int32_t *out, int32_t N)
+{
+    const int32_t magnitude = block_magnitude(in, N);  // OR of |in[0 .. N/2-1]|
+    if (magnitude == 0) {
+        for (int32_t i = 0; i < N; ++i)
+            out[i] = 0;
+        return;
+    }
+    const int32_t g = norm_s32(magnitude) - (30 - kTopBit);
+    rescale(in, N / 2, g);
+    const Twiddles w = twiddles_for(N);
+    pre_twiddle_q31(in, instance->scratchA, w.cosine, w.sine, N / 4);
+    fft_precise(instance->scratchA, instance->scratchB, N / 4);
+    post_twiddle_q31(out, instance->scratchB, w.cosine, w.sine, N, kPostShift + g);
+}
+
+}  // namespace fxaac
