@@ -15,10 +15,10 @@ using precise::kSpectrumBits;
 constexpr int32_t kLongLength = 2048;
 // The block exponent puts the largest coefficient's top bit here.
 constexpr int32_t kTopBit = 27;
-// Post-twiddle shift: 31 (the Q31 product) - 8 (2^9 / 2 of the long
+// Post-twiddle shift after the Q31 product: -8 (2^9 / 2 of the long
 // transform's scaled FFT, likewise 8 * 2^6 / 2 for the short one), plus the
 // block exponent and the spectrum's fraction bits.
-constexpr int32_t kPostShift = 31 - 8 + kSpectrumBits;
+constexpr int32_t kPostShift = -8 + kSpectrumBits;
 
 struct Twiddles {
     const int32_t *cosine;
@@ -33,6 +33,21 @@ Twiddles twiddles_for(int32_t N)
 }
 
 int32_t minus_sat(int32_t v) { return v == kMin32 ? kMax32 : -v; }
+
+// The low word of round(v / 2^31): v < 2^62 in magnitude.
+int32_t round_q31(int64_t v)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(precise::round_shift(v, 31)));
+}
+
+// round(x / 2^n) for n > 0 (ties up, no overflow), x * 2^-n saturated for
+// n <= 0; -31 <= n <= 31.
+int32_t shift_round_sat(int32_t x, int32_t n)
+{
+    if (n > 0)
+        return ((x >> (n - 1)) + 1) >> 1;
+    return shl_sat(x, -n);
+}
 
 // x * 2^g in place: exact for g >= 0 (the caller leaves room), rounded for g < 0.
 void rescale(int32_t *x, int32_t n, int32_t g)
@@ -49,33 +64,33 @@ void rescale(int32_t *x, int32_t n, int32_t g)
 
 // The portable kernels (src/dsp/kernels.h).
 
-// z[k] = -(in[2k] + j in[N/2-1-2k]) (c - j s), count = N/4 values.
+// z[k] = -(in[2k] + j in[N/2-1-2k]) (c - j s), count = N/4 values: the
+// rotation rounded, then negated (wrapping).
 void pre_twiddle_q31_c(const int32_t *in, int32_t *out, const int32_t *cosine, const int32_t *sine,
                        int32_t count)
 {
     const int32_t *back = in + 2 * count - 1;
-    constexpr int64_t kHalf = int64_t{1} << 30;
     for (int32_t k = 0; k < count; ++k) {
         const int64_t a = in[2 * k], b = back[-2 * k];
         const int64_t c = cosine[k], s = sine[k];
-        out[2 * k] = static_cast<int32_t>((kHalf - a * c - b * s) >> 31);
-        out[2 * k + 1] = static_cast<int32_t>((kHalf + a * s - b * c) >> 31);
+        out[2 * k] = static_cast<int32_t>(0u - static_cast<uint32_t>(round_q31(a * c + b * s)));
+        out[2 * k + 1] = round_q31(a * s - b * c);
     }
 }
 
-// A[k] - j B[k] = Z[k] (c - j s) * 2^-shift, rounded once, saturated, then
-// spread over the N outputs as filterbank/imdct.h's post-twiddle does.
+// A[k] - j B[k] = Z[k] (c - j s): each part rounded to a word, then scaled
+// by 2^-shift (rounded right shift, or saturating left shift), and spread
+// over the N outputs as filterbank/imdct.h's post-twiddle does.
 void post_twiddle_q31_c(int32_t *out, const int32_t *in, const int32_t *cosine, const int32_t *sine,
                         int32_t N, int32_t shift)
 {
     const int32_t M = N / 4;
+    const auto part = [shift](int64_t v) { return shift_round_sat(round_q31(v), shift); };
     const auto a_of = [&](int32_t k) {
-        return precise::scale_sat(int64_t{in[2 * k]} * cosine[k] + int64_t{in[2 * k + 1]} * sine[k],
-                                  shift);
+        return part(int64_t{in[2 * k]} * cosine[k] + int64_t{in[2 * k + 1]} * sine[k]);
     };
     const auto b_of = [&](int32_t k) {
-        return precise::scale_sat(int64_t{in[2 * k]} * sine[k] - int64_t{in[2 * k + 1]} * cosine[k],
-                                  shift);
+        return part(int64_t{in[2 * k]} * sine[k] - int64_t{in[2 * k + 1]} * cosine[k]);
     };
     for (int32_t i = 0; i < M / 2; ++i) {
         const int32_t j = M - 1 - i;
