@@ -61,7 +61,25 @@
       (x, y, z, n))                                                                                \
     /* PCM conversion into every second slot: 16-bit and 24-bit in 32-bit words */                 \
     K(a, avx2, void, pcm16_interleave, (const int32_t *in, int16_t *out, int32_t n), (in, out, n)) \
-    K(a, avx2, void, pcm24_interleave, (const int32_t *in, int32_t *out, int32_t n), (in, out, n))
+    K(a, avx2, void, pcm24_interleave, (const int32_t *in, int32_t *out, int32_t n), (in, out, n)) \
+    /* The precise arithmetic (src/precise): a scaled radix-4 stage (Q30 twiddles, |w| <= 2^30),   \
+     */                                                                                            \
+    K(a, avx2, void, radix4_stage_q30, (const int32_t *w, int32_t *x, int32_t N, int32_t n),       \
+      (w, x, N, n))                                                                                \
+    /* the IMDCT twiddles in Q31 (post: |in| < 2^30, -31 <= shift <= 31), */                       \
+    K(a, avx2, void, pre_twiddle_q31,                                                              \
+      (const int32_t *front, const int32_t *back, int32_t *out, const int32_t *cosine,             \
+       const int32_t *sine, int32_t count),                                                        \
+      (front, back, out, cosine, sine, count))                                                     \
+    K(a, avx2, void, post_twiddle_q31,                                                             \
+      (int32_t * out, const int32_t *in, const int32_t *cosine, const int32_t *sine, int32_t N,    \
+       int32_t shift),                                                                             \
+      (out, in, cosine, sine, N, shift))                                                           \
+    /* and the windows y = round(x w / 2^31), Q31 w > -2^31 (rising, falling) */                   \
+    K(a, avx2, void, window_rise_q31, (const int32_t *x, const int32_t *w, int32_t *y, int n),     \
+      (x, w, y, n))                                                                                \
+    K(a, avx2, void, window_fall_q31, (const int32_t *x, const int32_t *w, int32_t *y, int n),     \
+      (x, w, y, n))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

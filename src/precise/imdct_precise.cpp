@@ -64,14 +64,13 @@ void rescale(int32_t *x, int32_t n, int32_t g)
 
 // The portable kernels (src/dsp/kernels.h).
 
-// z[k] = -(in[2k] + j in[N/2-1-2k]) (c - j s), count = N/4 values: the
-// rotation rounded, then negated (wrapping).
-void pre_twiddle_q31_c(const int32_t *in, int32_t *out, const int32_t *cosine, const int32_t *sine,
-                       int32_t count)
+// z[k] = -(front[2k] + j back[-2k]) (c - j s) for k < 2 count (count =
+// N/8, back = front + N/2 - 1): the rotation rounded, then negated (wrapping).
+void pre_twiddle_q31_c(const int32_t *front, const int32_t *back, int32_t *out,
+                       const int32_t *cosine, const int32_t *sine, int32_t count)
 {
-    const int32_t *back = in + 2 * count - 1;
-    for (int32_t k = 0; k < count; ++k) {
-        const int64_t a = in[2 * k], b = back[-2 * k];
+    for (int32_t k = 0; k < 2 * count; ++k) {
+        const int64_t a = front[2 * k], b = back[-2 * k];
         const int64_t c = cosine[k], s = sine[k];
         out[2 * k] = static_cast<int32_t>(0u - static_cast<uint32_t>(round_q31(a * c + b * s)));
         out[2 * k + 1] = round_q31(a * s - b * c);
@@ -117,7 +116,7 @@ void imdct_precise(AacDecoder *instance, int32_t *in, int32_t *out, int32_t N)
     const int32_t g = norm_s32(magnitude) - (30 - kTopBit);
     rescale(in, N / 2, g);
     const Twiddles w = twiddles_for(N);
-    pre_twiddle_q31(in, instance->scratchA, w.cosine, w.sine, N / 4);
+    pre_twiddle_q31(in, in + N / 2 - 1, instance->scratchA, w.cosine, w.sine, N / 8);
     fft_precise(instance->scratchA, instance->scratchB, N / 4);
     post_twiddle_q31(out, instance->scratchB, w.cosine, w.sine, N, kPostShift + g);
 }

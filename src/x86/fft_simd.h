@@ -84,17 +84,47 @@ FXAAC_SIMD_INLINE void butterfly(typename V::T re[4], typename V::T im[4], const
         rotate<V>(re[leg], im[leg], w.ws[leg - 1], w.wc[leg - 1]);
 }
 
-// Butterflies whose legs lie stride words apart: the first half of the
-// lanes' values at a, the second half at b (kLanes / 2 complex values each).
-template <class V>
-FXAAC_SIMD_INLINE void butterfly_at(int32_t *a, int32_t *b, int32_t stride, const LegTwiddles<V> &w)
+// The default stages' butterfly kind (radix4_stage_simd's K): Q15
+// twiddles in high halves, unscaled; a stage whose twiddle words hold
+// -2^31 runs the portable stage.
+struct DefaultButterfly {
+    template <class V>
+    using Twiddles = LegTwiddles<V>;
+    template <class V>
+    static FXAAC_SIMD_INLINE Twiddles<V> load(const int32_t *first, const int32_t *second)
+    {
+        return load_twiddles<V>(first, second);
+    }
+    template <class V>
+    static FXAAC_SIMD_INLINE void run(typename V::T re[4], typename V::T im[4],
+                                      const Twiddles<V> &w)
+    {
+        butterfly<V>(re, im, w);
+    }
+    template <class V>
+    static bool usable(const int32_t *w, int32_t words)
+    {
+        return !any_min<V>(w, words);
+    }
+    static void portable(const int32_t *w, int32_t *x, int32_t N, int32_t n)
+    {
+        radix4_stage_c(w, x, N, n);
+    }
+};
+
+// Butterflies of kind K whose legs lie stride words apart: the first half
+// of the lanes' values at a, the second half at b (kLanes / 2 complex
+// values each).
+template <class V, class K>
+FXAAC_SIMD_INLINE void butterfly_at(int32_t *a, int32_t *b, int32_t stride,
+                                    const typename K::template Twiddles<V> &w)
 {
     typename V::T re[4], im[4];
 #pragma GCC unroll 4
     for (int q = 0; q < 4; ++q) {
         V::deinterleave(V::load(a + q * stride), V::load(b + q * stride), re[q], im[q]);
     }
-    butterfly<V>(re, im, w);
+    K::template run<V>(re, im, w);
 #pragma GCC unroll 4
     for (int q = 0; q < 4; ++q) {
         typename V::T lo, hi;
@@ -108,12 +138,12 @@ FXAAC_SIMD_INLINE void butterfly_at(int32_t *a, int32_t *b, int32_t stride, cons
 // twiddle group (m = 4g .. 4g + 3, words 24g ..). V256 takes two groups of
 // a block per step, or, for n = 16 (one group per block), the same group
 // in two blocks.
-template <class V>
+template <class V, class K = DefaultButterfly>
 void radix4_stage_simd(const int32_t *w, int32_t *x, int32_t N, int32_t n)
 {
     const int32_t quarter = n / 4;
-    if (quarter <= 0 || quarter % 4 != 0 || any_min<V>(w, 6 * quarter)) {
-        radix4_stage_c(w, x, N, n);
+    if (quarter <= 0 || quarter % 4 != 0 || !K::template usable<V>(w, 6 * quarter)) {
+        K::portable(w, x, N, n);
         return;
     }
     const int32_t stride = 2 * quarter;
@@ -124,28 +154,30 @@ void radix4_stage_simd(const int32_t *w, int32_t *x, int32_t N, int32_t n)
         for (; block < N; block += n) {
             for (int32_t m = 0; m < quarter; m += 8) {
                 int32_t *p = x + 2 * (block + m);
-                butterfly_at<V>(p, p + 8, stride, load_twiddles<V>(w + 6 * m, w + 6 * m + 24));
+                butterfly_at<V, K>(p, p + 8, stride,
+                                   K::template load<V>(w + 6 * m, w + 6 * m + 24));
             }
         }
     } else if (two_blocks) {
-        const LegTwiddles<V> tw = load_twiddles<V>(w, w);
+        const auto tw = K::template load<V>(w, w);
         for (; block + n < N; block += 2 * n)
-            butterfly_at<V>(x + 2 * block, x + 2 * (block + n), stride, tw);
+            butterfly_at<V, K>(x + 2 * block, x + 2 * (block + n), stride, tw);
     }
     // Four butterflies per step (V128, and whatever V256 left).
     for (; block < N; block += n) {
         for (int32_t m = 0; m < quarter; m += 4) {
             int32_t *p = x + 2 * (block + m);
-            butterfly_at<V128>(p, p + 4, stride, load_twiddles<V128>(w + 6 * m, nullptr));
+            butterfly_at<V128, K>(p, p + 4, stride, K::template load<V128>(w + 6 * m, nullptr));
         }
     }
 }
 
 // The n = 8 stage, one step for two blocks: lanes 0, 1 are m = 0, 1 of a
 // block (legs two complex values apart), lanes 2, 3 those of the next one.
-inline void stage8_pair(int32_t *x, const LegTwiddles<V128> &w8)
+template <class K = DefaultButterfly>
+inline void stage8_pair(int32_t *x, const typename K::template Twiddles<V128> &w8)
 {
-    butterfly_at<V128>(x, x + 16, 4, w8);
+    butterfly_at<V128, K>(x, x + 16, 4, w8);
 }
 
 }  // namespace

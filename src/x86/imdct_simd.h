@@ -57,16 +57,48 @@ FXAAC_SIMD_INLINE typename V::T q(const Operand<V> &p, const Operand<V> &c)
 // from back[-2k] downward) and their mirrors M - j = 2 count - 1 - k - j
 // (a from back[-2k - 1] downward, b from front[2k + 1] upward). Lanes hold
 // j in compute order; the mirrors' results are stored in reverse.
+// The default rotation: Q15 tables, truncating products, saturating sums.
+// pre(): -(a + jb)(cs - j sn) / 2; post(): (zr + j zi)(cs - j sn) / 2 as
+// A - j B. `first` is the table index of lane 0, and the lanes run down
+// from there when mirrored.
 template <class V>
-void pre_twiddle_simd(const int32_t *front, const int32_t *back, int32_t *out,
-                      const int16_t *cosine, const int16_t *sine, int32_t count)
+struct Q15Rotation {
+    using T = typename V::T;
+    const int16_t *cosine;
+    const int16_t *sine;
+
+    FXAAC_SIMD_INLINE Operand<V> table(const int16_t *t, int32_t first, bool mirrored) const
+    {
+        return Operand<V>(mirrored ? mirror_coefficients<V>(t, first) : coefficients<V>(t, first));
+    }
+    FXAAC_SIMD_INLINE void pre(T a_v, T b_v, int32_t first, bool mirrored, T &re, T &im) const
+    {
+        const Operand<V> a(a_v), b(b_v);
+        const Operand<V> cs = table(cosine, first, mirrored), sn = table(sine, first, mirrored);
+        re = neg_sat<V>(add_sat<V>(q(a, cs), q(b, sn)));
+        im = sub_sat<V>(q(a, sn), q(b, cs));
+    }
+    FXAAC_SIMD_INLINE void post(T zr, T zi, int32_t first, bool mirrored, T &A, T &B) const
+    {
+        const Operand<V> r(zr), m(zi);
+        const Operand<V> cs = table(cosine, first, mirrored), sn = table(sine, first, mirrored);
+        A = add_sat<V>(q(r, cs), q(m, sn));
+        B = sub_sat<V>(q(r, sn), q(m, cs));
+    }
+};
+
+// Pre-twiddle walk: for k < 2 count, a = in[2k], b = in[N/2 - 1 - 2k]
+// rotated by rot.pre() into out[2k], out[2k + 1]. A step takes k .. k + L
+// - 1 from the front (a from front[2k] upward, b from back[-2k] downward)
+// and their mirrors M - j = 2 count - 1 - k - j (a from back[-2k - 1]
+// downward, b from front[2k + 1] upward). Lanes hold j in compute order;
+// the mirrors' results are stored in reverse. count % L == 0.
+template <class V, class Rot>
+void pre_twiddle_walk(const int32_t *front, const int32_t *back, int32_t *out, const Rot &rot,
+                      int32_t count)
 {
     using T = typename V::T;
     constexpr int32_t L = V::kLanes;
-    if (count % L != 0) {
-        pre_twiddle_c(front, back, out, cosine, sine, count);
-        return;
-    }
     const int32_t last = 2 * count - 1;
     for (int32_t k = 0; k < count; k += L) {
         const int32_t mirror = last - k;
@@ -74,28 +106,28 @@ void pre_twiddle_simd(const int32_t *front, const int32_t *back, int32_t *out,
         V::deinterleave(V::load(front + 2 * k), V::load(front + 2 * k + L), a_re, b_mirror);
         V::deinterleave(load_reversed<V>(back - 2 * k), load_reversed<V>(back - 2 * k - L), b_re,
                         a_mirror);
-        T lo, hi;
-        {
-            const Operand<V> a(a_re), b(b_re);
-            const Operand<V> cs(coefficients<V>(cosine, k)), sn(coefficients<V>(sine, k));
-            const T re = neg_sat<V>(add_sat<V>(q(a, cs), q(b, sn)));
-            const T im = sub_sat<V>(q(a, sn), q(b, cs));
-            V::interleave(re, im, lo, hi);
-            V::store(out + 2 * k, lo);
-            V::store(out + 2 * k + L, hi);
-        }
-        {
-            const Operand<V> a(a_mirror), b(b_mirror);
-            const Operand<V> cs(mirror_coefficients<V>(cosine, mirror));
-            const Operand<V> sn(mirror_coefficients<V>(sine, mirror));
-            const T re = neg_sat<V>(add_sat<V>(q(a, cs), q(b, sn)));
-            const T im = sub_sat<V>(q(a, sn), q(b, cs));
-            V::interleave(re, im, lo, hi);
-            int32_t *const lowest = out + 2 * (mirror - (L - 1));
-            V::store(lowest, V::rev64(hi));
-            V::store(lowest + L, V::rev64(lo));
-        }
+        T re, im, lo, hi;
+        rot.pre(a_re, b_re, k, false, re, im);
+        V::interleave(re, im, lo, hi);
+        V::store(out + 2 * k, lo);
+        V::store(out + 2 * k + L, hi);
+        rot.pre(a_mirror, b_mirror, mirror, true, re, im);
+        V::interleave(re, im, lo, hi);
+        int32_t *const lowest = out + 2 * (mirror - (L - 1));
+        V::store(lowest, V::rev64(hi));
+        V::store(lowest + L, V::rev64(lo));
     }
+}
+
+template <class V>
+void pre_twiddle_simd(const int32_t *front, const int32_t *back, int32_t *out,
+                      const int16_t *cosine, const int16_t *sine, int32_t count)
+{
+    if (count % V::kLanes != 0) {
+        pre_twiddle_c(front, back, out, cosine, sine, count);
+        return;
+    }
+    pre_twiddle_walk<V>(front, back, out, Q15Rotation<V>{cosine, sine}, count);
 }
 
 // The block exponent undone after the post-twiddle.
@@ -119,9 +151,8 @@ struct BlockShift {
 // out[3M + 2i + 1] = out[3M - 2 - 2i] = B[M-1-i].
 // A step takes i .. i + L - 1 (front) and M - 1 - i - l (back, l in lane
 // order), and writes each quarter from its boundary outward.
-template <class V, class Shift>
-void post_twiddle_loop(int32_t *out, const int32_t *in, const int16_t *cosine, const int16_t *sine,
-                       int32_t M, Shift sh)
+template <class V, class Rot, class Shift>
+void post_twiddle_loop(int32_t *out, const int32_t *in, const Rot &rot, int32_t M, Shift sh)
 {
     using T = typename V::T;
     constexpr int32_t L = V::kLanes;
@@ -132,19 +163,12 @@ void post_twiddle_loop(int32_t *out, const int32_t *in, const int16_t *cosine, c
         V::deinterleave(V::rev64(V::load(in + 2 * back - (L - 2))),
                         V::rev64(V::load(in + 2 * back - (2 * L - 2))), wr, wi);
         T fa, fb, ba, bb;
-        {
-            const Operand<V> r(zr), m(zi);
-            const Operand<V> cs(coefficients<V>(cosine, i)), sn(coefficients<V>(sine, i));
-            fa = sh(add_sat<V>(q(r, cs), q(m, sn)));
-            fb = sh(sub_sat<V>(q(r, sn), q(m, cs)));
-        }
-        {
-            const Operand<V> r(wr), m(wi);
-            const Operand<V> cs(mirror_coefficients<V>(cosine, back));
-            const Operand<V> sn(mirror_coefficients<V>(sine, back));
-            ba = sh(add_sat<V>(q(r, cs), q(m, sn)));
-            bb = sh(sub_sat<V>(q(r, sn), q(m, cs)));
-        }
+        rot.post(zr, zi, i, false, fa, fb);
+        rot.post(wr, wi, back, true, ba, bb);
+        fa = sh(fa);
+        fb = sh(fb);
+        ba = sh(ba);
+        bb = sh(bb);
         T lo, hi;
         V::interleave(fb, ba, lo, hi);
         V::store(out + M + 2 * i, lo);
@@ -174,11 +198,12 @@ void post_twiddle_simd(int32_t *out, const int32_t *in, const int16_t *cosine, c
     }
     if (shift >= 0) {
         const __m128i count = shift_count(static_cast<uint32_t>(shift) & 255u);
-        post_twiddle_loop<V>(out, in, cosine, sine, M, BlockShift<V, false>{count, count});
+        post_twiddle_loop<V>(out, in, Q15Rotation<V>{cosine, sine}, M,
+                             BlockShift<V, false>{count, count});
     } else {
         const uint32_t left = 0u - static_cast<uint32_t>(shift);
         const BlockShift<V, true> sh{shift_count((31u - left) & 255u), shift_count(left & 255u)};
-        post_twiddle_loop<V>(out, in, cosine, sine, M, sh);
+        post_twiddle_loop<V>(out, in, Q15Rotation<V>{cosine, sine}, M, sh);
     }
 }
 

@@ -84,6 +84,9 @@ struct V128 {
     // and even lanes of a with odd lanes of b.
     static T mul(T a, T b) { return _mm_mul_epi32(a, b); }
     static T odd(T a) { return _mm_srli_epi64(a, 32); }
+    static T add64(T a, T b) { return _mm_add_epi64(a, b); }
+    static T sub64(T a, T b) { return _mm_sub_epi64(a, b); }
+    static T set1_64(int64_t v) { return _mm_set1_epi64x(v); }
     template <int S>
     static T srli64(T a)
     {
@@ -177,6 +180,9 @@ struct V256 {
 
     static T mul(T a, T b) { return _mm256_mul_epi32(a, b); }
     static T odd(T a) { return _mm256_srli_epi64(a, 32); }
+    static T add64(T a, T b) { return _mm256_add_epi64(a, b); }
+    static T sub64(T a, T b) { return _mm256_sub_epi64(a, b); }
+    static T set1_64(int64_t v) { return _mm256_set1_epi64x(v); }
     template <int S>
     static T srli64(T a)
     {

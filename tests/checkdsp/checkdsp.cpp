@@ -32,6 +32,7 @@
 #include "dsp/kernel_table.h"
 #include "filterbank/transform_tables.h"
 #include "filterbank/window_tables.h"
+#include "precise/precise_tables.h"
 
 namespace {
 
@@ -454,6 +455,98 @@ void check_vectors(const Kernels &k)
     }
 }
 
+// Q31 or Q30 coefficients within their contracts: the table, or random
+// words of magnitude at most `bound` with the bounds mixed in.
+Words coefficients(const int32_t *t, size_t n, bool own, int32_t bound)
+{
+    if (!own)
+        return table(t, n);
+    Words v(n);
+    for (auto &w : v) {
+        const uint32_t pick = g_rng() % 8;
+        const int32_t r = static_cast<int32_t>(g_rng()) >> (bound == kMax ? 0 : 1);
+        w = pick == 0 ? bound : pick == 1 ? -bound : std::max(r, -bound);
+    }
+    return v;
+}
+
+// The precise arithmetic's kernels: the stages of both transforms (and
+// sizes with a remainder), the twiddles with every block shift the IMDCT
+// passes and the ends of the range, the windows.
+void check_precise(const Kernels &k)
+{
+    const struct {
+        int32_t N, n;
+        const int32_t *w;
+    } stages[] = {{512, 512, fxaac::fft512_q30},      {512, 128, fxaac::fft512_q30 + 768},
+                  {512, 32, fxaac::fft512_q30 + 960}, {512, 8, fxaac::fft512_q30 + 1008},
+                  {64, 64, fxaac::fft64_q30},         {64, 16, fxaac::fft64_q30 + 96},
+                  {48, 16, fxaac::fft64_q30 + 96},    {40, 8, fxaac::fft512_q30 + 1008}};
+    for (const bool own : {false, true}) {
+        for (const Data &d : kAllData) {
+            for (const auto &s : stages) {
+                const int32_t words_used = s.n == 8 ? 24 : 6 * s.n / 4;
+                Words tw = coefficients(s.w, static_cast<size_t>(words_used), own, 1 << 30);
+                if (s.n == 8) {  // the packed group's lanes 2, 3 repeat lanes 0, 1
+                    for (size_t g = 0; g < tw.size(); g += 4)
+                        tw[g + 2] = tw[g], tw[g + 3] = tw[g + 1];
+                }
+                CHECK(radix4_stage_q30,
+                      describe("N=%d n=%d data=%s twiddles=%s", s.N, s.n, d.name,
+                               own ? "random" : "table"),
+                      {{words(2 * s.N, d), tw}, {}},
+                      [&](auto f, const Pointers &p) { f(p.w[1], p.w[0], s.N, s.n); });
+            }
+        }
+    }
+    const struct {
+        int32_t N;
+        const int32_t *cosine, *sine;
+    } sizes[] = {{2048, fxaac::imdct_cos_2048, fxaac::imdct_sin_2048},
+                 {256, fxaac::imdct_cos_256, fxaac::imdct_sin_256},
+                 {96, fxaac::imdct_cos_256, fxaac::imdct_sin_256},
+                 {40, fxaac::imdct_cos_256, fxaac::imdct_sin_256}};
+    for (const auto &s : sizes) {
+        const size_t M = static_cast<size_t>(s.N / 4);
+        for (const bool own : {false, true}) {
+            const Words cs = coefficients(s.cosine, M, own, kMax);
+            const Words sn = coefficients(s.sine, M, own, kMax);
+            for (const Data &d : kAllData) {
+                CHECK(pre_twiddle_q31, describe("N=%d data=%s", s.N, d.name),
+                      {{words(s.N / 2, d), words(s.N / 2, kRandom), cs, sn}, {}},
+                      [&](auto f, const Pointers &p) {
+                          f(p.w[0], p.w[0] + s.N / 2 - 1, p.w[1], p.w[2], p.w[3], s.N / 8);
+                      });
+                // The FFT's output stays within 2^30.
+                Words z = words(s.N / 2, d);
+                for (auto &v : z)
+                    v >>= 1;
+                for (const int32_t shift : {-31, -8, -5, -1, 0, 1, 2, 12, 22, 30, 31}) {
+                    CHECK(post_twiddle_q31, describe("N=%d shift=%d data=%s", s.N, shift, d.name),
+                          {{z, words(s.N, kRandom), cs, sn}, {}}, [&](auto f, const Pointers &p) {
+                              f(p.w[1], p.w[0], p.w[2], p.w[3], s.N, shift);
+                          });
+                }
+            }
+        }
+    }
+    for (const int n : kCounts) {
+        const size_t size = static_cast<size_t>(n);
+        const Words window = n == 1024 ? table(fxaac::window_kbd_long_q31, 1024)
+                             : n == 128
+                                 ? table(fxaac::window_sine_short_q31, 128)
+                                 : coefficients(nullptr, std::max<size_t>(size, 1), true, kMax);
+        for (const Data &d : kAllData) {
+            const Buffers in{{words(size, d), words(size, kEdges), window}, {}};
+            const int last = n == 0 ? 0 : n - 1;
+            CHECK(window_rise_q31, describe("n=%d data=%s", n, d.name), in,
+                  [&](auto f, const Pointers &p) { f(p.w[0], p.w[2], p.w[1], n); });
+            CHECK(window_fall_q31, describe("n=%d data=%s", n, d.name), in,
+                  [&](auto f, const Pointers &p) { f(p.w[0], p.w[2] + last, p.w[1], n); });
+        }
+    }
+}
+
 // Output of exactly 2n elements (channel slot 0 or 1); the other channel's
 // elements hold values that must survive.
 void check_pcm(const Kernels &k)
@@ -579,6 +672,21 @@ void bench_all(const std::vector<Kernels> &all)
           [](auto f, const Pointers &p) { f(p.w[0], p.c[0], 1024); });
     BENCH(pcm24_interleave, {{words(1024, audio), words(2048, audio)}, {}},
           [](auto f, const Pointers &p) { f(p.w[0], p.w[1], 1024); });
+    BENCH(radix4_stage_q30, {{words(1024, audio), table(fxaac::fft512_q30, 768)}, {}},
+          [](auto f, const Pointers &p) { f(p.w[1], p.w[0], 512, 512); });
+    const Buffers q31{{words(1024, audio), words(2048, audio), table(fxaac::imdct_cos_2048, 512),
+                       table(fxaac::imdct_sin_2048, 512)},
+                      {}};
+    BENCH(pre_twiddle_q31, q31,
+          [](auto f, const Pointers &p) { f(p.w[0], p.w[0] + 1023, p.w[1], p.w[2], p.w[3], 256); });
+    BENCH(post_twiddle_q31, q31,
+          [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], p.w[3], 2048, -3); });
+    const Buffers window_q31{
+        {words(1024, audio), words(1024, audio), table(fxaac::window_kbd_long_q31, 1024)}, {}};
+    BENCH(window_rise_q31, window_q31,
+          [](auto f, const Pointers &p) { f(p.w[0], p.w[2], p.w[1], 1024); });
+    BENCH(window_fall_q31, window_q31,
+          [](auto f, const Pointers &p) { f(p.w[0], p.w[2] + 1023, p.w[1], 1024); });
 }
 
 // ---- The level ---------------------------------------------------------------
@@ -634,7 +742,7 @@ int main(int argc, char **argv)
         std::printf(" %s", k.isa);
     std::printf(" against c\n");
     for (const Kernels &k : all)
-        check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k);
+        check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k), check_precise(k);
     std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
     if (timing) {
         std::vector<Kernels> versions{portable()};

@@ -1,0 +1,151 @@
+// The precise FFT's scaled radix-4 stages on ARM Advanced SIMD
+// (src/precise/fft_precise.h). Same results as the portable stage: sums and
+// differences wrap (VADD, VSUB), the untwiddled leg is (v + 2) >> 2, and a
+// twiddled part is round((a x + b y) / 2^32), the two products summed
+// exactly in 64 bits (VMULL, VMLAL) and rounded by VRSHRN #32.
+#if defined(__ARM_NEON)
+
+#include <arm_neon.h>
+
+#include "dsp/kernels.h"
+
+#define FXAAC_NEON_INLINE inline __attribute__((always_inline))
+
+namespace fxaac {
+namespace {
+
+struct Complex4 {
+    int32x4_t re;
+    int32x4_t im;
+};
+
+// cos and sin of one leg for four butterflies (Q30).
+struct Twiddle4 {
+    int32x4_t c;
+    int32x4_t s;
+};
+
+// round((a x + sign b y) / 2^32) per lane, sign +1 or -1.
+template <bool Subtract>
+FXAAC_NEON_INLINE int32x4_t dot_round32(int32x4_t a, int32x4_t x, int32x4_t b, int32x4_t y)
+{
+    int64x2_t lo = vmull_s32(vget_low_s32(a), vget_low_s32(x));
+    int64x2_t hi = vmull_s32(vget_high_s32(a), vget_high_s32(x));
+    if constexpr (Subtract) {
+        lo = vmlsl_s32(lo, vget_low_s32(b), vget_low_s32(y));
+        hi = vmlsl_s32(hi, vget_high_s32(b), vget_high_s32(y));
+    } else {
+        lo = vmlal_s32(lo, vget_low_s32(b), vget_low_s32(y));
+        hi = vmlal_s32(hi, vget_high_s32(b), vget_high_s32(y));
+    }
+    return vcombine_s32(vrshrn_n_s64(lo, 32), vrshrn_n_s64(hi, 32));
+}
+
+// u (c - j s) / 4: real ur c + ui s, imaginary ui c - ur s.
+FXAAC_NEON_INLINE Complex4 rotate_quarter(Complex4 u, Twiddle4 w)
+{
+    return {dot_round32<false>(u.re, w.c, u.im, w.s), dot_round32<true>(u.im, w.c, u.re, w.s)};
+}
+
+FXAAC_NEON_INLINE int32x4_t quarter(int32x4_t v)
+{
+    return vshrq_n_s32(vaddq_s32(v, vdupq_n_s32(2)), 2);
+}
+
+FXAAC_NEON_INLINE void butterfly(Complex4 &p0, Complex4 &p1, Complex4 &p2, Complex4 &p3,
+                                 const Twiddle4 w[3])
+{
+    const Complex4 s02 = {vaddq_s32(p0.re, p2.re), vaddq_s32(p0.im, p2.im)};
+    const Complex4 d02 = {vsubq_s32(p0.re, p2.re), vsubq_s32(p0.im, p2.im)};
+    const Complex4 s13 = {vaddq_s32(p1.re, p3.re), vaddq_s32(p1.im, p3.im)};
+    const Complex4 d13 = {vsubq_s32(p1.re, p3.re), vsubq_s32(p1.im, p3.im)};
+    p0 = {quarter(vaddq_s32(s02.re, s13.re)), quarter(vaddq_s32(s02.im, s13.im))};
+    p1 = rotate_quarter({vaddq_s32(d02.re, d13.im), vsubq_s32(d02.im, d13.re)}, w[0]);
+    p2 = rotate_quarter({vsubq_s32(s02.re, s13.re), vsubq_s32(s02.im, s13.im)}, w[1]);
+    p3 = rotate_quarter({vsubq_s32(d02.re, d13.im), vaddq_s32(d02.im, d13.re)}, w[2]);
+}
+
+// The three legs' twiddles of a 24-word group: c[4], s[4] of leg 1, then
+// of legs 2 and 3.
+FXAAC_NEON_INLINE void load_group(const int32_t *group, Twiddle4 w[3])
+{
+    for (int leg = 0; leg < 3; ++leg)
+        w[leg] = {vld1q_s32(group + 8 * leg), vld1q_s32(group + 8 * leg + 4)};
+}
+
+FXAAC_NEON_INLINE Complex4 load4(const int32_t *x)
+{
+    const int32x4x2_t v = vld2q_s32(x);
+    return {v.val[0], v.val[1]};
+}
+
+FXAAC_NEON_INLINE void store4(int32_t *x, Complex4 c)
+{
+    int32x4x2_t v;
+    v.val[0] = c.re;
+    v.val[1] = c.im;
+    vst2q_s32(x, v);
+}
+
+// Two (re, im) pairs at a and two at b as (a0, a1, b0, b1) parts, and back.
+FXAAC_NEON_INLINE Complex4 load_pairs(const int32_t *a, const int32_t *b)
+{
+    const int32x4x2_t v = vuzpq_s32(vld1q_s32(a), vld1q_s32(b));
+    return {v.val[0], v.val[1]};
+}
+
+FXAAC_NEON_INLINE void store_pairs(int32_t *a, int32_t *b, Complex4 c)
+{
+    const int32x4x2_t v = vzipq_s32(c.re, c.im);
+    vst1q_s32(a, v.val[0]);
+    vst1q_s32(b, v.val[1]);
+}
+
+}  // namespace
+
+// Four butterflies m .. m + 3 per step; the n = 8 stage takes m = 0, 1 of
+// two blocks per step, as its packed group is laid out. Anything else runs
+// the portable stage.
+void radix4_stage_q30_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n)
+{
+    const int32_t quarter = n / 4;
+    Twiddle4 tw[3];
+    if (n == 8 && N % 16 == 0) {
+        load_group(w, tw);
+        for (int32_t block = 0; block < N; block += 16) {
+            int32_t *a = x + 2 * block;
+            int32_t *b = a + 16;
+            Complex4 p0 = load_pairs(a, b), p1 = load_pairs(a + 4, b + 4);
+            Complex4 p2 = load_pairs(a + 8, b + 8), p3 = load_pairs(a + 12, b + 12);
+            butterfly(p0, p1, p2, p3, tw);
+            store_pairs(a, b, p0);
+            store_pairs(a + 4, b + 4, p1);
+            store_pairs(a + 8, b + 8, p2);
+            store_pairs(a + 12, b + 12, p3);
+        }
+        return;
+    }
+    if (quarter <= 0 || quarter % 4 != 0) {
+        radix4_stage_q30_c(w, x, N, n);
+        return;
+    }
+    const int32_t stride = 2 * quarter;
+    for (int32_t block = 0; block < N; block += n) {
+        const int32_t *group = w;
+        for (int32_t m = 0; m < quarter; m += 4, group += 24) {
+            int32_t *p = x + 2 * (block + m);
+            Complex4 p0 = load4(p), p1 = load4(p + stride), p2 = load4(p + 2 * stride),
+                     p3 = load4(p + 3 * stride);
+            load_group(group, tw);
+            butterfly(p0, p1, p2, p3, tw);
+            store4(p, p0);
+            store4(p + stride, p1);
+            store4(p + 2 * stride, p2);
+            store4(p + 3 * stride, p3);
+        }
+    }
+}
+
+}  // namespace fxaac
+
+#endif  // __ARM_NEON

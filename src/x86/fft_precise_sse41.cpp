@@ -1,0 +1,11 @@
+// The precise FFT's radix-4 stages with SSE4.1 (src/dsp/kernels.h).
+#include "x86/fft_precise_simd.h"
+
+namespace fxaac {
+
+void radix4_stage_q30_sse41(const int32_t *w, int32_t *x, int32_t N, int32_t n)
+{
+    radix4_stage_q30_simd<V128>(w, x, N, n);
+}
+
+}  // namespace fxaac
