@@ -339,8 +339,7 @@ int32_t dequantize_precise(int32_t q, int32_t sf)
 // room for overflow (s >= 31: the product is below 2^62), is one product
 // and a rounding shift; the rest takes dequantize_precise. In place as
 // dequantize_scaled.
-void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32_t from,
-                             int32_t to)
+void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32_t from, int32_t to)
 {
     const int32_t e = sf - kPreciseUnit;
     const int64_t m = gain_q30[e & 3];
