@@ -1,9 +1,10 @@
 // The precise IMDCT's twiddles and windows on ARM Advanced SIMD
 // (src/precise/imdct_precise.h). Same results as the portable kernels: a
 // part is round((a x + b y) / 2^31), the 64-bit sum exact (VMULL, VMLAL,
-// VMLSL) and rounded by VRSHRN #31; the post-twiddle's rescaling is VQRSHL
-// (a rounding right shift, or a saturating left shift); a window product is
-// VQRDMULH, round(x w / 2^31) for w > -2^31.
+// VMLSL) and rounded by VRSHRN #31; the post-twiddle's rescaling is
+// ((v >> (n - 1)) + 1) >> 1 (VSHL by a negative count, VADD, VSHR; no
+// rounding shift, whose sum could reach 2^31) or a saturating left shift
+// (VQSHL); a window product is VQRDMULH, round(x w / 2^31) for w > -2^31.
 #if defined(__ARM_NEON)
 
 #include <arm_neon.h>
@@ -76,7 +77,12 @@ void post_twiddle_q31_neon(int32_t *out, const int32_t *in, const int32_t *cosin
         post_twiddle_q31_c(out, in, cosine, sine, N, shift);
         return;
     }
-    const int32x4_t count = vdupq_n_s32(-shift);
+    const int32x4_t first = vdupq_n_s32(shift > 0 ? 1 - shift : -shift);
+    const auto rescale = [shift, first](int32x4_t v) {
+        if (shift > 0)
+            return vshrq_n_s32(vaddq_s32(vshlq_s32(v, first), vdupq_n_s32(1)), 1);
+        return vqshlq_s32(v, first);
+    };
     for (int32_t i = 0; i < M / 2; i += 4) {
         const int32_t j = M - 4 - i;  // the back's lowest index
         const int32x4x2_t z = vld2q_s32(in + 2 * i);
@@ -85,10 +91,10 @@ void post_twiddle_q31_neon(int32_t *out, const int32_t *in, const int32_t *cosin
         const int32x4_t yr = reverse(y.val[0]), yi = reverse(y.val[1]);
         const int32x4_t c = vld1q_s32(cosine + i), s = vld1q_s32(sine + i);
         const int32x4_t cb = reverse(vld1q_s32(cosine + j)), sb = reverse(vld1q_s32(sine + j));
-        const int32x4_t fa = vqrshlq_s32(dot_round31<false>(zr, c, zi, s), count);
-        const int32x4_t fb = vqrshlq_s32(dot_round31<true>(zr, s, zi, c), count);
-        const int32x4_t ba = vqrshlq_s32(dot_round31<false>(yr, cb, yi, sb), count);
-        const int32x4_t bb = vqrshlq_s32(dot_round31<true>(yr, sb, yi, cb), count);
+        const int32x4_t fa = rescale(dot_round31<false>(zr, c, zi, s));
+        const int32x4_t fb = rescale(dot_round31<true>(zr, s, zi, c));
+        const int32x4_t ba = rescale(dot_round31<false>(yr, cb, yi, sb));
+        const int32x4_t bb = rescale(dot_round31<true>(yr, sb, yi, cb));
         store_pairs(out + M + 2 * i, fb, ba);
         store_pairs(out + M - 8 - 2 * i, reverse(vqnegq_s32(ba)), reverse(vqnegq_s32(fb)));
         store_pairs(out + 3 * M + 2 * i, fa, bb);
