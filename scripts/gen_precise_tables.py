@@ -2,8 +2,9 @@
 """Generates src/precise/precise_tables.cpp: the coefficients of the precise
 arithmetic (src/precise/), every one rounded half up from its formula.
 
-* pow43_q19[i] = round(i^(4/3) * 2^19), i = 0..511, exact integer rounding:
-  i^(4/3) * 2^19 = cbrt(i^4 * 2^57).
+* pow43_scaled[i] = round(i^(4/3) * 2^(27 - 4k)), i = 0..511, k = 0 below 8, 1 below 64,
+  2 above (Q27, Q23, Q19: each below 2^31, each 27 bits of precision), exact integer
+  rounding: i^(4/3) * 2^q = cbrt(i^4 * 2^(3q)).
 * gain_q30[k] = round(2^(k/4) * 2^30), k = 0..3: quarter-step gain mantissas.
 * tns_q31_*: TNS reflection coefficients round(2^31 * sin(v / ((2^(r-1) -+ 0.5)
   / (pi/2)))) by raw field u (v = u as a two's-complement number).
@@ -47,8 +48,9 @@ def icbrt(x):
     return t
 
 
-def pow43_q19(i):
-    x = i ** 4 * 2 ** 57
+def pow43_scaled(i):
+    q = 27 - 4 * ((i >= 8) + (i >= 64))
+    x = i ** 4 * 2 ** (3 * q)
     t = icbrt(x)
     return t + 1 if (2 * t + 1) ** 3 <= 8 * x else t
 
@@ -95,12 +97,13 @@ def stage(block):
 
 
 def generate():
-    powers = [pow43_q19(i) for i in range(512)]
-    assert powers[1] == 2 ** 19 and powers[8] == 16 * 2 ** 19 and powers[511] < 2 ** 31
+    powers = [pow43_scaled(i) for i in range(512)]
+    assert powers[1] == 2 ** 27 and powers[8] == 16 * 2 ** 23 and powers[64] == 256 * 2 ** 19
+    assert max(powers) < 2 ** 31
     gains = [gain_q30(k) for k in range(4)]
     assert gains[0] == 2 ** 30 and gains[2] == 1518500250
-    body = ['', '// round(i^(4/3) * 2^19), i = 0..511.']
-    body += tablegen.c_array('const int32_t', 'pow43_q19', powers, 6, '%10d')
+    body = ['', '// round(i^(4/3) * 2^(27 - 4k)), i = 0..511, k = (i >= 8) + (i >= 64).']
+    body += tablegen.c_array('const int32_t', 'pow43_scaled', powers, 6, '%10d')
     body += ['', '// round(2^(k/4) * 2^30), k = 0..3.',
              'const int32_t gain_q30[4] = {' + ', '.join(map(str, gains)) + '};', '']
     for name, r, b in TNS_TABLES:

@@ -7,7 +7,8 @@ namespace fxaac_peers {
 std::vector<std::unique_ptr<PeerDecoder>> make_decoders()
 {
     std::vector<std::unique_ptr<PeerDecoder>> d;
-    d.push_back(make_fxaac_decoder());
+    d.push_back(make_fxaac_decoder(false));
+    d.push_back(make_fxaac_decoder(true));
     return d;
 }
 

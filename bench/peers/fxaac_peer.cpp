@@ -1,6 +1,6 @@
 // fxaac through its public API: AACPlusHeAacDecode for a stream that turns
 // out to carry SBR (HE-AAC), else AACPlusDecodeBuffer (AAC-LC). 16-bit
-// interleaved output.
+// interleaved output; "fxaac_precise" runs the precise arithmetic.
 #include <cstring>
 #include <memory>
 
@@ -14,7 +14,8 @@ namespace {
 
 class FxaacDecoder final : public PeerDecoder {
 public:
-    std::string name() const override { return "fxaac"; }
+    explicit FxaacDecoder(bool precise) : precise_(precise) {}
+    std::string name() const override { return precise_ ? "fxaac_precise" : "fxaac"; }
     std::string entry() const override
     {
         return heaac_ ? "AACPlusHeAacDecode, s16" : "AACPlusDecodeBuffer, s16";
@@ -27,10 +28,12 @@ public:
         cfg.hdrPrsnt = 1;
         int32_t header;
         if (heaac_) {
-            AACPlusHeAacInit(he_.get(), 0, 0);
+            AACPlusHeAacInit(he_.get(), 0, precise_ ? FXAAC_HEAAC_PRECISE : 0);
             header = AACPlusHeAacHeaderDecode(he_.get(), cfg, s.bytes.data(), s.frame_bytes(0));
         } else {
             AACPlusDecoderInit(&lc_->core, &lc_->work);
+            if (precise_)
+                AACPlusDecoderSetArithmetic(&lc_->core, FXAAC_ARITHMETIC_PRECISE);
             header = AACPlusHeaderDecode(cfg, &lc_->core, s.bytes.data());
         }
         if (header != 0) {  // an ADTS stream has no header of its own
@@ -82,6 +85,7 @@ private:
         return he_->sbrActive == 1;
     }
 
+    bool precise_;
     bool heaac_ = false;
     std::unique_ptr<HeAacDecoder> he_ = std::make_unique<HeAacDecoder>();
     std::unique_ptr<LcMemory> lc_ = std::make_unique<LcMemory>();
@@ -92,6 +96,9 @@ private:
 
 }  // namespace
 
-std::unique_ptr<PeerDecoder> make_fxaac_decoder() { return std::make_unique<FxaacDecoder>(); }
+std::unique_ptr<PeerDecoder> make_fxaac_decoder(bool precise)
+{
+    return std::make_unique<FxaacDecoder>(precise);
+}
 
 }  // namespace fxaac_peers

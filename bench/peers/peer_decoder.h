@@ -48,7 +48,7 @@ public:
 // The decoders this program was built with, fxaac first.
 std::vector<std::unique_ptr<PeerDecoder>> make_decoders();
 
-std::unique_ptr<PeerDecoder> make_fxaac_decoder();
+std::unique_ptr<PeerDecoder> make_fxaac_decoder(bool precise);
 std::unique_ptr<PeerDecoder> make_avcodec_decoder(const char *codec);
 std::unique_ptr<PeerDecoder> make_faad_decoder();
 

@@ -8,8 +8,9 @@
 
 namespace fxaac {
 
-// i^(4/3) in Q19 for i < 512 (the largest, 511^(4/3), is below 2^12).
-extern const int32_t pow43_q19[512];
+// i^(4/3) for i < 512 in Q27 below 8, Q23 below 64, Q19 above: 27 bits of
+// precision each (the largest, 511^(4/3), is below 2^12).
+extern const int32_t pow43_scaled[512];
 // 2^(k/4) in Q30, k = 0..3.
 extern const int32_t gain_q30[4];
 // TNS reflection coefficients in Q31 by raw coefficient field, as the Q18

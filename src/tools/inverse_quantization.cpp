@@ -292,13 +292,16 @@ void walk_bands(const ChannelStream *stream, int32_t *dst, const int16_t *src, B
 }
 
 // The precise arithmetic: round(|q|^(4/3) 2^((sf - 100)/4) 2^kSpectrumBits)
-// with the sign of q, saturated to 32 bits. |q|^(4/3) comes from the Q19
-// table below 512 and from a Newton step above (Q13); pulses may take |q|
-// up to 8191 + 15.
+// with the sign of q, saturated to 32 bits. |q|^(4/3) comes from the table
+// below 512 (Q27, Q23 or Q19) and from a Newton step above (Q13); pulses
+// may take |q| up to 8191 + 15.
 constexpr int32_t kPreciseMaxMagnitude = 8191 + 15;
 // Scale factor 100 is gain 1; kSpectrumBits more in quarter steps.
 constexpr int32_t kUnitScaleFactor = 100;
 constexpr int32_t kPreciseUnit = kUnitScaleFactor - 4 * precise::kSpectrumBits;
+
+// The fraction bits of pow43_scaled[a]: 27, 23 or 19.
+constexpr int32_t pow43_fraction(int32_t a) { return 27 - 4 * ((a >= 8) + (a >= 64)); }
 
 // |q|^(4/3) in Q13 for 512 <= q <= 8206: P0 from a linear interpolation of
 // the table at q/16 (relative error below 2^-12), then one Newton step for
@@ -309,10 +312,11 @@ int64_t pow43_large_q13(int32_t q)
     // The table ends at 511: the top 31 values extrapolate from 509 and 510.
     const int32_t j = std::min(q >> 4, 510), f = q - 16 * j;
     constexpr int64_t kSixteenPow = 2642246;  // 16^(4/3) = 2^(16/3) in Q16, rounded
-    const int64_t mix = int64_t{16 - f} * pow43_q19[j] + int64_t{f} * pow43_q19[j + 1];  // Q23
-    const int64_t p0 = (mix * kSixteenPow) >> 31;                                        // Q8
-    const int64_t square = (p0 * p0) >> 16;                                              // Q0
-    const int64_t cube = square * p0;                                                    // Q8
+    const auto q19 = [](int32_t i) { return int64_t{pow43_scaled[i]} >> (pow43_fraction(i) - 19); };
+    const int64_t mix = int64_t{16 - f} * q19(j) + int64_t{f} * q19(j + 1);  // Q23
+    const int64_t p0 = (mix * kSixteenPow) >> 31;                            // Q8
+    const int64_t square = (p0 * p0) >> 16;                                  // Q0
+    const int64_t cube = square * p0;                                        // Q8
     const int64_t q4 = int64_t{q} * q * q * q;
     const int64_t r = (q4 << 8) - cube;                      // Q8 residual of P^3
     const int64_t p1 = (p0 << 8) + (r << 8) / (3 * square);  // Q16
@@ -329,32 +333,33 @@ int32_t dequantize_precise(int32_t q, int32_t sf)
     const int32_t down = e >> 2;  // 2^(e >> 2)
     int32_t v;
     if (a < 512)
-        v = precise::scale_sat(int64_t{pow43_q19[a]} * m, 49 - down);
+        v = precise::scale_sat(int64_t{pow43_scaled[a]} * m, 30 + pow43_fraction(a) - down);
     else
         v = precise::scale_sat(pow43_large_q13(a) * m, 43 - down);
     return q < 0 ? -v : v;
 }
 
 // One band. The common case, |q| < 512 at a gain whose shift leaves no
-// room for overflow (s >= 31: the product is below 2^62), is one product
-// and a rounding shift; the rest takes dequantize_precise. In place as
-// dequantize_scaled.
+// room for overflow (s >= 31 for Q19: the product is below 2^62), is one
+// product and a rounding shift; the rest takes dequantize_precise. In
+// place as dequantize_scaled.
 void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32_t from, int32_t to)
 {
     const int32_t e = sf - kPreciseUnit;
     const int64_t m = gain_q30[e & 3];
     const int32_t s = 49 - (e >> 2);
-    if (s < 31 || s > 62) {
+    if (s < 31 || s > 54) {  // the Q27 entries shift by s + 8 <= 62
         for (int32_t i = from; i < to; i++)
             dst[i] = dequantize_precise(src[i], sf);
         return;
     }
-    const int64_t half = int64_t{1} << (s - 1);
     const auto one = [&](int32_t q) {
         const int32_t a = q < 0 ? -q : q;
         if (a >= 512)
             return dequantize_precise(q, sf);
-        const int32_t v = static_cast<int32_t>((pow43_q19[a] * m + half) >> s);
+        const int32_t shift = s + pow43_fraction(a) - 19;
+        const int64_t r = (pow43_scaled[a] * m + (int64_t{1} << (shift - 1))) >> shift;
+        const int32_t v = static_cast<int32_t>(r);
         return q < 0 ? -v : v;
     };
     int32_t i = from;
