@@ -3,8 +3,8 @@
 //
 // After every frame the overlap array of a channel holds the windowed second
 // half of the last inverse transform, at the synthesis scale (2^24 is 16-bit
-// full scale): the samples that the next frame's first half would have been
-// added to. With nothing to add, they are what the next frame would begin
+// full scale; 2^28 in the precise arithmetic): the samples that the next
+// frame's first half would have been added to. With nothing to add, they are what the next frame would begin
 // with; a falling linear fade across the frame brings them to zero, and the
 // cleared overlap lets the next good frame rise from silence through its own
 // window.
@@ -34,7 +34,10 @@ void fxaac::conceal_channel(AacDecoder *instance, int channel, int32_t *handOff)
 {
     int32_t *overlap = instance->overlap[channel];
     fade_out(overlap);
-    myPCMtoSBR(handOff, overlap, 1, kFrame);
+    if (instance->arithmetic == FXAAC_ARITHMETIC_PRECISE)
+        precise_to_sbr(handOff, overlap, kFrame);
+    else
+        myPCMtoSBR(handOff, overlap, 1, kFrame);
     std::memset(overlap, 0, sizeof instance->overlap[channel]);
 }
 
@@ -49,6 +52,8 @@ int32_t AACPlusConcealFrame(AacDecoder *instance, void *output, FrameStatus *sta
     for (int32_t k = 0; k < channels; k++) {
         int32_t *overlap = instance->overlap[k];
         fade_out(overlap);
+        if (instance->arithmetic == FXAAC_ARITHMETIC_PRECISE)
+            fxaac::precise_to_synthesis_scale(overlap, kFrame);
         fxaac::myOutputToPCM(overlap, output, channels, format, 0, kFrame, k);
         std::memset(overlap, 0, sizeof instance->overlap[k]);
     }

@@ -3,6 +3,9 @@
 #include <fxaac/fxaac.h>
 
 #include "filterbank/filter_bank_init.h"
+#include "filterbank/pcm_output.h"
+#include "fixedpoint/basic_ops.h"
+#include "precise/precise_ops.h"
 
 namespace {
 // Defaults until a header says otherwise.
@@ -31,10 +34,22 @@ void AACPlusDecoderInit(AacDecoder *instance, DecoderWorkArea *work)
     instance->pnsSeed = kNoiseSeed;
 }
 
+// The overlap is kept at the arithmetic's synthesis scale: a change between
+// frames rescales it (saturating up, rounding down).
 int32_t AACPlusDecoderSetArithmetic(AacDecoder *instance, int32_t arithmetic)
 {
     if (arithmetic != FXAAC_ARITHMETIC_DEFAULT && arithmetic != FXAAC_ARITHMETIC_PRECISE)
         return -1;
+    if (arithmetic != instance->arithmetic) {
+        for (int32_t *overlap : instance->overlap) {
+            if (arithmetic == FXAAC_ARITHMETIC_PRECISE) {
+                for (int32_t i = 0; i < FXAAC_FRAME_LENGTH; i++)
+                    overlap[i] = fxaac::shl_sat(overlap[i], fxaac::precise::kSynthesisBits);
+            } else {
+                fxaac::precise_to_synthesis_scale(overlap, FXAAC_FRAME_LENGTH);
+            }
+        }
+    }
     instance->arithmetic = arithmetic;
     return 0;
 }

@@ -49,20 +49,29 @@ struct Output {
     int16_t format;
     int32_t channel;
     int32_t sbr_mode;
+    bool precise;  // samples at the precise arithmetic's scale
 };
 
 // The caller keeps the second channel's spectrum in the output buffer while
 // the first channel is synthesised; with two channels it is moved to the
 // saved area before samples overwrite it.
-void hand_over(const Output &out, const int32_t *samples)
+// The precise arithmetic's samples go to the SBR hand-off with all their
+// bits, or to PCM through the synthesis scale (in place: the caller reuses
+// the buffer only after this).
+void hand_over(const Output &out, int32_t *samples)
 {
     if (out.channels == 2)
         my_vcopy(static_cast<const int32_t *>(out.pcm), out.saved, kFrame);
     if (out.sbr_mode != 0) {
-        myPCMtoSBR(out.sbr, samples, out.channels, kFrame);
-    } else {
-        myOutputToPCM(samples, out.pcm, out.channels, out.format, out.swap, kFrame, out.channel);
+        if (out.precise)
+            precise_to_sbr(out.sbr, samples, kFrame);
+        else
+            myPCMtoSBR(out.sbr, samples, out.channels, kFrame);
+        return;
     }
+    if (out.precise)
+        precise_to_synthesis_scale(samples, kFrame);
+    myOutputToPCM(samples, out.pcm, out.channels, out.format, out.swap, kFrame, out.channel);
 }
 
 // y[i] = x[i] >> 1, two per step (n even): a window value of 1.0 at the
@@ -226,12 +235,12 @@ void fxaac::ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t 
 {
     if (window_sequence < kOnlyLong || window_sequence > kLongStop)
         return;
+    const bool precise = instance->arithmetic == FXAAC_ARITHMETIC_PRECISE;
     const Output out{pcm_out, sbr_out, instance->scratchB, swap, channels, format,
-                     channel, sbr_mode};
+                     channel, sbr_mode, precise};
     // window_shape is a one-bit field; the mask keeps the table index in range.
     const int shape = window_shape & 1;
     const int previous = previous_shape & 1;
-    const bool precise = instance->arithmetic == FXAAC_ARITHMETIC_PRECISE;
     if (window_sequence == kEightShort) {
         (precise ? eight_short<PreciseArithmetic>
                  : eight_short<DefaultArithmetic>)(instance, shape, previous, spectrum, overlap,

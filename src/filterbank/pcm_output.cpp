@@ -6,6 +6,7 @@
 
 #include "dsp/kernels.h"
 #include "fixedpoint/basic_ops.h"
+#include "precise/precise_ops.h"
 
 namespace {
 
@@ -167,4 +168,19 @@ void fxaac::myPCMtoSBR(int32_t *out, const int32_t *samples, int32_t /*channels*
 {
     for (int32_t i = 0; i < count; ++i)
         out[i] = shl_sat(add_wrap(samples[i], kHalf16), kFullScaleShift);
+}
+
+void fxaac::precise_to_synthesis_scale(int32_t *samples, int32_t count)
+{
+    constexpr int32_t kBits = precise::kSynthesisBits;
+    for (int32_t i = 0; i < count; ++i)
+        samples[i] = add_wrap(samples[i] >> (kBits - 1), 1) >> 1;
+}
+
+void fxaac::precise_to_sbr(int32_t *out, const int32_t *samples, int32_t count)
+{
+    constexpr int32_t kShift = kFullScaleShift - precise::kSynthesisBits;
+    constexpr int32_t kHalf = kHalf16 << precise::kSynthesisBits;
+    for (int32_t i = 0; i < count; ++i)
+        out[i] = shl_sat(add_sat(samples[i], kHalf), kShift);
 }

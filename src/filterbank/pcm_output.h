@@ -45,6 +45,14 @@ void out24bit_c(const int32_t *in, int32_t *out, int32_t n);
 // <= 0 writes nothing. channels is accepted for call compatibility and not
 // used: the hand-off buffers are per channel.
 void myPCMtoSBR(int32_t *out, const int32_t *samples, int32_t channels, int32_t count);
+
+// The precise arithmetic's samples (2^kSynthesisBits times the synthesis
+// scale, precise/precise_ops.h): in place to the synthesis scale, rounded
+// (ties up), for the conversions above; or to the SBR hand-off with all
+// their bits, sat(x * 2^(7 - kSynthesisBits) + 2^15) (the same half-step
+// offset as myPCMtoSBR).
+void precise_to_synthesis_scale(int32_t *samples, int32_t count);
+void precise_to_sbr(int32_t *out, const int32_t *samples, int32_t count);
 }  // namespace fxaac
 
 #endif  // FXAAC_FILTERBANK_PCM_OUTPUT_H

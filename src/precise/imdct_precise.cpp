@@ -16,9 +16,10 @@ constexpr int32_t kLongLength = 2048;
 // The block exponent puts the largest coefficient's top bit here.
 constexpr int32_t kTopBit = 27;
 // Post-twiddle shift after the Q31 product: -8 (2^9 / 2 of the long
-// transform's scaled FFT, likewise 8 * 2^6 / 2 for the short one), plus the
-// block exponent and the spectrum's fraction bits.
-constexpr int32_t kPostShift = -8 + kSpectrumBits;
+// transform's scaled FFT, likewise 8 * 2^6 / 2 for the short one) less the
+// synthesis scale's extra bits, plus the block exponent and the spectrum's
+// fraction bits.
+constexpr int32_t kPostShift = -8 - precise::kSynthesisBits + kSpectrumBits;
 
 struct Twiddles {
     const int32_t *cosine;

@@ -2,9 +2,10 @@
 // with Q31 twiddles, products rounded once, and an FFT that keeps its
 // values near the top of the word.
 //
-// out[n] = 2^-kSpectrumBits * G/2 * sum_k in[k] cos(2 pi (n + n0)(k + 1/2) / N)
-// (G = 1 for N = 2048, 8 for N = 256, as filterbank/imdct.h), so that a Q31
-// window product gives samples at the synthesis scale (pcm_output.h).
+// out[n] = 2^(kSynthesisBits - kSpectrumBits) * G/2 * sum_k in[k] cos(2 pi (n +
+// n0)(k + 1/2) / N) (G = 1 for N = 2048, 8 for N = 256, as filterbank/imdct.h),
+// so that a Q31 window product gives samples at the precise synthesis scale
+// (precise_ops.h).
 //
 // Steps, M = N/4:
 //   1. block exponent: the coefficients are shifted so that the largest

@@ -16,6 +16,11 @@ namespace fxaac::precise {
 // integer spectrum) times 2^kSpectrumBits.
 constexpr int32_t kSpectrumBits = 3;
 
+// The precise arithmetic's synthesis scale (time samples, overlap) is
+// 2^kSynthesisBits times the default's: 16-bit full scale is 2^28, 13 bits
+// below the 16-bit step, 8 times full scale before saturation.
+constexpr int32_t kSynthesisBits = 4;
+
 // round(v / 2^s) for 1 <= s <= 62, |v| < 2^62 (ties up).
 constexpr int64_t round_shift(int64_t v, int32_t s) { return (v + (int64_t{1} << (s - 1))) >> s; }
 

@@ -42,8 +42,8 @@ Words random_words(size_t n, int64_t limit, uint32_t seed)
     return v;
 }
 
-// The IMDCT's output is the reference (gain G, spectral units) / 2 of the
-// precise spectrum's unit: each sample within a few units of it, at any
+// The IMDCT's output is the reference (gain G, spectral units) / 2 at the
+// precise synthesis scale: each sample within a few units of it, at any
 // level. Random blocks of peak magnitude from 7 to 2^31 - 1, and one line
 // alone (a tone): its errors are those of the FFT's scaling.
 TEST(PreciseImdct, MatchesDoubleModelAtEveryLevel)
@@ -63,11 +63,14 @@ TEST(PreciseImdct, MatchesDoubleModelAtEveryLevel)
                 imdct_precise(&dec, in.data(), out.data(), N);
                 double worst = 0;
                 for (int n = 0; n < N; ++n) {
-                    const double want = std::clamp(ref[n] / 2 / kUnit, -2147483648.0, 2147483647.0);
+                    const double want = std::clamp(ref[n] / 2 / kUnit *
+                                                       (1 << precise::kSynthesisBits),
+                                                   -2147483648.0, 2147483647.0);
                     worst = std::max(worst, std::abs(out[n] - want));
                 }
                 // The FFT keeps about 21 bits below the block's peak.
-                const double bound = 3.0 + static_cast<double>(peak) * 0x1p-21;
+                const double bound = 3.0 + static_cast<double>(peak) * 0x1p-21 *
+                                               (1 << precise::kSynthesisBits);
                 EXPECT_LE(worst, bound) << "N " << N << " peak " << peak << " tone " << tone;
             }
         }
@@ -146,8 +149,7 @@ TEST(PreciseNoise, BandEnergyIsExact)
                 sum += static_cast<double>(spectrum[i]) * spectrum[i];
             const double want = std::exp2((energy + b) / 2.0) * kUnit * kUnit;
             // The lines' rounding counts where they are a few hundred units.
-            EXPECT_NEAR(10 * std::log10(sum / want), 0.0, energy < 40 ? 0.05 : 0.001)
-                << energy + b;
+            EXPECT_NEAR(10 * std::log10(sum / want), 0.0, energy < 40 ? 0.05 : 0.001) << energy + b;
         }
     }
 }
