@@ -7,9 +7,8 @@
 
 #include <arm_neon.h>
 
+#include "arm/fft_last_stage_neon.h"
 #include "dsp/kernels.h"
-
-#define FXAAC_NEON_INLINE inline __attribute__((always_inline))
 
 namespace fxaac {
 namespace {
@@ -144,6 +143,39 @@ void radix4_stage_q30_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n)
             store4(p + 3 * stride, p3);
         }
     }
+}
+
+// The last stages as post_radix2_neon and post_radix4_neon (fft_neon.cpp),
+// each result rounded: (v + 1) >> 1 and (v + 2) >> 2.
+void post_radix2_q_neon(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
+{
+    const int32_t o1 = 2 * (N / 8), o2 = 2 * (N / 2), o3 = 2 * (N / 2 + N / 8);
+    const auto half = [](int32x4_t v) { return vshrq_n_s32(vaddq_s32(v, vdupq_n_s32(1)), 1); };
+    last_stage(out, x, digRev, N, [=](const int32_t *a, const int32_t *b, int32_t *bin) {
+        const int32x4_t x0 = join(a, b), x1 = join(a + 2, b + 2);
+        const int32x4_t x2 = join(a + 4, b + 4), x3 = join(a + 6, b + 6);
+        vst1q_s32(bin, half(vaddq_s32(x0, x1)));
+        vst1q_s32(bin + o1, half(vaddq_s32(x2, x3)));
+        vst1q_s32(bin + o2, half(vsubq_s32(x0, x1)));
+        vst1q_s32(bin + o3, half(vsubq_s32(x2, x3)));
+    });
+}
+
+void post_radix4_q_neon(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
+{
+    const int32x4_t conj = {1, -1, 1, -1};
+    const int32_t step = 2 * (N / 4);
+    last_stage(out, x, digRev, N, [=](const int32_t *a, const int32_t *b, int32_t *bin) {
+        const int32x4_t p0 = join(a, b), p1 = join(a + 2, b + 2);
+        const int32x4_t p2 = join(a + 4, b + 4), p3 = join(a + 6, b + 6);
+        const int32x4_t s02 = vaddq_s32(p0, p2), d02 = vsubq_s32(p0, p2);
+        const int32x4_t s13 = vaddq_s32(p1, p3), d13 = vsubq_s32(p1, p3);
+        const int32x4_t minus_j_d13 = vmulq_s32(vrev64q_s32(d13), conj);
+        vst1q_s32(bin, quarter(vaddq_s32(s02, s13)));
+        vst1q_s32(bin + step, quarter(vaddq_s32(d02, minus_j_d13)));
+        vst1q_s32(bin + 2 * step, quarter(vsubq_s32(s02, s13)));
+        vst1q_s32(bin + 3 * step, quarter(vsubq_s32(d02, minus_j_d13)));
+    });
 }
 
 }  // namespace fxaac

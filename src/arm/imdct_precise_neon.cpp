@@ -102,22 +102,63 @@ void post_twiddle_q31_neon(int32_t *out, const int32_t *in, const int32_t *cosin
     }
 }
 
-void window_rise_q31_neon(const int32_t *x, const int32_t *w, int32_t *y, int n)
+namespace {
+
+// y (+)= round(x w / 2^31): Rise reads w upward, else downward from w[0];
+// Add accumulates (wrapping).
+template <bool Rise, bool Add>
+void window_q31(const int32_t *x, const int32_t *w, int32_t *y, int n)
 {
     int i = 0;
-    for (; i + 4 <= n; i += 4)
-        vst1q_s32(y + i, vqrdmulhq_s32(vld1q_s32(x + i), vld1q_s32(w + i)));
-    if (i < n)
-        window_rise_q31_c(x + i, w + i, y + i, n - i);
+    for (; i + 4 <= n; i += 4) {
+        const int32x4_t c = Rise ? vld1q_s32(w + i) : reverse(vld1q_s32(w - i - 3));
+        int32x4_t v = vqrdmulhq_s32(vld1q_s32(x + i), c);
+        if constexpr (Add)
+            v = vaddq_s32(vld1q_s32(y + i), v);
+        vst1q_s32(y + i, v);
+    }
+    if (i < n) {
+        if constexpr (Add)
+            (Rise ? window_rise_add_q31_c : window_fall_add_q31_c)(x + i, Rise ? w + i : w - i,
+                                                                   y + i, n - i);
+        else
+            (Rise ? window_rise_q31_c : window_fall_q31_c)(x + i, Rise ? w + i : w - i, y + i,
+                                                           n - i);
+    }
+}
+
+}  // namespace
+
+void window_rise_q31_neon(const int32_t *x, const int32_t *w, int32_t *y, int n)
+{
+    window_q31<true, false>(x, w, y, n);
 }
 
 void window_fall_q31_neon(const int32_t *x, const int32_t *w, int32_t *y, int n)
 {
-    int i = 0;
-    for (; i + 4 <= n; i += 4)
-        vst1q_s32(y + i, vqrdmulhq_s32(vld1q_s32(x + i), reverse(vld1q_s32(w - i - 3))));
+    window_q31<false, false>(x, w, y, n);
+}
+
+void window_rise_add_q31_neon(const int32_t *x, const int32_t *w, int32_t *y, int n)
+{
+    window_q31<true, true>(x, w, y, n);
+}
+
+void window_fall_add_q31_neon(const int32_t *x, const int32_t *w, int32_t *y, int n)
+{
+    window_q31<false, true>(x, w, y, n);
+}
+
+// x = ((x >> 3) + 1) >> 1 (no rounding shift: its sum could overflow).
+void precise_descale_neon(int32_t *x, int32_t n)
+{
+    int32_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const int32x4_t v = vshrq_n_s32(vld1q_s32(x + i), 3);
+        vst1q_s32(x + i, vshrq_n_s32(vaddq_s32(v, vdupq_n_s32(1)), 1));
+    }
     if (i < n)
-        window_fall_q31_c(x + i, w - i, y + i, n - i);
+        precise_descale_c(x + i, n - i);
 }
 
 }  // namespace fxaac

@@ -62,8 +62,7 @@
     /* PCM conversion into every second slot: 16-bit and 24-bit in 32-bit words */                 \
     K(a, avx2, void, pcm16_interleave, (const int32_t *in, int16_t *out, int32_t n), (in, out, n)) \
     K(a, avx2, void, pcm24_interleave, (const int32_t *in, int32_t *out, int32_t n), (in, out, n)) \
-    /* The precise arithmetic (src/precise): a scaled radix-4 stage (Q30 twiddles, |w| <= 2^30),   \
-     */                                                                                            \
+    /* The precise arithmetic (src/precise): a scaled radix-4 stage (|w| <= 2^30), */              \
     K(a, avx2, void, radix4_stage_q30, (const int32_t *w, int32_t *x, int32_t N, int32_t n),       \
       (w, x, N, n))                                                                                \
     /* the IMDCT twiddles in Q31 (post: |in| < 2^30, -31 <= shift <= 31), */                       \
@@ -79,7 +78,19 @@
     K(a, avx2, void, window_rise_q31, (const int32_t *x, const int32_t *w, int32_t *y, int n),     \
       (x, w, y, n))                                                                                \
     K(a, avx2, void, window_fall_q31, (const int32_t *x, const int32_t *w, int32_t *y, int n),     \
-      (x, w, y, n))
+      (x, w, y, n))                                                                                \
+    /* the short windows' accumulating forms, y += round(x w / 2^31) (wrapping), */                \
+    K(a, avx2, void, window_rise_add_q31, (const int32_t *x, const int32_t *w, int32_t *y, int n), \
+      (x, w, y, n))                                                                                \
+    K(a, avx2, void, window_fall_add_q31, (const int32_t *x, const int32_t *w, int32_t *y, int n), \
+      (x, w, y, n))                                                                                \
+    /* the scaled FFTs' last stages (radix 2 with (v + 1) >> 1, radix 4 with (v + 2) >> 2), */     \
+    K(a, sse41, void, post_radix2_q,                                                               \
+      (int32_t * out, const int32_t *x, const int32_t *digRev, int32_t N), (out, x, digRev, N))    \
+    K(a, sse41, void, post_radix4_q,                                                               \
+      (int32_t * out, const int32_t *x, const int32_t *digRev, int32_t N), (out, x, digRev, N))    \
+    /* and the synthesis scale down to the default's: x = ((x >> 3) + 1) >> 1 */                   \
+    K(a, avx2, void, precise_descale, (int32_t * x, int32_t n), (x, n))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

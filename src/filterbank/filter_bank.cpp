@@ -20,7 +20,6 @@
 #include "filterbank/pcm_output.h"
 #include "fixedpoint/vector_ops.h"
 #include "precise/imdct_precise.h"
-#include "precise/precise_kernels.h"
 #include "precise/precise_tables.h"
 #include "syntax/ics_info.h"
 

@@ -170,11 +170,18 @@ void fxaac::myPCMtoSBR(int32_t *out, const int32_t *samples, int32_t /*channels*
         out[i] = shl_sat(add_wrap(samples[i], kHalf16), kFullScaleShift);
 }
 
+// The portable kernel (src/dsp/kernels.h): the rounding shift by
+// kSynthesisBits, which the kernel's name fixes at 4.
+static_assert(fxaac::precise::kSynthesisBits == 4, "precise_descale shifts by 4");
+void fxaac::precise_descale_c(int32_t *x, int32_t n)
+{
+    for (int32_t i = 0; i < n; ++i)
+        x[i] = precise::round_down(x[i], precise::kSynthesisBits);
+}
+
 void fxaac::precise_to_synthesis_scale(int32_t *samples, int32_t count)
 {
-    constexpr int32_t kBits = precise::kSynthesisBits;
-    for (int32_t i = 0; i < count; ++i)
-        samples[i] = add_wrap(samples[i] >> (kBits - 1), 1) >> 1;
+    precise_descale(samples, count);
 }
 
 void fxaac::precise_to_sbr(int32_t *out, const int32_t *samples, int32_t count)

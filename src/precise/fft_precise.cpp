@@ -3,7 +3,6 @@
 #include "precise/fft_precise.h"
 
 #include "dsp/kernels.h"
-#include "precise/precise_kernels.h"
 #include "filterbank/transform_tables.h"
 #include "precise/precise_tables.h"
 
@@ -130,12 +129,12 @@ void radix4_stage_q30_c(const int32_t *w, int32_t *x, int32_t N, int32_t n)
     }
 }
 
-void post_radix2_q(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
+void post_radix2_q_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
 {
     last_stage<radix2_group>(out, x, digRev, N);
 }
 
-void post_radix4_q(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
+void post_radix4_q_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
 {
     last_stage<radix4_group>(out, x, digRev, N);
 }

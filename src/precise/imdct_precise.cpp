@@ -1,7 +1,6 @@
 #include "precise/imdct_precise.h"
 
 #include "dsp/kernels.h"
-#include "precise/precise_kernels.h"
 #include "fixedpoint/basic_ops.h"
 #include "precise/fft_precise.h"
 #include "precise/precise_ops.h"

@@ -2,7 +2,6 @@
 // with Q31 coefficients, stored or added (wrapping) to y. The falling forms
 // read w[0], w[-1], ...: w points at the last coefficient.
 #include "dsp/kernels.h"
-#include "precise/precise_kernels.h"
 
 #include "precise/precise_ops.h"
 
@@ -31,12 +30,12 @@ void window_fall_q31_c(const int32_t *x, const int32_t *w, int32_t *y, int n)
     window_q31<-1, false>(x, w, y, n);
 }
 
-void window_rise_add_q31(const int32_t *x, const int32_t *w, int32_t *y, int n)
+void window_rise_add_q31_c(const int32_t *x, const int32_t *w, int32_t *y, int n)
 {
     window_q31<1, true>(x, w, y, n);
 }
 
-void window_fall_add_q31(const int32_t *x, const int32_t *w, int32_t *y, int n)
+void window_fall_add_q31_c(const int32_t *x, const int32_t *w, int32_t *y, int n)
 {
     window_q31<-1, true>(x, w, y, n);
 }

@@ -339,27 +339,28 @@ int32_t dequantize_precise(int32_t q, int32_t sf)
     return q < 0 ? -v : v;
 }
 
-// One band. The common case, |q| < 512 at a gain whose shift leaves no
-// room for overflow (s >= 31 for Q19: the product is below 2^62), is one
-// product and a rounding shift; the rest takes dequantize_precise. In
-// place as dequantize_scaled.
+// One band. The common case, |q| < 512 at a gain that leaves a shift of 1
+// to 31 after the upper word of the product (Q19 shift s from 33 to 55), is
+// round(round(P m / 2^32) / 2^r) with r = s - 24 - 4k for the table's Q(27 -
+// 4k): one rounding multiply (ARM's SMMULR) and a rounding shift; the rest
+// takes dequantize_precise. In place as dequantize_scaled.
 void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32_t from, int32_t to)
 {
     const int32_t e = sf - kPreciseUnit;
-    const int64_t m = gain_q30[e & 3];
+    const int32_t m = gain_q30[e & 3];
     const int32_t s = 49 - (e >> 2);
-    if (s < 31 || s > 54) {  // the Q27 entries shift by s + 8 <= 62
+    if (s < 33 || s > 55) {
         for (int32_t i = from; i < to; i++)
             dst[i] = dequantize_precise(src[i], sf);
         return;
     }
+    const int32_t base = s - 24;
     const auto one = [&](int32_t q) {
         const int32_t a = q < 0 ? -q : q;
         if (a >= 512)
             return dequantize_precise(q, sf);
-        const int32_t shift = s + pow43_fraction(a) - 19;
-        const int64_t r = (pow43_scaled[a] * m + (int64_t{1} << (shift - 1))) >> shift;
-        const int32_t v = static_cast<int32_t>(r);
+        const int32_t r = base - 4 * ((a >= 8) + (a >= 64));
+        const int32_t v = precise::round_down(precise::mul_hi_round(pow43_scaled[a], m), r);
         return q < 0 ? -v : v;
     };
     int32_t i = from;

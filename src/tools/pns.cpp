@@ -91,6 +91,14 @@ void fill_noise_band_precise(int32_t *lines, int width, int32_t energy, uint32_t
     using namespace sbr;
     const SoftFloat target = {gain_q30[energy & 3], (energy >> 2) - 30 + precise::kSpectrumBits};
     const SoftFloat scale = sf_div(target, sf_sqrt(sf_from_u64(static_cast<uint64_t>(sum), 0)));
+    // Each line round(round(v 2^8 m / 2^32) / 2^n), n = -(e + 24): the value's
+    // 24 bits fill a word, one rounding multiply, one rounding shift.
+    const int32_t n = -(scale.e + 24);
+    if (n >= 1 && n <= 31) {
+        for (int i = 0; i < width; i++)
+            lines[i] = precise::round_down(precise::mul_hi_round(lines[i] << kDrop, scale.m), n);
+        return;
+    }
     for (int i = 0; i < width; i++)
         lines[i] = sat32(sf_apply(lines[i], scale, 0));
 }

@@ -180,6 +180,27 @@ inline void stage8_pair(int32_t *x, const typename K::template Twiddles<V128> &w
     butterfly_at<V128, K>(x, x + 16, 4, w8);
 }
 
+// Step t = o N/16 + u reads four values at (N/2) o + 4u (group A) and four
+// at N/4 positions further on (group B); A's results go to bins r, B's to
+// r + 1, so each store holds one result of each, A's first. body(bin, p)
+// gets the four pairs p[k] = (A value k, B value k).
+template <typename Body>
+void for_each_bin_pair(const int32_t *x, int32_t *out, const int32_t *digRev, int32_t N, Body body)
+{
+    const int32_t per_half = N / 16;
+    for (int32_t t = 0, o = 0; t < N / 8; ++o) {
+        for (int32_t u = 0; u < per_half && t < N / 8; ++u, ++t) {
+            const int32_t position = N / 2 * o + 4 * u;
+            const int32_t *a = x + 2 * position, *b = x + 2 * (position + N / 4);
+            const __m128i a01 = V128::load(a), a23 = V128::load(a + 4);
+            const __m128i b01 = V128::load(b), b23 = V128::load(b + 4);
+            const __m128i p[4] = {_mm_unpacklo_epi64(a01, b01), _mm_unpackhi_epi64(a01, b01),
+                                  _mm_unpacklo_epi64(a23, b23), _mm_unpackhi_epi64(a23, b23)};
+            body(out + 2 * (digRev[t] / 8), p);
+        }
+    }
+}
+
 }  // namespace
 }  // namespace fxaac
 

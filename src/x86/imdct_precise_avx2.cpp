@@ -17,12 +17,24 @@ void post_twiddle_q31_avx2(int32_t *out, const int32_t *in, const int32_t *cosin
 
 void window_rise_q31_avx2(const int32_t *x, const int32_t *w, int32_t *y, int n)
 {
-    window_rise_q31_simd<V256>(x, w, y, n);
+    window_q31_simd<V256, true, false>(x, w, y, n);
 }
 
 void window_fall_q31_avx2(const int32_t *x, const int32_t *w, int32_t *y, int n)
 {
-    window_fall_q31_simd<V256>(x, w, y, n);
+    window_q31_simd<V256, false, false>(x, w, y, n);
 }
+
+void window_rise_add_q31_avx2(const int32_t *x, const int32_t *w, int32_t *y, int n)
+{
+    window_q31_simd<V256, true, true>(x, w, y, n);
+}
+
+void window_fall_add_q31_avx2(const int32_t *x, const int32_t *w, int32_t *y, int n)
+{
+    window_q31_simd<V256, false, true>(x, w, y, n);
+}
+
+void precise_descale_avx2(int32_t *x, int32_t n) { precise_descale_simd<V256>(x, n); }
 
 }  // namespace fxaac

@@ -119,26 +119,41 @@ void post_twiddle_q31_simd(int32_t *out, const int32_t *in, const int32_t *cosin
     }
 }
 
-template <class V>
-void window_rise_q31_simd(const int32_t *x, const int32_t *w, int32_t *y, int n)
-{
-    int i = 0;
-    for (; i + V::kLanes <= n; i += V::kLanes)
-        V::store(y + i, window_product<V>(V::load(x + i), V::load(w + i)));
-    if (i < n)
-        window_rise_q31_c(x + i, w + i, y + i, n - i);
-}
-
-template <class V>
-void window_fall_q31_simd(const int32_t *x, const int32_t *w, int32_t *y, int n)
+// y (+)= round(x w / 2^31): Rise reads w upward, else downward from w[0];
+// Add accumulates (wrapping).
+template <class V, bool Rise, bool Add>
+void window_q31_simd(const int32_t *x, const int32_t *w, int32_t *y, int n)
 {
     int i = 0;
     for (; i + V::kLanes <= n; i += V::kLanes) {
-        const typename V::T c = V::rev(V::load(w - i - (V::kLanes - 1)));
-        V::store(y + i, window_product<V>(V::load(x + i), c));
+        const typename V::T c = Rise ? V::load(w + i) : V::rev(V::load(w - i - (V::kLanes - 1)));
+        typename V::T v = window_product<V>(V::load(x + i), c);
+        if constexpr (Add)
+            v = V::add(V::load(y + i), v);
+        V::store(y + i, v);
+    }
+    if (i < n) {
+        if constexpr (Add)
+            (Rise ? window_rise_add_q31_c : window_fall_add_q31_c)(x + i, Rise ? w + i : w - i,
+                                                                   y + i, n - i);
+        else
+            (Rise ? window_rise_q31_c : window_fall_q31_c)(x + i, Rise ? w + i : w - i, y + i,
+                                                           n - i);
+    }
+}
+
+// x = ((x >> 3) + 1) >> 1.
+template <class V>
+void precise_descale_simd(int32_t *x, int32_t n)
+{
+    int32_t i = 0;
+    const typename V::T one = V::set1(1);
+    for (; i + V::kLanes <= n; i += V::kLanes) {
+        const typename V::T v = V::template srai<3>(V::load(x + i));
+        V::store(x + i, V::template srai<1>(V::add(v, one)));
     }
     if (i < n)
-        window_fall_q31_c(x + i, w - i, y + i, n - i);
+        precise_descale_c(x + i, n - i);
 }
 
 }  // namespace

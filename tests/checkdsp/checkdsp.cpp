@@ -499,6 +499,14 @@ void check_precise(const Kernels &k)
             }
         }
     }
+    for (const Data &d : kAllData) {
+        CHECK(post_radix2_q, describe("N=512 data=%s", d.name),
+              {{words(1024, d), words(1024, kRandom), table(fxaac::digRevTable2, 64)}, {}},
+              [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], 512); });
+        CHECK(post_radix4_q, describe("N=64 data=%s", d.name),
+              {{words(128, d), words(128, kRandom), table(fxaac::digRevTable4, 8)}, {}},
+              [](auto f, const Pointers &p) { f(p.w[1], p.w[0], p.w[2], 64); });
+    }
     const struct {
         int32_t N;
         const int32_t *cosine, *sine;
@@ -543,6 +551,12 @@ void check_precise(const Kernels &k)
                   [&](auto f, const Pointers &p) { f(p.w[0], p.w[2], p.w[1], n); });
             CHECK(window_fall_q31, describe("n=%d data=%s", n, d.name), in,
                   [&](auto f, const Pointers &p) { f(p.w[0], p.w[2] + last, p.w[1], n); });
+            CHECK(window_rise_add_q31, describe("n=%d data=%s", n, d.name), in,
+                  [&](auto f, const Pointers &p) { f(p.w[0], p.w[2], p.w[1], n); });
+            CHECK(window_fall_add_q31, describe("n=%d data=%s", n, d.name), in,
+                  [&](auto f, const Pointers &p) { f(p.w[0], p.w[2] + last, p.w[1], n); });
+            CHECK(precise_descale, describe("n=%d data=%s", n, d.name), in,
+                  [&](auto f, const Pointers &p) { f(p.w[0], n); });
         }
     }
 }
