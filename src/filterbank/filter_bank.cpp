@@ -235,8 +235,8 @@ void fxaac::ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t 
     if (window_sequence < kOnlyLong || window_sequence > kLongStop)
         return;
     const bool precise = instance->arithmetic == FXAAC_ARITHMETIC_PRECISE;
-    const Output out{pcm_out, sbr_out, instance->scratchB, swap, channels, format,
-                     channel, sbr_mode, precise};
+    const Output out{pcm_out, sbr_out, instance->scratchB, swap,   channels,
+                     format,  channel, sbr_mode,           precise};
     // window_shape is a one-bit field; the mask keeps the table index in range.
     const int shape = window_shape & 1;
     const int previous = previous_shape & 1;
