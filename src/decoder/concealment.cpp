@@ -4,10 +4,9 @@
 // After every frame the overlap array of a channel holds the windowed second
 // half of the last inverse transform, at the synthesis scale (2^24 is 16-bit
 // full scale; 2^28 in the precise arithmetic): the samples that the next
-// frame's first half would have been added to. With nothing to add, they are what the next frame would begin
-// with; a falling linear fade across the frame brings them to zero, and the
-// cleared overlap lets the next good frame rise from silence through its own
-// window.
+// frame's first half would have been added to. With nothing to add, they are what the next frame
+// would begin with; a falling linear fade across the frame brings them to zero, and the cleared
+// overlap lets the next good frame rise from silence through its own window.
 #include <cstring>
 
 #include <fxaac/fxaac.h>
