@@ -10,7 +10,8 @@ arithmetic (src/precise/), every one rounded half up from its formula.
   / (pi/2)))) by raw field u (v = u as a two's-complement number).
 * imdct_cos_N / imdct_sin_N: round(2^31 * cos / sin(2 pi (k + 1/8) / N)),
   k < N/4, N = 2048 and 256 (the pre- and post-twiddle angles).
-* fft512_q30 / fft64_q30: radix-4 twiddles round(2^30 * cos / sin(2 pi q m / n))
+* fft512_q29 / fft64_q29: radix-4 twiddles round(2^29 * cos / sin(2 pi q m / n)) (a quarter
+  in Q31: the stage's division by 4 rides on the twiddle products)
   of leg q = 1..3 and butterfly m of each stage of block length n, in groups
   of four butterflies: c1[4] s1[4] c2[4] s2[4] c3[4] s3[4]. The 512-point
   transform has stages n = 512, 128, 32 and a packed n = 8 stage (lanes m = 0,
@@ -84,8 +85,8 @@ def group(block, butterflies):
     words = []
     for leg in (1, 2, 3):
         angles = [2.0 * math.pi * leg * m / block for m in butterflies]
-        words += [round_fixed(math.cos(a), 30) for a in angles]
-        words += [round_fixed(math.sin(a), 30) for a in angles]
+        words += [round_fixed(math.cos(a), 29) for a in angles]
+        words += [round_fixed(math.sin(a), 29) for a in angles]
     return words
 
 
@@ -116,8 +117,8 @@ def generate():
                                         '%11d') + ['']
     fft512 = stage(512) + stage(128) + stage(32) + group(8, [0, 1, 0, 1])
     fft64 = stage(64) + stage(16)
-    body += tablegen.c_array('alignas(16) const int32_t', 'fft512_q30', fft512, 6, '%11d') + ['']
-    body += tablegen.c_array('alignas(16) const int32_t', 'fft64_q30', fft64, 6, '%11d') + ['']
+    body += tablegen.c_array('alignas(16) const int32_t', 'fft512_q29', fft512, 6, '%11d') + ['']
+    body += tablegen.c_array('alignas(16) const int32_t', 'fft64_q29', fft64, 6, '%11d') + ['']
     windows = [('window_sine_long_q31', sine_rising_half(2048)),
                ('window_kbd_long_q31', kbd_rising_half(2048, alpha=4)),
                ('window_sine_short_q31', sine_rising_half(256)),

@@ -1,8 +1,8 @@
 // The precise FFT's scaled radix-4 stages on ARM Advanced SIMD
 // (src/precise/fft_precise.h). Same results as the portable stage: sums and
 // differences wrap (VADD, VSUB), the untwiddled leg is (v + 2) >> 2, and a
-// twiddled part is round((a x + b y) / 2^32), the two products summed
-// exactly in 64 bits (VMULL, VMLAL) and rounded by VRSHRN #32.
+// twiddled part is the sum of two rounded products VQRDMULH, round(a x /
+// 2^31) (equal for the coefficients, which are never -2^31).
 #if defined(__ARM_NEON)
 
 #include <arm_neon.h>
@@ -18,32 +18,18 @@ struct Complex4 {
     int32x4_t im;
 };
 
-// cos and sin of one leg for four butterflies (Q30).
+// cos and sin of one leg for four butterflies (Q29).
 struct Twiddle4 {
     int32x4_t c;
     int32x4_t s;
 };
 
-// round((a x + sign b y) / 2^32) per lane, sign +1 or -1.
-template <bool Subtract>
-FXAAC_NEON_INLINE int32x4_t dot_round32(int32x4_t a, int32x4_t x, int32x4_t b, int32x4_t y)
-{
-    int64x2_t lo = vmull_s32(vget_low_s32(a), vget_low_s32(x));
-    int64x2_t hi = vmull_s32(vget_high_s32(a), vget_high_s32(x));
-    if constexpr (Subtract) {
-        lo = vmlsl_s32(lo, vget_low_s32(b), vget_low_s32(y));
-        hi = vmlsl_s32(hi, vget_high_s32(b), vget_high_s32(y));
-    } else {
-        lo = vmlal_s32(lo, vget_low_s32(b), vget_low_s32(y));
-        hi = vmlal_s32(hi, vget_high_s32(b), vget_high_s32(y));
-    }
-    return vcombine_s32(vrshrn_n_s64(lo, 32), vrshrn_n_s64(hi, 32));
-}
-
-// u (c - j s) / 4: real ur c + ui s, imaginary ui c - ur s.
+// u (c - j s) with quarter coefficients (Q29): real q(ur, c) + q(ui, s),
+// imaginary q(ui, c) - q(ur, s), q = VQRDMULH.
 FXAAC_NEON_INLINE Complex4 rotate_quarter(Complex4 u, Twiddle4 w)
 {
-    return {dot_round32<false>(u.re, w.c, u.im, w.s), dot_round32<true>(u.im, w.c, u.re, w.s)};
+    return {vaddq_s32(vqrdmulhq_s32(u.re, w.c), vqrdmulhq_s32(u.im, w.s)),
+            vsubq_s32(vqrdmulhq_s32(u.im, w.c), vqrdmulhq_s32(u.re, w.s))};
 }
 
 FXAAC_NEON_INLINE int32x4_t quarter(int32x4_t v)
@@ -105,7 +91,7 @@ FXAAC_NEON_INLINE void store_pairs(int32_t *a, int32_t *b, Complex4 c)
 // Four butterflies m .. m + 3 per step; the n = 8 stage takes m = 0, 1 of
 // two blocks per step, as its packed group is laid out. Anything else runs
 // the portable stage.
-void radix4_stage_q30_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n)
+void radix4_stage_q29_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n)
 {
     const int32_t quarter = n / 4;
     Twiddle4 tw[3];
@@ -125,7 +111,7 @@ void radix4_stage_q30_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n)
         return;
     }
     if (quarter <= 0 || quarter % 4 != 0) {
-        radix4_stage_q30_c(w, x, N, n);
+        radix4_stage_q29_c(w, x, N, n);
         return;
     }
     const int32_t stride = 2 * quarter;

@@ -62,8 +62,8 @@
     /* PCM conversion into every second slot: 16-bit and 24-bit in 32-bit words */                 \
     K(a, avx2, void, pcm16_interleave, (const int32_t *in, int16_t *out, int32_t n), (in, out, n)) \
     K(a, avx2, void, pcm24_interleave, (const int32_t *in, int32_t *out, int32_t n), (in, out, n)) \
-    /* The precise arithmetic (src/precise): a scaled radix-4 stage (|w| <= 2^30), */              \
-    K(a, avx2, void, radix4_stage_q30, (const int32_t *w, int32_t *x, int32_t N, int32_t n),       \
+    /* The precise arithmetic (src/precise): a scaled radix-4 stage (|w| <= 2^30, w > -2^31), */   \
+    K(a, avx2, void, radix4_stage_q29, (const int32_t *w, int32_t *x, int32_t N, int32_t n),       \
       (w, x, N, n))                                                                                \
     /* the IMDCT twiddles in Q31 (post: |in| < 2^30, -31 <= shift <= 31), */                       \
     K(a, avx2, void, pre_twiddle_q31,                                                              \

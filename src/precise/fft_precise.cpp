@@ -36,13 +36,17 @@ int32_t minus(int32_t a, int32_t b)
     return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
 }
 
-// round(u * (c - j s) / 4) with Q30 c, s: one rounding per part.
+// round(u c / 2^31), the low word (VQRDMULH for c > -2^31).
+int32_t mul_q31(int32_t u, int32_t c)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>((int64_t{u} * c + (int64_t{1} << 30)) >> 31));
+}
+
+// u (c - j s) with quarter coefficients (Q29): each product rounded, the
+// pairs summed with wrapping.
 Complex rotate_quarter(Complex u, int32_t c, int32_t s)
 {
-    const int64_t re = int64_t{u.re} * c + int64_t{u.im} * s;
-    const int64_t im = int64_t{u.im} * c - int64_t{u.re} * s;
-    constexpr int64_t kHalf = int64_t{1} << 31;
-    return {static_cast<int32_t>((re + kHalf) >> 32), static_cast<int32_t>((im + kHalf) >> 32)};
+    return {plus(mul_q31(u.re, c), mul_q31(u.im, s)), minus(mul_q31(u.im, c), mul_q31(u.re, s))};
 }
 
 // (v + 2) >> 2 in each part.
@@ -120,7 +124,7 @@ void last_stage(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N
 // The portable kernels (src/dsp/kernels.h). A stage of block length n has
 // n/4 butterflies per block; butterfly m takes lane m % 4 of group m / 4,
 // which for the packed n = 8 group is lane m of its first two.
-void radix4_stage_q30_c(const int32_t *w, int32_t *x, int32_t N, int32_t n)
+void radix4_stage_q29_c(const int32_t *w, int32_t *x, int32_t N, int32_t n)
 {
     const int32_t step = n / 4;
     for (int32_t block = 0; block < N; block += n) {
@@ -142,16 +146,16 @@ void post_radix4_q_c(int32_t *out, const int32_t *x, const int32_t *digRev, int3
 void fft_precise(int32_t *in, int32_t *out, int32_t n)
 {
     if (n == 512) {
-        const int32_t *w = fft512_q30;
+        const int32_t *w = fft512_q29;
         for (int32_t block = 512; block >= 8; block /= 4) {
-            radix4_stage_q30(w, in, n, block);
+            radix4_stage_q29(w, in, n, block);
             w += 6 * block / 4;
         }
         post_radix2_q(out, in, digRevTable2, n);
     } else if (n == 64) {
-        const int32_t *w = fft64_q30;
+        const int32_t *w = fft64_q29;
         for (int32_t block = 64; block >= 16; block /= 4) {
-            radix4_stage_q30(w, in, n, block);
+            radix4_stage_q29(w, in, n, block);
             w += 6 * block / 4;
         }
         post_radix4_q(out, in, digRevTable4, n);

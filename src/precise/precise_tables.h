@@ -24,12 +24,12 @@ alignas(16) extern const int32_t imdct_cos_2048[512];
 alignas(16) extern const int32_t imdct_sin_2048[512];
 alignas(16) extern const int32_t imdct_cos_256[64];
 alignas(16) extern const int32_t imdct_sin_256[64];
-// Radix-4 twiddles in Q30, groups of four butterflies of 24 words:
+// Radix-4 twiddles in Q29, groups of four butterflies of 24 words:
 // cos and sin of leg 1, then of legs 2 and 3 (four values each).
-// fft512_q30: stages n = 512 (32 groups), 128 (8), 32 (2), and one group
-// for n = 8 whose lanes are m = 0, 1, 0, 1. fft64_q30: n = 64 (4), 16 (1).
-alignas(16) extern const int32_t fft512_q30[1032];
-alignas(16) extern const int32_t fft64_q30[120];
+// fft512_q29: stages n = 512 (32 groups), 128 (8), 32 (2), and one group
+// for n = 8 whose lanes are m = 0, 1, 0, 1. fft64_q29: n = 64 (4), 16 (1).
+alignas(16) extern const int32_t fft512_q29[1032];
+alignas(16) extern const int32_t fft64_q29[120];
 // Rising window halves in Q31 (sine, then KBD; long then short).
 alignas(16) extern const int32_t window_sine_long_q31[1024];
 alignas(16) extern const int32_t window_kbd_long_q31[1024];

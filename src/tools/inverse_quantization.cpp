@@ -339,12 +339,18 @@ int32_t dequantize_precise(int32_t q, int32_t sf)
     return q < 0 ? -v : v;
 }
 
+// pow43_fraction(a) - 19 for a < 512 by a / 8: 8, 4, then 0.
+constexpr uint8_t kExtraFraction[64] = {8, 4, 4, 4, 4, 4, 4, 4};
+
 // One band. The common case, |q| < 512 at a gain that leaves a shift of 1
 // to 31 after the upper word of the product (Q19 shift s from 33 to 55), is
-// round(round(P m / 2^32) / 2^r) with r = s - 24 - 4k for the table's Q(27 -
-// 4k): one rounding multiply (ARM's SMMULR) and a rounding shift; the rest
-// takes dequantize_precise. In place as dequantize_scaled.
-void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32_t from, int32_t to)
+// round(round(P m / 2^32) / 2^r) with r = s - 32 + (the table's fraction -
+// 19): one rounding multiply (ARM's SMMULR) and a rounding shift. Larger
+// magnitudes are done after, by dequantize_precise, as are bands of other
+// gains: their word keeps the quantised value until then (in place as
+// dequantize_scaled, the source may already be overwritten).
+void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32_t from,
+                             int32_t to)
 {
     const int32_t e = sf - kPreciseUnit;
     const int32_t m = gain_q30[e & 3];
@@ -354,12 +360,19 @@ void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32
             dst[i] = dequantize_precise(src[i], sf);
         return;
     }
-    const int32_t base = s - 24;
-    const auto one = [&](int32_t q) {
+    const int32_t base = s - 32;
+    constexpr int kPending = 32;
+    int32_t pending[kPending];
+    int escapes = 0;
+    const auto one = [&](int32_t q, int32_t at) {
         const int32_t a = q < 0 ? -q : q;
-        if (a >= 512)
-            return dequantize_precise(q, sf);
-        const int32_t r = base - 4 * ((a >= 8) + (a >= 64));
+        if (a >= 512) [[unlikely]] {
+            if (escapes == kPending)
+                return dequantize_precise(q, sf);
+            pending[escapes++] = at;
+            return q;
+        }
+        const int32_t r = base + kExtraFraction[a >> 3];
         const int32_t v = precise::round_down(precise::mul_hi_round(pow43_scaled[a], m), r);
         return q < 0 ? -v : v;
     };
@@ -370,13 +383,15 @@ void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32
             continue;
         }
         const int32_t q0 = src[i], q1 = src[i + 1], q2 = src[i + 2], q3 = src[i + 3];
-        dst[i] = one(q0);
-        dst[i + 1] = one(q1);
-        dst[i + 2] = one(q2);
-        dst[i + 3] = one(q3);
+        dst[i] = one(q0, i);
+        dst[i + 1] = one(q1, i + 1);
+        dst[i + 2] = one(q2, i + 2);
+        dst[i + 3] = one(q3, i + 3);
     }
     for (; i < to; i++)
-        dst[i] = one(src[i]);
+        dst[i] = one(src[i], i);
+    for (int k = 0; k < escapes; k++)
+        dst[pending[k]] = dequantize_precise(dst[pending[k]], sf);
 }
 
 }  // namespace

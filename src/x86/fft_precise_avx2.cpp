@@ -3,9 +3,9 @@
 
 namespace fxaac {
 
-void radix4_stage_q30_avx2(const int32_t *w, int32_t *x, int32_t N, int32_t n)
+void radix4_stage_q29_avx2(const int32_t *w, int32_t *x, int32_t N, int32_t n)
 {
-    radix4_stage_q30_simd<V256>(w, x, N, n);
+    radix4_stage_q29_simd<V256>(w, x, N, n);
 }
 
 }  // namespace fxaac

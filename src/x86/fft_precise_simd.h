@@ -1,8 +1,8 @@
 // The scaled radix-4 stages of the precise FFT (src/precise/fft_precise.h)
 // on x86 vectors, one template for SSE4.1 and AVX2, through the stage walk
 // of fft_simd.h. Same results as the portable stage: sums and differences
-// wrap, the untwiddled leg is (v + 2) >> 2, and a twiddled part is the high
-// word of the exact 64-bit sum of its two products plus 2^31.
+// wrap, the untwiddled leg is (v + 2) >> 2, and a twiddled part is the sum
+// of two products each rounded to round(a x / 2^31).
 #ifndef FXAAC_X86_FFT_PRECISE_SIMD_H
 #define FXAAC_X86_FFT_PRECISE_SIMD_H
 
@@ -11,36 +11,36 @@
 namespace fxaac {
 namespace {
 
-// cos and sin of legs 1 to 3, in compute order.
+// cos and sin of legs 1 to 3 (Q29), in compute order.
 template <class V>
 struct QuarterTwiddles {
     typename V::T c[3];
     typename V::T s[3];
 };
 
-// round((a x + b y) / 2^32) per lane, a and b with their odd lanes.
+// round(a x / 2^31) per lane (the low word), a and x with their odd lanes:
+// the even lanes' in the low word of the 64-bit sum shifted right by 31, the
+// odd lanes' in the high word of the sum shifted left by 1.
 template <class V>
-FXAAC_SIMD_INLINE typename V::T dot_round32(typename V::T a, typename V::T ao, typename V::T x,
-                                            typename V::T xo, typename V::T b, typename V::T bo,
-                                            typename V::T y, typename V::T yo)
+FXAAC_SIMD_INLINE typename V::T mul_q31(typename V::T a, typename V::T ao, typename V::T x,
+                                        typename V::T xo)
 {
-    const typename V::T half = V::set1_64(int64_t{1} << 31);
-    const typename V::T even = V::add64(V::add64(V::mul(a, x), V::mul(b, y)), half);
-    const typename V::T odd = V::add64(V::add64(V::mul(ao, xo), V::mul(bo, yo)), half);
-    return V::blend_odd(V::template srli64<32>(even), odd);
+    const typename V::T half = V::set1_64(int64_t{1} << 30);
+    const typename V::T even = V::add64(V::mul(a, x), half);
+    const typename V::T odd = V::add64(V::mul(ao, xo), half);
+    return V::blend_odd(V::template srli64<31>(even), V::template slli64<1>(odd));
 }
 
-// (re + j im)(c - j s) / 4 with Q30 c, s: real re c + im s, imaginary
-// im c - re s (the latter as im c + re (-s): -s never overflows, |s| <= 2^30).
+// (re + j im)(c - j s) with quarter coefficients: real q(re, c) + q(im, s),
+// imaginary q(im, c) - q(re, s).
 template <class V>
 FXAAC_SIMD_INLINE void rotate_quarter(typename V::T &re, typename V::T &im, typename V::T c,
                                       typename V::T s)
 {
     using T = typename V::T;
-    const T ns = V::sub(V::zero(), s);
-    const T ro = V::odd(re), io = V::odd(im), co = V::odd(c), so = V::odd(s), nso = V::odd(ns);
-    const T real = dot_round32<V>(re, ro, c, co, im, io, s, so);
-    im = dot_round32<V>(im, io, c, co, re, ro, ns, nso);
+    const T ro = V::odd(re), io = V::odd(im), co = V::odd(c), so = V::odd(s);
+    const T real = V::add(mul_q31<V>(re, ro, c, co), mul_q31<V>(im, io, s, so));
+    im = V::sub(mul_q31<V>(im, io, c, co), mul_q31<V>(re, ro, s, so));
     re = real;
 }
 
@@ -88,14 +88,14 @@ struct PreciseButterfly {
     }
     static void portable(const int32_t *w, int32_t *x, int32_t N, int32_t n)
     {
-        radix4_stage_q30_c(w, x, N, n);
+        radix4_stage_q29_c(w, x, N, n);
     }
 };
 
 // A stage of the precise FFT: the n = 8 stage (two butterflies per block,
 // the packed group serving two blocks per step) or any other.
 template <class V>
-void radix4_stage_q30_simd(const int32_t *w, int32_t *x, int32_t N, int32_t n)
+void radix4_stage_q29_simd(const int32_t *w, int32_t *x, int32_t N, int32_t n)
 {
     if (n != 8) {
         radix4_stage_simd<V, PreciseButterfly>(w, x, N, n);
@@ -106,7 +106,7 @@ void radix4_stage_q30_simd(const int32_t *w, int32_t *x, int32_t N, int32_t n)
     for (; block + 2 * n <= N; block += 2 * n)
         stage8_pair<PreciseButterfly>(x + 2 * block, tw);
     if (block < N)
-        radix4_stage_q30_c(w, x + 2 * block, N - block, n);
+        radix4_stage_q29_c(w, x + 2 * block, N - block, n);
 }
 
 }  // namespace

@@ -3,9 +3,9 @@
 
 namespace fxaac {
 
-void radix4_stage_q30_sse41(const int32_t *w, int32_t *x, int32_t N, int32_t n)
+void radix4_stage_q29_sse41(const int32_t *w, int32_t *x, int32_t N, int32_t n)
 {
-    radix4_stage_q30_simd<V128>(w, x, N, n);
+    radix4_stage_q29_simd<V128>(w, x, N, n);
 }
 
 // The last stages as post_radix2_sse41 and post_radix4_sse41

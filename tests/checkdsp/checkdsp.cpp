@@ -478,10 +478,10 @@ void check_precise(const Kernels &k)
     const struct {
         int32_t N, n;
         const int32_t *w;
-    } stages[] = {{512, 512, fxaac::fft512_q30},      {512, 128, fxaac::fft512_q30 + 768},
-                  {512, 32, fxaac::fft512_q30 + 960}, {512, 8, fxaac::fft512_q30 + 1008},
-                  {64, 64, fxaac::fft64_q30},         {64, 16, fxaac::fft64_q30 + 96},
-                  {48, 16, fxaac::fft64_q30 + 96},    {40, 8, fxaac::fft512_q30 + 1008}};
+    } stages[] = {{512, 512, fxaac::fft512_q29},      {512, 128, fxaac::fft512_q29 + 768},
+                  {512, 32, fxaac::fft512_q29 + 960}, {512, 8, fxaac::fft512_q29 + 1008},
+                  {64, 64, fxaac::fft64_q29},         {64, 16, fxaac::fft64_q29 + 96},
+                  {48, 16, fxaac::fft64_q29 + 96},    {40, 8, fxaac::fft512_q29 + 1008}};
     for (const bool own : {false, true}) {
         for (const Data &d : kAllData) {
             for (const auto &s : stages) {
@@ -491,7 +491,7 @@ void check_precise(const Kernels &k)
                     for (size_t g = 0; g < tw.size(); g += 4)
                         tw[g + 2] = tw[g], tw[g + 3] = tw[g + 1];
                 }
-                CHECK(radix4_stage_q30,
+                CHECK(radix4_stage_q29,
                       describe("N=%d n=%d data=%s twiddles=%s", s.N, s.n, d.name,
                                own ? "random" : "table"),
                       {{words(2 * s.N, d), tw}, {}},
@@ -686,7 +686,7 @@ void bench_all(const std::vector<Kernels> &all)
           [](auto f, const Pointers &p) { f(p.w[0], p.c[0], 1024); });
     BENCH(pcm24_interleave, {{words(1024, audio), words(2048, audio)}, {}},
           [](auto f, const Pointers &p) { f(p.w[0], p.w[1], 1024); });
-    BENCH(radix4_stage_q30, {{words(1024, audio), table(fxaac::fft512_q30, 768)}, {}},
+    BENCH(radix4_stage_q29, {{words(1024, audio), table(fxaac::fft512_q29, 768)}, {}},
           [](auto f, const Pointers &p) { f(p.w[1], p.w[0], 512, 512); });
     const Buffers q31{{words(1024, audio), words(2048, audio), table(fxaac::imdct_cos_2048, 512),
                        table(fxaac::imdct_sin_2048, 512)},
