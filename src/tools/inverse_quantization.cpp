@@ -349,8 +349,7 @@ constexpr uint8_t kExtraFraction[64] = {8, 4, 4, 4, 4, 4, 4, 4};
 // magnitudes are done after, by dequantize_precise, as are bands of other
 // gains: their word keeps the quantised value until then (in place as
 // dequantize_scaled, the source may already be overwritten).
-void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32_t from,
-                             int32_t to)
+void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32_t from, int32_t to)
 {
     const int32_t e = sf - kPreciseUnit;
     const int32_t m = gain_q30[e & 3];
