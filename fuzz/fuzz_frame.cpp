@@ -7,7 +7,8 @@
 //             1 AudioSpecificConfig of AAC LC, then raw data blocks,
 //             2 headerless raw data blocks,
 //             3 AudioSpecificConfig of ER AAC LC, then error-resilient blocks;
-//           bit 2: 24-bit output (pcmFormat 2); bit 3: sbrFlag 1
+//           bit 2: 24-bit output (pcmFormat 2); bit 3: sbrFlag 1;
+//           bit 4: the precise arithmetic (AACPlusDecoderSetArithmetic)
 //   byte 1  bits 0-3: sampling_frequency_index (12 to 15 are refused);
 //           bits 4-6: ADTS channel_configuration, other kinds use bit 4
 //           only: 1 or 2 channels
@@ -106,6 +107,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                "header of %zu bytes gave %d", header.size(), skip);
     if (wide)
         d.dec->pcmFormat = 2;
+    if (data[0] & 16)
+        AACPlusDecoderSetArithmetic(d.dec.get(), FXAAC_ARITHMETIC_PRECISE);
 
     const size_t n = size - kSetupBytes;
     auto frames = exact_copy(data + kSetupBytes, n);

@@ -10,7 +10,8 @@
 //             1 LOAS: AACPlusHeAacDecodeLatm element after element,
 //             2 headerless raw data blocks (rate and channels from byte 1);
 //           bit 2: 24-bit output; bit 3: downsampled (FXAAC_HEAAC_DOWNSAMPLED);
-//           bit 4: AACPlusHeAacConceal after every call that failed
+//           bit 4: AACPlusHeAacConceal after every call that failed;
+//           bit 5: the precise arithmetic (FXAAC_HEAAC_PRECISE)
 //   byte 1  headerless: bits 0-3 the core rate (kRates), bit 4: two channels
 // The stream goes into one exactly sized heap block, the record and the
 // LatmState are exact heap blocks, and the output block holds exactly the
@@ -185,7 +186,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     run.down = (data[0] & 8) != 0;
     run.conceal = (data[0] & 16) != 0;
     const int32_t pcmFormat = (data[0] & 4) != 0 ? 2 : 1;
-    AACPlusHeAacInit(run.d.get(), pcmFormat, run.down ? FXAAC_HEAAC_DOWNSAMPLED : 0);
+    AACPlusHeAacInit(run.d.get(), pcmFormat,
+                     (run.down ? FXAAC_HEAAC_DOWNSAMPLED : 0) |
+                         ((data[0] & 32) != 0 ? FXAAC_HEAAC_PRECISE : 0));
     AACPlusLatmInit(run.latm.get());
     const size_t sampleBytes = pcmFormat == 2 ? sizeof(int32_t) : sizeof(int16_t);
     const size_t perChannel = run.down ? FXAAC_FRAME_LENGTH : FXAAC_HEAAC_FRAME_LENGTH;

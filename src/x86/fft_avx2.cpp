@@ -48,7 +48,7 @@ void radix4_stage8_avx2(const int32_t *w8, int32_t *x, int32_t N, int32_t n)
         }
     }
     if (block < N)
-        stage8_pair(x + 2 * block, load_twiddles<V128>(w8, nullptr));
+        stage8_pair(x + 2 * block, load_twiddles<V128>(w8, w8));
 }
 
 }  // namespace fxaac

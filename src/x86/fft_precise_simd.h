@@ -101,7 +101,7 @@ void radix4_stage_q29_simd(const int32_t *w, int32_t *x, int32_t N, int32_t n)
         radix4_stage_simd<V, PreciseButterfly>(w, x, N, n);
         return;
     }
-    const auto tw = PreciseButterfly::load<V128>(w, nullptr);
+    const auto tw = PreciseButterfly::load<V128>(w, w);
     int32_t block = 0;
     for (; block + 2 * n <= N; block += 2 * n)
         stage8_pair<PreciseButterfly>(x + 2 * block, tw);

@@ -167,7 +167,7 @@ void radix4_stage_simd(const int32_t *w, int32_t *x, int32_t N, int32_t n)
     for (; block < N; block += n) {
         for (int32_t m = 0; m < quarter; m += 4) {
             int32_t *p = x + 2 * (block + m);
-            butterfly_at<V128, K>(p, p + 4, stride, K::template load<V128>(w + 6 * m, nullptr));
+            butterfly_at<V128, K>(p, p + 4, stride, K::template load<V128>(w + 6 * m, w + 6 * m));
         }
     }
 }

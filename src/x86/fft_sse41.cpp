@@ -16,7 +16,7 @@ void radix4_stage8_sse41(const int32_t *w8, int32_t *x, int32_t N, int32_t n)
         radix4_stage8_c(w8, x, N, n);
         return;
     }
-    const LegTwiddles<V128> tw = load_twiddles<V128>(w8, nullptr);
+    const LegTwiddles<V128> tw = load_twiddles<V128>(w8, w8);
     for (int32_t block = 0; block < N; block += 2 * n)
         stage8_pair(x + 2 * block, tw);
 }

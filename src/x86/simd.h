@@ -121,7 +121,9 @@ struct V128 {
         return _mm_unpacklo_epi16(_mm_setzero_si128(),
                                   _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)));
     }
-    // Twiddle words of two groups of four (V128: the first only).
+    // Twiddle words of two groups of four (V128: the first only; callers pass
+    // it as the second too, never a null pointer that offsets would make
+    // invalid).
     static T load_groups(const int32_t *first, const int32_t * /*second*/) { return load(first); }
 
     // PCM stores into every second element: in 16-bit cells, the low halves
