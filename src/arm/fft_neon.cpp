@@ -8,42 +8,17 @@
 
 #include <arm_neon.h>
 
-#include "arm/fft_last_stage_neon.h"
+#include "arm/fft_parts_neon.h"
 #include "dsp/kernels.h"
 
 namespace fxaac {
 namespace {
-
-// Four complex values, real parts in one vector and imaginary parts in the
-// other (as a de-interleaving VLD2 splits them).
-struct Complex4 {
-    int32x4_t re;
-    int32x4_t im;
-};
 
 // The twiddle of one leg for four butterflies: wc - j ws.
 struct Twiddle4 {
     int32x4_t ws;
     int32x4_t wc;
 };
-
-FXAAC_NEON_INLINE Complex4 add(Complex4 a, Complex4 b)
-{
-    return {vaddq_s32(a.re, b.re), vaddq_s32(a.im, b.im)};
-}
-FXAAC_NEON_INLINE Complex4 sub(Complex4 a, Complex4 b)
-{
-    return {vsubq_s32(a.re, b.re), vsubq_s32(a.im, b.im)};
-}
-// a - j b and a + j b.
-FXAAC_NEON_INLINE Complex4 sub_j(Complex4 a, Complex4 b)
-{
-    return {vaddq_s32(a.re, b.im), vsubq_s32(a.im, b.re)};
-}
-FXAAC_NEON_INLINE Complex4 add_j(Complex4 a, Complex4 b)
-{
-    return {vsubq_s32(a.re, b.im), vaddq_s32(a.im, b.re)};
-}
 
 // u (wc - j ws): real q(ui, ws) + q(ur, wc), imaginary q(ui, wc) - q(ur, ws),
 // the two products of each part summed with wrapping.
@@ -72,36 +47,6 @@ FXAAC_NEON_INLINE void butterfly(Complex4 &p0, Complex4 &p1, Complex4 &p2, Compl
 FXAAC_NEON_INLINE Twiddle4 load_twiddle(const int32_t *group, int leg)
 {
     return {vld1q_s32(group + 8 * (leg - 1)), vld1q_s32(group + 8 * (leg - 1) + 4)};
-}
-
-FXAAC_NEON_INLINE Complex4 load4(const int32_t *x)
-{
-    const int32x4x2_t v = vld2q_s32(x);
-    return {v.val[0], v.val[1]};
-}
-
-FXAAC_NEON_INLINE void store4(int32_t *x, Complex4 c)
-{
-    int32x4x2_t v;
-    v.val[0] = c.re;
-    v.val[1] = c.im;
-    vst2q_s32(x, v);
-}
-
-// Leg values of two blocks: the two (re, im) pairs at a and the two at b
-// de-interleaved (VUZP) into (a0, a1, b0, b1) real and imaginary parts.
-FXAAC_NEON_INLINE Complex4 load_pairs(const int32_t *a, const int32_t *b)
-{
-    const int32x4x2_t v = vuzpq_s32(vld1q_s32(a), vld1q_s32(b));
-    return {v.val[0], v.val[1]};
-}
-
-// The inverse: lanes 0, 1 back to a, lanes 2, 3 to b, interleaved (VZIP).
-FXAAC_NEON_INLINE void store_pairs(int32_t *a, int32_t *b, Complex4 c)
-{
-    const int32x4x2_t v = vzipq_s32(c.re, c.im);
-    vst1q_s32(a, v.val[0]);
-    vst1q_s32(b, v.val[1]);
 }
 
 // One butterfly on lane 0, for the positions that do not fill a vector:

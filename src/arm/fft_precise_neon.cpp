@@ -7,16 +7,11 @@
 
 #include <arm_neon.h>
 
-#include "arm/fft_last_stage_neon.h"
+#include "arm/fft_parts_neon.h"
 #include "dsp/kernels.h"
 
 namespace fxaac {
 namespace {
-
-struct Complex4 {
-    int32x4_t re;
-    int32x4_t im;
-};
 
 // cos and sin of one leg for four butterflies (Q29).
 struct Twiddle4 {
@@ -40,14 +35,13 @@ FXAAC_NEON_INLINE int32x4_t quarter(int32x4_t v)
 FXAAC_NEON_INLINE void butterfly(Complex4 &p0, Complex4 &p1, Complex4 &p2, Complex4 &p3,
                                  const Twiddle4 w[3])
 {
-    const Complex4 s02 = {vaddq_s32(p0.re, p2.re), vaddq_s32(p0.im, p2.im)};
-    const Complex4 d02 = {vsubq_s32(p0.re, p2.re), vsubq_s32(p0.im, p2.im)};
-    const Complex4 s13 = {vaddq_s32(p1.re, p3.re), vaddq_s32(p1.im, p3.im)};
-    const Complex4 d13 = {vsubq_s32(p1.re, p3.re), vsubq_s32(p1.im, p3.im)};
-    p0 = {quarter(vaddq_s32(s02.re, s13.re)), quarter(vaddq_s32(s02.im, s13.im))};
-    p1 = rotate_quarter({vaddq_s32(d02.re, d13.im), vsubq_s32(d02.im, d13.re)}, w[0]);
-    p2 = rotate_quarter({vsubq_s32(s02.re, s13.re), vsubq_s32(s02.im, s13.im)}, w[1]);
-    p3 = rotate_quarter({vsubq_s32(d02.re, d13.im), vaddq_s32(d02.im, d13.re)}, w[2]);
+    const Complex4 s02 = add(p0, p2), d02 = sub(p0, p2);
+    const Complex4 s13 = add(p1, p3), d13 = sub(p1, p3);
+    const Complex4 y0 = add(s02, s13);
+    p0 = {quarter(y0.re), quarter(y0.im)};
+    p1 = rotate_quarter(sub_j(d02, d13), w[0]);
+    p2 = rotate_quarter(sub(s02, s13), w[1]);
+    p3 = rotate_quarter(add_j(d02, d13), w[2]);
 }
 
 // The three legs' twiddles of a 24-word group: c[4], s[4] of leg 1, then
@@ -56,34 +50,6 @@ FXAAC_NEON_INLINE void load_group(const int32_t *group, Twiddle4 w[3])
 {
     for (int leg = 0; leg < 3; ++leg)
         w[leg] = {vld1q_s32(group + 8 * leg), vld1q_s32(group + 8 * leg + 4)};
-}
-
-FXAAC_NEON_INLINE Complex4 load4(const int32_t *x)
-{
-    const int32x4x2_t v = vld2q_s32(x);
-    return {v.val[0], v.val[1]};
-}
-
-FXAAC_NEON_INLINE void store4(int32_t *x, Complex4 c)
-{
-    int32x4x2_t v;
-    v.val[0] = c.re;
-    v.val[1] = c.im;
-    vst2q_s32(x, v);
-}
-
-// Two (re, im) pairs at a and two at b as (a0, a1, b0, b1) parts, and back.
-FXAAC_NEON_INLINE Complex4 load_pairs(const int32_t *a, const int32_t *b)
-{
-    const int32x4x2_t v = vuzpq_s32(vld1q_s32(a), vld1q_s32(b));
-    return {v.val[0], v.val[1]};
-}
-
-FXAAC_NEON_INLINE void store_pairs(int32_t *a, int32_t *b, Complex4 c)
-{
-    const int32x4x2_t v = vzipq_s32(c.re, c.im);
-    vst1q_s32(a, v.val[0]);
-    vst1q_s32(b, v.val[1]);
 }
 
 }  // namespace

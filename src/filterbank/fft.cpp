@@ -11,49 +11,14 @@
 #include "filterbank/fft.h"
 
 #include "dsp/kernels.h"
+#include "filterbank/fft_parts.h"
 #include "filterbank/transform_tables.h"
 #include "fixedpoint/basic_ops.h"
 
 namespace fxaac {
 namespace {
 
-struct Complex {
-    int32_t re;
-    int32_t im;
-};
-
-Complex load(const int32_t *x) { return {x[0], x[1]}; }
-
-void store(int32_t *x, Complex v)
-{
-    x[0] = v.re;
-    x[1] = v.im;
-}
-
-constexpr int32_t sub_wrap(int32_t a, int32_t b)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
-}
-
-// All complex sums below wrap modulo 2^32 in each part.
-Complex add(Complex a, Complex b) { return {add_wrap(a.re, b.re), add_wrap(a.im, b.im)}; }
-Complex sub(Complex a, Complex b) { return {sub_wrap(a.re, b.re), sub_wrap(a.im, b.im)}; }
-// a - j b and a + j b.
-Complex sub_j(Complex a, Complex b) { return {add_wrap(a.re, b.im), sub_wrap(a.im, b.re)}; }
-Complex add_j(Complex a, Complex b) { return {sub_wrap(a.re, b.im), add_wrap(a.im, b.re)}; }
-
-// The radix-4 butterfly before twiddling: p[0..3] -> y0, y1, y2, y3 above.
-void radix4_sums(Complex p[4])
-{
-    const Complex s02 = add(p[0], p[2]);
-    const Complex d02 = sub(p[0], p[2]);
-    const Complex s13 = add(p[1], p[3]);
-    const Complex d13 = sub(p[1], p[3]);
-    p[0] = add(s02, s13);
-    p[1] = sub_j(d02, d13);
-    p[2] = sub(s02, s13);
-    p[3] = add_j(d02, d13);
-}
+using namespace fft;
 
 // Saturating doubling multiply keeping the high word: floor(2 p t / 2^32).
 // With t a Q15 coefficient in the high half this is floor(p * c / 2^15);
@@ -110,24 +75,6 @@ void radix4_group(const int32_t *x, int32_t *bin, int32_t N)
         store(bin + 2 * q * (N / 4), p[q]);
 }
 
-using GroupFn = void (*)(const int32_t *, int32_t *, int32_t);
-
-// Shared walk of both last stages: N/8 steps of two groups of four values.
-// Step t reads from (N/2) (t div N/16) + 4 (t mod N/16) (group A) and N/4
-// positions further on (group B: the first digit one higher, so its bins are
-// one above group A's). digRevTable[t] / 8 is group A's first bin.
-template <GroupFn group>
-void last_stage(int32_t *out, const int32_t *x, const int32_t *digRevTable, int32_t N)
-{
-    const int32_t per_half = N / 16;
-    for (int32_t t = 0; t < N / 8; ++t) {
-        const int32_t position = N / 2 * (t / per_half) + 4 * (t % per_half);
-        int32_t *bin = out + 2 * (digRevTable[t] / 8);
-        group(x + 2 * position, bin, N);
-        group(x + 2 * (position + N / 4), bin + 2, N);
-    }
-}
-
 }  // namespace
 
 // The portable kernels (src/dsp/kernels.h).
@@ -158,12 +105,12 @@ void radix4_stage8_c(const int32_t *w8, int32_t *x, int32_t N, int32_t n)
 
 void post_radix2_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
 {
-    last_stage<radix2_group>(out, x, digRev, N);
+    last_stage_walk(out, x, digRev, N, radix2_group);
 }
 
 void post_radix4_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
 {
-    last_stage<radix4_group>(out, x, digRev, N);
+    last_stage_walk(out, x, digRev, N, radix4_group);
 }
 
 }  // namespace fxaac

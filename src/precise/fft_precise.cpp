@@ -3,6 +3,7 @@
 #include "precise/fft_precise.h"
 
 #include "dsp/kernels.h"
+#include "filterbank/fft_parts.h"
 #include "filterbank/transform_tables.h"
 #include "precise/precise_tables.h"
 
@@ -12,29 +13,7 @@ namespace {
 constexpr int32_t kGroupWords = 24;  // twiddle words of four butterflies
 constexpr int32_t kLanes = 4;
 
-struct Complex {
-    int32_t re;
-    int32_t im;
-};
-
-Complex load(const int32_t *x) { return {x[0], x[1]}; }
-
-void store(int32_t *x, Complex v)
-{
-    x[0] = v.re;
-    x[1] = v.im;
-}
-
-// Sums of values below 2^30 in magnitude: they never wrap; the unsigned
-// forms keep that a matter of range, not of undefined behaviour.
-int32_t plus(int32_t a, int32_t b)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
-}
-int32_t minus(int32_t a, int32_t b)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
-}
+using namespace fft;
 
 // round(u c / 2^31), the low word (VQRDMULH for c > -2^31).
 int32_t mul_q31(int32_t u, int32_t c)
@@ -46,24 +25,12 @@ int32_t mul_q31(int32_t u, int32_t c)
 // pairs summed with wrapping.
 Complex rotate_quarter(Complex u, int32_t c, int32_t s)
 {
-    return {plus(mul_q31(u.re, c), mul_q31(u.im, s)), minus(mul_q31(u.im, c), mul_q31(u.re, s))};
+    return {add_wrap(mul_q31(u.re, c), mul_q31(u.im, s)),
+            sub_wrap(mul_q31(u.im, c), mul_q31(u.re, s))};
 }
 
 // (v + 2) >> 2 in each part.
-Complex quarter(Complex v) { return {plus(v.re, 2) >> 2, plus(v.im, 2) >> 2}; }
-
-// The radix-4 sums: p0..p3 -> s02 + s13, d02 - j d13, s02 - s13, d02 + j d13.
-void radix4_sums(Complex p[4])
-{
-    const Complex s02 = {plus(p[0].re, p[2].re), plus(p[0].im, p[2].im)};
-    const Complex d02 = {minus(p[0].re, p[2].re), minus(p[0].im, p[2].im)};
-    const Complex s13 = {plus(p[1].re, p[3].re), plus(p[1].im, p[3].im)};
-    const Complex d13 = {minus(p[1].re, p[3].re), minus(p[1].im, p[3].im)};
-    p[0] = {plus(s02.re, s13.re), plus(s02.im, s13.im)};
-    p[1] = {plus(d02.re, d13.im), minus(d02.im, d13.re)};
-    p[2] = {minus(s02.re, s13.re), minus(s02.im, s13.im)};
-    p[3] = {minus(d02.re, d13.im), plus(d02.im, d13.re)};
-}
+Complex quarter(Complex v) { return {add_wrap(v.re, 2) >> 2, add_wrap(v.im, 2) >> 2}; }
 
 // One butterfly at x, legs `step` complex values apart, with lane `lane` of
 // the twiddle group at w.
@@ -85,11 +52,13 @@ void butterfly(int32_t *x, int32_t step, const int32_t *w, int lane)
 void radix2_group(const int32_t *x, int32_t *bin, int32_t N)
 {
     const Complex x0 = load(x), x1 = load(x + 2), x2 = load(x + 4), x3 = load(x + 6);
-    const auto half = [](int32_t v) { return static_cast<int32_t>(plus(v, 1) >> 1); };
-    store(bin, {half(plus(x0.re, x1.re)), half(plus(x0.im, x1.im))});
-    store(bin + 2 * (N / 8), {half(plus(x2.re, x3.re)), half(plus(x2.im, x3.im))});
-    store(bin + 2 * (N / 2), {half(minus(x0.re, x1.re)), half(minus(x0.im, x1.im))});
-    store(bin + 2 * (N / 2 + N / 8), {half(minus(x2.re, x3.re)), half(minus(x2.im, x3.im))});
+    const auto half = [](Complex v) {
+        return Complex{add_wrap(v.re, 1) >> 1, add_wrap(v.im, 1) >> 1};
+    };
+    store(bin, half(add(x0, x1)));
+    store(bin + 2 * (N / 8), half(add(x2, x3)));
+    store(bin + 2 * (N / 2), half(sub(x0, x1)));
+    store(bin + 2 * (N / 2 + N / 8), half(sub(x2, x3)));
 }
 
 // Last radix-4 stage, one group of four consecutive values; bins N/4 apart.
@@ -101,22 +70,6 @@ void radix4_group(const int32_t *x, int32_t *bin, int32_t N)
     radix4_sums(p);
     for (int q = 0; q < 4; ++q)
         store(bin + 2 * q * (N / 4), quarter(p[q]));
-}
-
-using GroupFn = void (*)(const int32_t *, int32_t *, int32_t);
-
-// The walk of the last stages of filterbank/fft.cpp: N/8 steps of two
-// groups; digRev[t] / 8 is the first bin of step t's first group.
-template <GroupFn group>
-void last_stage(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
-{
-    const int32_t perHalf = N / 16;
-    for (int32_t t = 0; t < N / 8; ++t) {
-        const int32_t position = N / 2 * (t / perHalf) + 4 * (t % perHalf);
-        int32_t *bin = out + 2 * (digRev[t] / 8);
-        group(x + 2 * position, bin, N);
-        group(x + 2 * (position + N / 4), bin + 2, N);
-    }
 }
 
 }  // namespace
@@ -135,12 +88,12 @@ void radix4_stage_q29_c(const int32_t *w, int32_t *x, int32_t N, int32_t n)
 
 void post_radix2_q_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
 {
-    last_stage<radix2_group>(out, x, digRev, N);
+    last_stage_walk(out, x, digRev, N, radix2_group);
 }
 
 void post_radix4_q_c(int32_t *out, const int32_t *x, const int32_t *digRev, int32_t N)
 {
-    last_stage<radix4_group>(out, x, digRev, N);
+    last_stage_walk(out, x, digRev, N, radix4_group);
 }
 
 void fft_precise(int32_t *in, int32_t *out, int32_t n)

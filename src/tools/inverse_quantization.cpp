@@ -368,20 +368,15 @@ void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32
         return precise::round_down(precise::mul_hi_round(table[a], m),
                                    base + kExtraFraction[a >> 3]);
     };
-    const int32_t unit = magnitude(1);  // |q| = 1, the most common value
     const auto one = [&](int32_t q, int32_t at) {
         const int32_t a = q < 0 ? -q : q;
-        int32_t v;
-        if (a == 1) {
-            v = unit;
-        } else if (a < 512) [[likely]] {
-            v = magnitude(a);
-        } else {
+        if (a >= 512) [[unlikely]] {
             if (escapes == kPending)
                 return dequantize_precise(q, sf);
             pending[escapes++] = at;
             return q;
         }
+        const int32_t v = magnitude(a);
         return q < 0 ? -v : v;
     };
     int32_t i = from;
@@ -390,9 +385,11 @@ void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32
             store_zeros(dst + i);
             continue;
         }
-#pragma GCC unroll 1
-        for (int k = 0; k < kStep; k++)
-            dst[i + k] = one(src[i + k], i + k);
+        const int32_t q0 = src[i], q1 = src[i + 1], q2 = src[i + 2], q3 = src[i + 3];
+        dst[i] = one(q0, i);
+        dst[i + 1] = one(q1, i + 1);
+        dst[i + 2] = one(q2, i + 2);
+        dst[i + 3] = one(q3, i + 3);
     }
     for (; i < to; i++)
         dst[i] = one(src[i], i);

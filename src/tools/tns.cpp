@@ -47,14 +47,24 @@ int max_bands(int32_t sfIndex, bool shortWindows)
     return sfIndex >= 0 && sfIndex < 12 ? tns_max_bands_table[sfIndex][shortWindows] : 0;
 }
 
-// Reflection coefficients of one filter in Q18. Each raw field is masked to
-// its table, which only matters for fields the parser did not write.
-void reflection_coefs(const TnsInfo *tns, int w, int f, int order, int32_t *k)
+// The reflection coefficient tables by resolution (3 or 4 bits) and
+// compression, in Q18 and, for the precise arithmetic, Q31.
+using CoefTables = const int32_t *const[2][2];
+constexpr CoefTables kQ18Tables = {
+    {tns_coef_res3, tns_coef_res3_compressed},
+    {tns_coef_res4, tns_coef_res4_compressed},
+};
+constexpr CoefTables kQ31Tables = {
+    {tns_q31_res3, tns_q31_res3_compressed},
+    {tns_q31_res4, tns_q31_res4_compressed},
+};
+
+// Reflection coefficients of one filter from the tables. Each raw field is
+// masked to its table, which only matters for fields the parser did not
+// write.
+void reflection_coefs(const TnsInfo *tns, int w, int f, int order, const CoefTables &kTables,
+                      int32_t *k)
 {
-    static constexpr const int32_t *kTables[2][2] = {
-        {tns_coef_res3, tns_coef_res3_compressed},
-        {tns_coef_res4, tns_coef_res4_compressed},
-    };
     const int res = tns->coef_res[w] != 0;
     const int compress = tns->coef_compress[w][f] != 0;
     const int32_t *table = kTables[res][compress];
@@ -217,23 +227,6 @@ int64_t mul_q31_wide(int64_t a, int32_t k)
     return hi * k + precise::round_shift(lo * k, 31);
 }
 
-// Q31 reflection coefficients of filter f of window w (tables masked as in
-// reflection_coefs).
-void reflection_q31(const TnsInfo *tns, int w, int f, int order, int32_t *k)
-{
-    static constexpr const int32_t *kTables[2][2] = {
-        {tns_q31_res3, tns_q31_res3_compressed},
-        {tns_q31_res4, tns_q31_res4_compressed},
-    };
-    const int res = tns->coef_res[w] != 0;
-    const int compress = tns->coef_compress[w][f] != 0;
-    const int32_t *table = kTables[res][compress];
-    const unsigned mask = (1u << (3 + res - compress)) - 1;
-    const uint8_t *coef = &tns->coef[w][FXAAC_TNS_COEF_SLOTS * f];
-    for (int i = 0; i < order; i++)
-        k[i] = table[coef[i] & mask];
-}
-
 // A[1 .. order] as words in Q(fraction); returns fraction.
 int lpc_precise(const int32_t *k, int order, int32_t *lpc)
 {
@@ -283,7 +276,7 @@ void fxaac::tns_decode_frame(ChannelStream *stream, TnsInfo *tns, int32_t sfInde
                     [&](int w, int f, int order, int32_t *first, int32_t size, int32_t step) {
                         int32_t k[kTnsMaxOrder];
                         int16_t lpc[kTnsMaxOrder + 1];
-                        reflection_coefs(tns, w, f, order, k);
+                        reflection_coefs(tns, w, f, order, kQ18Tables, k);
                         const int norm = tns_reflection_to_lpc(k, order, lpc);
                         tns_ar_filter_fixed(first, size, step, lpc, order, norm + 2, scratch);
                     });
@@ -297,7 +290,7 @@ void fxaac::tns_decode_frame_precise(const ChannelStream *stream, const TnsInfo 
                     [&](int w, int f, int order, int32_t *first, int32_t size, int32_t step) {
                         int32_t k[kTnsMaxOrder];
                         int32_t lpc[kTnsMaxOrder];
-                        reflection_q31(tns, w, f, order, k);
+                        reflection_coefs(tns, w, f, order, kQ31Tables, k);
                         const int fraction = lpc_precise(k, order, lpc);
                         filter_precise(first, size, step, lpc, order, fraction, scratch);
                     });
