@@ -4,8 +4,9 @@ levels and machines (x86-64 at every level and armhf under qemu must give the sa
 
 Every stream of tests/heaac/streams (HE-AAC made by scripts/sbr-streams: random valid SBR
 payloads in ffmpeg's AAC-LC streams) is decoded by the fxaac command three ways: 16-bit at the
-doubled rate, 24-bit (--format s24) and downsampled (--downsampled, the core's rate). The MD5 of
-the samples (the WAV file's data chunk) of each must equal the table's line.
+doubled rate, 24-bit (--format s24), downsampled (--downsampled, the core's rate), and 24-bit
+with the core in the precise arithmetic (--precise). The MD5 of the samples (the WAV file's
+data chunk) of each must equal the table's line.
 
 Usage: tests/heaac/heaac_md5.py --fxaac PATH [--emulator "qemu-arm -L ..."] [--update]
 """
@@ -19,7 +20,8 @@ import sys
 import tempfile
 
 HERE = pathlib.Path(__file__).resolve().parent
-MODES = {'s16': [], 's24': ['--format', 's24'], 'down': ['--downsampled']}
+MODES = {'s16': [], 's24': ['--format', 's24'], 'down': ['--downsampled'],
+         'precise': ['--precise', '--format', 's24']}
 
 
 def wav_data(path):

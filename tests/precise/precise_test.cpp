@@ -223,28 +223,34 @@ TEST(PreciseApi, ArithmeticIsChosenPerInstance)
 }
 
 // A whole ADTS stream in both arithmetics, one instance each, through the
-// bounded call: the same frames and sample counts; the outputs differ, by
-// at most the default arithmetic's error (a few 16-bit steps).
+// bounded call, then a concealed frame; and a third instance that changes
+// from the default to the precise arithmetic halfway (the overlap is
+// rescaled). The same frames and sample counts; the outputs differ, by at
+// most the default arithmetic's error (a few 16-bit steps), the switching
+// one equal to the default's before the change.
 TEST(PreciseApi, BothArithmeticsDecodeTheSameStream)
 {
     std::ifstream f(FXAAC_VECTOR_DIR "/castanets_44k_s.aac", std::ios::binary);
     const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(f)), {});
     ASSERT_FALSE(bytes.empty());
+    constexpr int kSwitchFrame = 20;
     struct Run {
         std::unique_ptr<AacDecoder> dec = std::make_unique<AacDecoder>();
         std::unique_ptr<DecoderWorkArea> work = std::make_unique<DecoderWorkArea>();
         std::vector<int16_t> pcm;
-    } runs[2];
-    for (int mode = 0; mode < 2; ++mode) {
+    } runs[3];
+    for (int mode = 0; mode < 3; ++mode) {
         Run &r = runs[mode];
         AACPlusDecoderInit(r.dec.get(), r.work.get());
-        ASSERT_EQ(AACPlusDecoderSetArithmetic(r.dec.get(), mode), 0);
+        ASSERT_EQ(AACPlusDecoderSetArithmetic(r.dec.get(), mode & 1), 0);
         DecoderConfig cfg{};
         cfg.hdrPrsnt = 1;
         ASSERT_EQ(AACPlusHeaderDecode(cfg, r.dec.get(), bytes.data()), 0);
         size_t at = 0;
         int16_t out[2 * FXAAC_FRAME_LENGTH * 2];
-        while (at < bytes.size()) {
+        for (int frame = 0; at < bytes.size(); ++frame) {
+            if (mode == 2 && frame == kSwitchFrame)
+                AACPlusDecoderSetArithmetic(r.dec.get(), FXAAC_ARITHMETIC_PRECISE);
             FrameStatus st;
             AACPlusDecodeBuffer(r.dec.get(), bytes.data() + at,
                                 static_cast<int32_t>(bytes.size() - at), out, &st, nullptr);
@@ -253,13 +259,24 @@ TEST(PreciseApi, BothArithmeticsDecodeTheSameStream)
             at += static_cast<size_t>(st.bytesConsumed);
             r.pcm.insert(r.pcm.end(), out, out + st.outputSamples);
         }
+        FrameStatus st;
+        ASSERT_EQ(AACPlusConcealFrame(r.dec.get(), out, &st), 2 * FXAAC_FRAME_LENGTH);
+        r.pcm.insert(r.pcm.end(), out, out + st.outputSamples);
     }
+    const auto largest = [&](const Run &a, const Run &b, size_t from) {
+        int m = 0;
+        for (size_t i = from; i < a.pcm.size(); ++i)
+            m = std::max(m, std::abs(a.pcm[i] - b.pcm[i]));
+        return m;
+    };
     ASSERT_EQ(runs[0].pcm.size(), runs[1].pcm.size());
-    int largest = 0;
-    for (size_t i = 0; i < runs[0].pcm.size(); ++i)
-        largest = std::max(largest, std::abs(runs[0].pcm[i] - runs[1].pcm[i]));
-    EXPECT_GT(largest, 0);
-    EXPECT_LE(largest, 8);
+    ASSERT_EQ(runs[0].pcm.size(), runs[2].pcm.size());
+    EXPECT_GT(largest(runs[0], runs[1], 0), 0);
+    EXPECT_LE(largest(runs[0], runs[1], 0), 8);
+    const size_t switched = size_t{2} * FXAAC_FRAME_LENGTH * kSwitchFrame;
+    EXPECT_TRUE(
+        std::equal(runs[0].pcm.begin(), runs[0].pcm.begin() + switched, runs[2].pcm.begin()));
+    EXPECT_LE(largest(runs[2], runs[1], switched), 8);
 }
 
 }  // namespace
