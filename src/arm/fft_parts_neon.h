@@ -1,4 +1,4 @@
-// The parts of the NEON FFT kernels that the default and the precise
+// The pieces of the NEON FFT kernels that the default and the precise
 // arithmetic share: four complex values per vector pair with their wrapping
 // sums, their loads and stores, and the walk of the last stages.
 #ifndef FXAAC_ARM_FFT_PARTS_NEON_H

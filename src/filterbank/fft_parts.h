@@ -1,4 +1,4 @@
-// The parts of the portable FFT stages (filterbank/fft.h,
+// The pieces of the portable FFT stages (filterbank/fft.h,
 // precise/fft_precise.h) that the default and the precise arithmetic share:
 // complex values with wrapping sums, the radix-4 sums, and the walk of the
 // last stages.
