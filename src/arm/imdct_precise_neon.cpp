@@ -2,8 +2,9 @@
 // (src/precise/imdct_precise.h). Same results as the portable kernels: a
 // part is round((a x + b y) / 2^31), the 64-bit sum exact (VMULL, VMLAL,
 // VMLSL) and rounded by VRSHRN #31; the post-twiddle's rescaling is
-// ((v >> (n - 1)) + 1) >> 1 (VSHL by a negative count, VADD, VSHR; no
-// rounding shift, whose sum could reach 2^31) or a saturating left shift
+// (v >> n) + ((v >> (n - 1)) & 1) (VSHL by negative counts; no rounding
+// shift, whose sum could pass 2^31 on some implementations) or a saturating
+// left shift
 // (VQSHL); a window product is VQRDMULH, round(x w / 2^31) for w > -2^31.
 #if defined(__ARM_NEON)
 
@@ -77,11 +78,11 @@ void post_twiddle_q31_neon(int32_t *out, const int32_t *in, const int32_t *cosin
         post_twiddle_q31_c(out, in, cosine, sine, N, shift);
         return;
     }
-    const int32x4_t first = vdupq_n_s32(shift > 0 ? 1 - shift : -shift);
-    const auto rescale = [shift, first](int32x4_t v) {
+    const int32x4_t count = vdupq_n_s32(-shift), first = vdupq_n_s32(1 - shift);
+    const auto rescale = [shift, count, first](int32x4_t v) {
         if (shift > 0)
-            return vshrq_n_s32(vaddq_s32(vshlq_s32(v, first), vdupq_n_s32(1)), 1);
-        return vqshlq_s32(v, first);
+            return vaddq_s32(vshlq_s32(v, count), vandq_s32(vshlq_s32(v, first), vdupq_n_s32(1)));
+        return vqshlq_s32(v, count);
     };
     for (int32_t i = 0; i < M / 2; i += 4) {
         const int32_t j = M - 4 - i;  // the back's lowest index
@@ -149,13 +150,14 @@ void window_fall_add_q31_neon(const int32_t *x, const int32_t *w, int32_t *y, in
     window_q31<false, true>(x, w, y, n);
 }
 
-// x = ((x >> 3) + 1) >> 1 (no rounding shift: its sum could overflow).
+// x = (x >> 4) + ((x >> 3) & 1) (no rounding shift: its sum could overflow).
 void precise_descale_neon(int32_t *x, int32_t n)
 {
     int32_t i = 0;
     for (; i + 4 <= n; i += 4) {
-        const int32x4_t v = vshrq_n_s32(vld1q_s32(x + i), 3);
-        vst1q_s32(x + i, vshrq_n_s32(vaddq_s32(v, vdupq_n_s32(1)), 1));
+        const int32x4_t v = vld1q_s32(x + i);
+        const int32x4_t bit = vandq_s32(vshrq_n_s32(v, 3), vdupq_n_s32(1));
+        vst1q_s32(x + i, vaddq_s32(vshrq_n_s32(v, 4), bit));
     }
     if (i < n)
         precise_descale_c(x + i, n - i);

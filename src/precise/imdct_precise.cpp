@@ -40,12 +40,12 @@ int32_t round_q31(int64_t v)
     return static_cast<int32_t>(static_cast<uint32_t>(precise::round_shift(v, 31)));
 }
 
-// round(x / 2^n) for n > 0 (ties up, no overflow), x * 2^-n saturated for
-// n <= 0; -31 <= n <= 31.
+// round(x / 2^n) for n > 0 (ties up), x * 2^-n saturated for n <= 0;
+// -31 <= n <= 31.
 int32_t shift_round_sat(int32_t x, int32_t n)
 {
     if (n > 0)
-        return ((x >> (n - 1)) + 1) >> 1;
+        return precise::round_down(x, n);
     return shl_sat(x, -n);
 }
 

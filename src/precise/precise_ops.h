@@ -51,8 +51,9 @@ constexpr int32_t mul_hi_round(int32_t a, int32_t b)
     return static_cast<int32_t>((int64_t{a} * b + (int64_t{1} << 31)) >> 32);
 }
 
-// round(x / 2^n) for 1 <= n <= 31, ties up, without overflow.
-constexpr int32_t round_down(int32_t x, int32_t n) { return ((x >> (n - 1)) + 1) >> 1; }
+// round(x / 2^n) for 1 <= n <= 31, ties up, for every x: the floor plus
+// the first bit shifted out.
+constexpr int32_t round_down(int32_t x, int32_t n) { return (x >> n) + ((x >> (n - 1)) & 1); }
 
 // x * m * 2^-s with a Q30 gain mantissa m (2^30 .. 2^31), rounded once and
 // saturated.

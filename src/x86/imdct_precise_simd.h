@@ -2,7 +2,7 @@
 // SSE4.1 and AVX2, through the twiddle walks of imdct_simd.h. Same results as the portable
 // kernels: a part is the low word of round((a x + b y) / 2^31), the 64-bit
 // sum exact; the post-twiddle's rescaling is a rounding right shift
-// ((v >> (n - 1)) + 1) >> 1 or a saturating left shift.
+// (v >> n) + ((v >> (n - 1)) & 1) or a saturating left shift.
 #ifndef FXAAC_X86_IMDCT_PRECISE_SIMD_H
 #define FXAAC_X86_IMDCT_PRECISE_SIMD_H
 
@@ -59,11 +59,11 @@ struct Q31Rotation {
 // The rescaling after the post-twiddle.
 template <class V>
 struct RoundRight {
+    __m128i count;  // n
     __m128i first;  // n - 1
-    __m128i one;    // 1
     FXAAC_SIMD_INLINE typename V::T operator()(typename V::T v) const
     {
-        return V::sra(V::add(V::sra(v, first), V::set1(1)), one);
+        return V::add(V::sra(v, count), V::bit_and(V::sra(v, first), V::set1(1)));
     }
 };
 template <class V>
@@ -110,7 +110,8 @@ void post_twiddle_q31_simd(int32_t *out, const int32_t *in, const int32_t *cosin
     }
     const Q31Rotation<V> rot{cosine, sine};
     if (shift > 0) {
-        const RoundRight<V> sh{shift_count(static_cast<uint32_t>(shift - 1)), shift_count(1)};
+        const RoundRight<V> sh{shift_count(static_cast<uint32_t>(shift)),
+                               shift_count(static_cast<uint32_t>(shift - 1))};
         post_twiddle_loop<V>(out, in, rot, M, sh);
     } else {
         const uint32_t left = static_cast<uint32_t>(-shift);
@@ -142,15 +143,16 @@ void window_q31_simd(const int32_t *x, const int32_t *w, int32_t *y, int n)
     }
 }
 
-// x = ((x >> 3) + 1) >> 1.
+// x = (x >> 4) + ((x >> 3) & 1).
 template <class V>
 void precise_descale_simd(int32_t *x, int32_t n)
 {
     int32_t i = 0;
     const typename V::T one = V::set1(1);
     for (; i + V::kLanes <= n; i += V::kLanes) {
-        const typename V::T v = V::template srai<3>(V::load(x + i));
-        V::store(x + i, V::template srai<1>(V::add(v, one)));
+        const typename V::T v = V::load(x + i);
+        const typename V::T bit = V::bit_and(V::template srai<3>(v), one);
+        V::store(x + i, V::add(V::template srai<4>(v), bit));
     }
     if (i < n)
         precise_descale_c(x + i, n - i);
