@@ -14,7 +14,7 @@
 //   2. pre-twiddle z[k] = -(in[2k] + j in[N/2-1-2k]) e^(-j 2 pi (k + 1/8) / N),
 //      rounded: |z| < 2^28.5;
 //   3. M-point FFT whose radix-4 stages divide by 4 and radix-2 stage by 2,
-//      each rounded once (fft_precise.h): the magnitudes stay below 2^29;
+//      rounding (fft_precise.h): the magnitudes stay below 2^29;
 //   4. post-twiddle with the same angles, rounded to words, then shifted
 //      (rounding, or saturating to the left) to undo the block exponent.
 #ifndef FXAAC_PRECISE_IMDCT_PRECISE_H
