@@ -90,7 +90,11 @@
     K(a, sse41, void, post_radix4_q,                                                               \
       (int32_t * out, const int32_t *x, const int32_t *digRev, int32_t N), (out, x, digRev, N))    \
     /* and the synthesis scale down to the default's: x = (x >> 4) + ((x >> 3) & 1) */             \
-    K(a, avx2, void, precise_descale, (int32_t * x, int32_t n), (x, n))
+    K(a, avx2, void, precise_descale, (int32_t * x, int32_t n), (x, n))                            \
+    /* noise substitution: n generator values v, each shift_dir(mul_32x16_x2(gain, v), shift) */   \
+    K(a, sse41, void, noise_fill,                                                                  \
+      (int32_t * lines, int32_t n, uint32_t * state, int32_t gain, int32_t shift),                 \
+      (lines, n, state, gain, shift))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

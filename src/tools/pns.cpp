@@ -1,5 +1,7 @@
 #include "tools/pns.h"
 
+#include "dsp/kernels.h"
+#include "tools/noise_generator.h"
 #include "fixedpoint/basic_ops.h"
 #include "precise/precise_ops.h"
 #include "precise/precise_tables.h"
@@ -11,9 +13,6 @@ using namespace fxaac;
 
 namespace {
 
-// Linear congruential generator of Numerical Recipes: full period 2^32.
-constexpr uint32_t kNoiseMultiplier = 1664525u;
-constexpr uint32_t kNoiseIncrement = 1013904223u;
 // Noise energies are in quarter steps with 2^(120/4) at the unit shift.
 constexpr int32_t kUnitEnergyShift = 30;
 
@@ -32,20 +31,16 @@ ResettableRandom g_random1 = {1, 1, 0, 0};
 
 inline int32_t next_noise(uint32_t *state)
 {
-    *state = *state * kNoiseMultiplier + kNoiseIncrement;
+    *state = noise_step(*state);
     return static_cast<int32_t>(*state);
 }
 
 void fill_noise_band(int32_t *lines, int width, int32_t energy, uint32_t norm, uint32_t *state)
 {
-    for (int i = 0; i < width; i++)
-        lines[i] = next_noise(state);
     // gain ~ norm * 2^((energy & 3)/4), so that energy >> 2 is left for a shift.
     const int32_t gain = mul_32x16_x2(dec_scale_table[energy & 3], static_cast<int32_t>(norm)) >>
                          16;
-    const int32_t shift = kUnitEnergyShift - (energy >> 2);
-    for (int i = 0; i < width; i++)
-        lines[i] = shift_dir(mul_32x16_x2(gain, lines[i]), shift);
+    noise_fill(lines, width, state, gain, kUnitEnergyShift - (energy >> 2));
 }
 
 }  // namespace
@@ -104,6 +99,13 @@ void fill_noise_band_precise(int32_t *lines, int width, int32_t energy, uint32_t
 }
 
 }  // namespace
+
+// The portable kernel (src/dsp/kernels.h).
+void fxaac::noise_fill_c(int32_t *lines, int32_t n, uint32_t *state, int32_t gain, int32_t shift)
+{
+    for (int32_t i = 0; i < n; i++)
+        lines[i] = shift_dir(mul_32x16_x2(gain, next_noise(state)), shift);
+}
 
 void fxaac::pns_decode(const ChannelStream *stream, int32_t *spectrum, int32_t *seed)
 {

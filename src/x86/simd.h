@@ -5,7 +5,8 @@
 // Everything here has internal linkage: each file compiles its own copy
 // with its own instruction set, and no AVX2 code can leak into another
 // file through a shared inline function. For the same reason the SIMD
-// files include no other header of the library than src/dsp/kernels.h.
+// files include no other header of the library than src/dsp/kernels.h and
+// headers of constants only (tools/noise_generator.h).
 //
 // Lane order. A complex buffer holds (real, imaginary) word pairs.
 // deinterleave() splits two vectors of pairs into real parts and imaginary

@@ -561,6 +561,24 @@ void check_precise(const Kernels &k)
     }
 }
 
+// The noise generator and its scaling: every width of a band and odd ones,
+// states, gains (their low 16 bits count) and shifts of the whole range,
+// the state after the call compared too.
+void check_noise(const Kernels &k)
+{
+    for (const int32_t n : {96, 64, 32, 16, 12, 9, 8, 7, 5, 4, 3, 1, 0}) {
+        for (const int32_t shift : {-31, -20, -1, 0, 1, 2, 7, 18, 30, 31, 32, -32, 40}) {
+            const int32_t gain = static_cast<int32_t>(g_rng());
+            Words state = {static_cast<int32_t>(g_rng())};
+            CHECK(noise_fill, describe("n=%d shift=%d gain=%d", n, shift, gain),
+                  {{words(static_cast<size_t>(n), kRandom), state}, {}},
+                  [&](auto f, const Pointers &p) {
+                      f(p.w[0], n, reinterpret_cast<uint32_t *>(p.w[1]), gain, shift);
+                  });
+        }
+    }
+}
+
 // Output of exactly 2n elements (channel slot 0 or 1); the other channel's
 // elements hold values that must survive.
 void check_pcm(const Kernels &k)
@@ -756,7 +774,8 @@ int main(int argc, char **argv)
         std::printf(" %s", k.isa);
     std::printf(" against c\n");
     for (const Kernels &k : all)
-        check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k), check_precise(k);
+        check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k), check_precise(k),
+            check_noise(k);
     std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
     if (timing) {
         std::vector<Kernels> versions{portable()};
