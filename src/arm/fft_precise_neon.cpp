@@ -27,7 +27,7 @@ FXAAC_NEON_INLINE Complex4 rotate_quarter(Complex4 u, Twiddle4 w)
             vsubq_s32(vqrdmulhq_s32(u.im, w.c), vqrdmulhq_s32(u.re, w.s))};
 }
 
-FXAAC_NEON_INLINE int32x4_t quarter(int32x4_t v)
+FXAAC_NEON_INLINE int32x4_t quarter_round(int32x4_t v)
 {
     return vshrq_n_s32(vaddq_s32(v, vdupq_n_s32(2)), 2);
 }
@@ -38,7 +38,7 @@ FXAAC_NEON_INLINE void butterfly(Complex4 &p0, Complex4 &p1, Complex4 &p2, Compl
     const Complex4 s02 = add(p0, p2), d02 = sub(p0, p2);
     const Complex4 s13 = add(p1, p3), d13 = sub(p1, p3);
     const Complex4 y0 = add(s02, s13);
-    p0 = {quarter(y0.re), quarter(y0.im)};
+    p0 = {quarter_round(y0.re), quarter_round(y0.im)};
     p1 = rotate_quarter(sub_j(d02, d13), w[0]);
     p2 = rotate_quarter(sub(s02, s13), w[1]);
     p3 = rotate_quarter(add_j(d02, d13), w[2]);
@@ -46,10 +46,15 @@ FXAAC_NEON_INLINE void butterfly(Complex4 &p0, Complex4 &p1, Complex4 &p2, Compl
 
 // The three legs' twiddles of a 24-word group: c[4], s[4] of leg 1, then
 // of legs 2 and 3.
+FXAAC_NEON_INLINE Twiddle4 load_leg(const int32_t *group, int leg)
+{
+    return {vld1q_s32(group + 8 * leg), vld1q_s32(group + 8 * leg + 4)};
+}
+
 FXAAC_NEON_INLINE void load_group(const int32_t *group, Twiddle4 w[3])
 {
     for (int leg = 0; leg < 3; ++leg)
-        w[leg] = {vld1q_s32(group + 8 * leg), vld1q_s32(group + 8 * leg + 4)};
+        w[leg] = load_leg(group, leg);
 }
 
 }  // namespace
@@ -84,15 +89,18 @@ void radix4_stage_q29_neon(const int32_t *w, int32_t *x, int32_t N, int32_t n)
     for (int32_t block = 0; block < N; block += n) {
         const int32_t *group = w;
         for (int32_t m = 0; m < quarter; m += 4, group += 24) {
+            // Each leg is finished and stored before the next twiddle is
+            // loaded, which keeps the live vectors within the register file.
             int32_t *p = x + 2 * (block + m);
-            Complex4 p0 = load4(p), p1 = load4(p + stride), p2 = load4(p + 2 * stride),
-                     p3 = load4(p + 3 * stride);
-            load_group(group, tw);
-            butterfly(p0, p1, p2, p3, tw);
-            store4(p, p0);
-            store4(p + stride, p1);
-            store4(p + 2 * stride, p2);
-            store4(p + 3 * stride, p3);
+            const Complex4 p0 = load4(p), p1 = load4(p + stride), p2 = load4(p + 2 * stride),
+                           p3 = load4(p + 3 * stride);
+            const Complex4 s02 = add(p0, p2), d02 = sub(p0, p2);
+            const Complex4 s13 = add(p1, p3), d13 = sub(p1, p3);
+            const Complex4 y0 = add(s02, s13);
+            store4(p, {quarter_round(y0.re), quarter_round(y0.im)});
+            store4(p + stride, rotate_quarter(sub_j(d02, d13), load_leg(group, 0)));
+            store4(p + 2 * stride, rotate_quarter(sub(s02, s13), load_leg(group, 1)));
+            store4(p + 3 * stride, rotate_quarter(add_j(d02, d13), load_leg(group, 2)));
         }
     }
 }
@@ -123,10 +131,10 @@ void post_radix4_q_neon(int32_t *out, const int32_t *x, const int32_t *digRev, i
         const int32x4_t s02 = vaddq_s32(p0, p2), d02 = vsubq_s32(p0, p2);
         const int32x4_t s13 = vaddq_s32(p1, p3), d13 = vsubq_s32(p1, p3);
         const int32x4_t minus_j_d13 = vmulq_s32(vrev64q_s32(d13), conj);
-        vst1q_s32(bin, quarter(vaddq_s32(s02, s13)));
-        vst1q_s32(bin + step, quarter(vaddq_s32(d02, minus_j_d13)));
-        vst1q_s32(bin + 2 * step, quarter(vsubq_s32(s02, s13)));
-        vst1q_s32(bin + 3 * step, quarter(vsubq_s32(d02, minus_j_d13)));
+        vst1q_s32(bin, quarter_round(vaddq_s32(s02, s13)));
+        vst1q_s32(bin + step, quarter_round(vaddq_s32(d02, minus_j_d13)));
+        vst1q_s32(bin + 2 * step, quarter_round(vsubq_s32(s02, s13)));
+        vst1q_s32(bin + 3 * step, quarter_round(vsubq_s32(d02, minus_j_d13)));
     });
 }
 

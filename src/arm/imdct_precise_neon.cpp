@@ -150,14 +150,14 @@ void window_fall_add_q31_neon(const int32_t *x, const int32_t *w, int32_t *y, in
     window_q31<false, true>(x, w, y, n);
 }
 
-// x = (x >> 4) + ((x >> 3) & 1) (no rounding shift: its sum could overflow).
+// x = ((x >> 3) + 1) >> 1 (the sum stays below 2^28; no rounding shift,
+// whose sum could pass 2^31 on some implementations).
 void precise_descale_neon(int32_t *x, int32_t n)
 {
     int32_t i = 0;
     for (; i + 4 <= n; i += 4) {
-        const int32x4_t v = vld1q_s32(x + i);
-        const int32x4_t bit = vandq_s32(vshrq_n_s32(v, 3), vdupq_n_s32(1));
-        vst1q_s32(x + i, vaddq_s32(vshrq_n_s32(v, 4), bit));
+        const int32x4_t v = vshrq_n_s32(vld1q_s32(x + i), 3);
+        vst1q_s32(x + i, vshrq_n_s32(vaddq_s32(v, vdupq_n_s32(1)), 1));
     }
     if (i < n)
         precise_descale_c(x + i, n - i);

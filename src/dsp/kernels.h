@@ -89,7 +89,7 @@
       (int32_t * out, const int32_t *x, const int32_t *digRev, int32_t N), (out, x, digRev, N))    \
     K(a, sse41, void, post_radix4_q,                                                               \
       (int32_t * out, const int32_t *x, const int32_t *digRev, int32_t N), (out, x, digRev, N))    \
-    /* and the synthesis scale down to the default's: x = (x >> 4) + ((x >> 3) & 1) */             \
+    /* and the synthesis scale down to the default's: x = ((x >> 3) + 1) >> 1 */                   \
     K(a, avx2, void, precise_descale, (int32_t * x, int32_t n), (x, n))                            \
     /* noise substitution: n generator values v, each shift_dir(mul_32x16_x2(gain, v), shift) */   \
     K(a, sse41, void, noise_fill,                                                                  \

@@ -176,7 +176,7 @@ static_assert(fxaac::precise::kSynthesisBits == 4, "precise_descale shifts by 4"
 void fxaac::precise_descale_c(int32_t *x, int32_t n)
 {
     for (int32_t i = 0; i < n; ++i)
-        x[i] = precise::round_down(x[i], precise::kSynthesisBits);
+        x[i] = precise::round_down_bounded(x[i], precise::kSynthesisBits);
 }
 
 void fxaac::precise_to_synthesis_scale(int32_t *samples, int32_t count)

@@ -55,6 +55,10 @@ constexpr int32_t mul_hi_round(int32_t a, int32_t b)
 // the first bit shifted out.
 constexpr int32_t round_down(int32_t x, int32_t n) { return (x >> n) + ((x >> (n - 1)) & 1); }
 
+// The same in one operation less, where x >> (n - 1) < 2^31 - 1: for n >= 2
+// always, for n = 1 when x < 2^31 - 1.
+constexpr int32_t round_down_bounded(int32_t x, int32_t n) { return ((x >> (n - 1)) + 1) >> 1; }
+
 // x * m * 2^-s with a Q30 gain mantissa m (2^30 .. 2^31), rounded once and
 // saturated.
 constexpr int32_t scale_q30(int32_t x, int32_t m, int32_t s)

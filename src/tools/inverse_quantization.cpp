@@ -365,8 +365,8 @@ void dequantize_band_precise(int32_t sf, int32_t *dst, const int16_t *src, int32
     int escapes = 0;
     const int32_t *const table = pow43_scaled;
     const auto magnitude = [&](int32_t a) {
-        return precise::round_down(precise::mul_hi_round(table[a], m),
-                                   base + kExtraFraction[a >> 3]);
+        return precise::round_down_bounded(precise::mul_hi_round(table[a], m),
+                                           base + kExtraFraction[a >> 3]);
     };
     const auto one = [&](int32_t q, int32_t at) {
         const int32_t a = q < 0 ? -q : q;

@@ -77,12 +77,13 @@ void for_each_noise_band(const ChannelStream *stream, int32_t *spectrum, int32_t
 // of their squares), a number in the soft-float form of the SBR tools.
 void fill_noise_band_precise(int32_t *lines, int width, int32_t energy, uint32_t, uint32_t *state)
 {
-    constexpr int kDrop = 8;  // |value| < 2^23: a band's sum stays below 2^53
+    // The generator's values v >> 8 (|v >> 8| < 2^23: a band's sum stays
+    // below 2^53), by the default's kernel: floor(floor(v 2^14 / 2^16) 2 / 2^7).
+    constexpr int kDrop = 8;
+    noise_fill(lines, width, state, 1 << 14, kDrop - 1);
     int64_t sum = 0;
-    for (int i = 0; i < width; i++) {
-        lines[i] = next_noise(state) >> kDrop;
+    for (int i = 0; i < width; i++)
         sum += int64_t{lines[i]} * lines[i];
-    }
     using namespace sbr;
     const SoftFloat target = {gain_q30[energy & 3], (energy >> 2) - 30 + precise::kSpectrumBits};
     const SoftFloat scale = sf_div(target, sf_sqrt(sf_from_u64(static_cast<uint64_t>(sum), 0)));
@@ -91,7 +92,8 @@ void fill_noise_band_precise(int32_t *lines, int width, int32_t energy, uint32_t
     const int32_t n = -(scale.e + 24);
     if (n >= 1 && n <= 31) {
         for (int i = 0; i < width; i++)
-            lines[i] = precise::round_down(precise::mul_hi_round(lines[i] << kDrop, scale.m), n);
+            lines[i] = precise::round_down_bounded(
+                precise::mul_hi_round(lines[i] << kDrop, scale.m), n);
         return;
     }
     for (int i = 0; i < width; i++)

@@ -143,16 +143,15 @@ void window_q31_simd(const int32_t *x, const int32_t *w, int32_t *y, int n)
     }
 }
 
-// x = (x >> 4) + ((x >> 3) & 1).
+// x = ((x >> 3) + 1) >> 1 (the sum stays below 2^28).
 template <class V>
 void precise_descale_simd(int32_t *x, int32_t n)
 {
     int32_t i = 0;
     const typename V::T one = V::set1(1);
     for (; i + V::kLanes <= n; i += V::kLanes) {
-        const typename V::T v = V::load(x + i);
-        const typename V::T bit = V::bit_and(V::template srai<3>(v), one);
-        V::store(x + i, V::add(V::template srai<4>(v), bit));
+        const typename V::T v = V::template srai<3>(V::load(x + i));
+        V::store(x + i, V::template srai<1>(V::add(v, one)));
     }
     if (i < n)
         precise_descale_c(x + i, n - i);
