@@ -1,9 +1,10 @@
-// Two-channel PCM conversion on ARM Advanced SIMD: four samples per step,
-// converted in one vector and stored lane by lane (VST1 of single lanes)
-// into every second element, out[2i]; the elements in between belong to the
-// other channel and are neither read nor written. Same results as the
-// portable kernels, with n rounded down to an even count (the last step
-// then converts two samples).
+// Two-channel PCM conversion on ARM Advanced SIMD: eight 16-bit or four
+// 24-bit samples per step, converted in vectors and stored into every second
+// element, out[2i], by a de-interleaving load of the pairs (VLD2), the even
+// elements replaced, and an interleaving store (VST2): the elements in
+// between, the other channel's, are written back unchanged. The last
+// samples go four and two at a time, stored lane by lane. Same results as
+// the portable kernels, with n rounded down to an even count.
 #if defined(__ARM_NEON)
 
 #include <arm_neon.h>
@@ -39,7 +40,15 @@ void pcm16_interleave_neon(const int32_t *in, int16_t *out, int32_t n)
 {
     const int32_t count = whole_pairs(n);
     int32_t i = 0;
-    int16_t *o = out;
+    // A step reads out[2i .. 2i + 15]: the last element may lie past the
+    // buffer's end (the second channel's slot ends at out[2 count - 2]), so
+    // the last sample goes to the lane stores.
+    for (; i + 8 < count; i += 8) {
+        int16x8x2_t pairs = vld2q_s16(out + 2 * i);
+        pairs.val[0] = vcombine_s16(pcm16(vld1q_s32(in + i)), pcm16(vld1q_s32(in + i + 4)));
+        vst2q_s16(out + 2 * i, pairs);
+    }
+    int16_t *o = out + 2 * i;
     for (; i + 4 <= count; i += 4) {
         const int16x4_t s = pcm16(vld1q_s32(in + i));
         vst1_lane_s16(o, s, 0);
@@ -62,7 +71,12 @@ void pcm24_interleave_neon(const int32_t *in, int32_t *out, int32_t n)
 {
     const int32_t count = whole_pairs(n);
     int32_t i = 0;
-    int32_t *o = out;
+    for (; i + 4 < count; i += 4) {  // as above: out[2i .. 2i + 7]
+        int32x4x2_t pairs = vld2q_s32(out + 2 * i);
+        pairs.val[0] = pcm24(vld1q_s32(in + i));
+        vst2q_s32(out + 2 * i, pairs);
+    }
+    int32_t *o = out + 2 * i;
     for (; i + 4 <= count; i += 4) {
         const int32x4_t s = pcm24(vld1q_s32(in + i));
         vst1q_lane_s32(o, s, 0);

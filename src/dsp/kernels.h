@@ -11,7 +11,7 @@
 // Counts: the window kernels, add_saturate and the PCM kernels follow the
 // pairs rule (n rounded down to an even count, an odd last element left
 // untouched, n below 2 does nothing); the PCM kernels write every second
-// element (out[2i]) and never touch the elements in between.
+// element (out[2i]) and leave the elements in between as they were.
 #ifndef FXAAC_DSP_KERNELS_H
 #define FXAAC_DSP_KERNELS_H
 
