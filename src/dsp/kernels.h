@@ -94,7 +94,15 @@
     /* noise substitution: n generator values v, each shift_dir(mul_32x16_x2(gain, v), shift) */   \
     K(a, sse41, void, noise_fill,                                                                  \
       (int32_t * lines, int32_t n, uint32_t * state, int32_t gain, int32_t shift),                 \
-      (lines, n, state, gain, shift))
+      (lines, n, state, gain, shift))                                                              \
+    /* mid/side: left, right = sat(left + right), sat(left - right) */                             \
+    K(a, sse41, void, ms_sum_difference, (int32_t * left, int32_t * right, int32_t n),             \
+      (left, right, n))                                                                            \
+    /* intensity: to[i] = the first channel's line from[i] times m 2^-shift, m a Q14 */            \
+    /* mantissa (|m| < 2^15), as tools/stereo.cpp's intensity_line */                              \
+    K(a, sse41, void, intensity_scale,                                                             \
+      (const int32_t *from, int32_t *to, int32_t m, int32_t shift, int32_t n),                     \
+      (from, to, m, shift, n))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

@@ -1,5 +1,7 @@
 #include "tools/stereo.h"
 
+#include "dsp/kernels.h"
+
 #include "fixedpoint/basic_ops.h"
 #include "precise/precise_ops.h"
 #include "precise/precise_tables.h"
@@ -49,24 +51,29 @@ void fxaac::ms_decode(const ChannelStream *first, const ChannelStream *second,
                     continue;
                 const int start = 128 * window + first->swb_offset[sfb];
                 const int width = second->swb_offset[sfb + 1] - second->swb_offset[sfb];
-                for (int i = start; i < start + width; i++) {
-                    int32_t l = spectrumFirst[i], r = spectrumSecond[i];
-                    spectrumFirst[i] = add_sat(l, r);
-                    spectrumSecond[i] = sub_sat(l, r);
-                }
+                ms_sum_difference(spectrumFirst + start, spectrumSecond + start, width);
             }
         }
     }
 }
 
+void fxaac::ms_sum_difference_c(int32_t *left, int32_t *right, int32_t n)
+{
+    for (int32_t i = 0; i < n; i++) {
+        const int32_t l = left[i], r = right[i];
+        left[i] = add_sat(l, r);
+        right[i] = sub_sat(l, r);
+    }
+}
+
 namespace {
 
-// Every intensity band of the second channel: line(v, sign, e) gives the
-// line from the first channel's value v, sign +-1 and e = 60 - position
-// (e >= 0), or bands with e < 0 are cleared.
-template <typename Line>
-void for_each_intensity_line(const ChannelStream *first, const ChannelStream *second,
-                             const int32_t *spectrumFirst, int32_t *spectrumSecond, Line line)
+// Every intensity band of the second channel: band(from, to, count, sign, e)
+// with the first channel's lines `from`, the second's `to`, sign +-1 and
+// e = 60 - position; bands with e < 0 are cleared.
+template <typename Band>
+void for_each_intensity_band(const ChannelStream *first, const ChannelStream *second,
+                             const int32_t *spectrumFirst, int32_t *spectrumSecond, Band band)
 {
     const int maxSfb = second->max_sfb;
     int window = 0;
@@ -81,10 +88,14 @@ void for_each_intensity_line(const ChannelStream *first, const ChannelStream *se
                 if (first->ms_mask_present == kMsPerBand)
                     sign *= 1 - 2 * first->ms_used[g * first->max_sfb + sfb];
                 const int start = 128 * window + second->swb_offset[sfb];
-                const int end = 128 * window + second->swb_offset[sfb + 1];
+                const int count = second->swb_offset[sfb + 1] - second->swb_offset[sfb];
                 const int32_t e = kPositionOffset - second->scale_factors[x];
-                for (int i = start; i < end; i++)
-                    spectrumSecond[i] = e < 0 ? 0 : line(spectrumFirst[i], sign, e);
+                if (e < 0) {
+                    for (int i = 0; i < count; i++)
+                        spectrumSecond[start + i] = 0;
+                    continue;
+                }
+                band(spectrumFirst + start, spectrumSecond + start, count, sign, e);
             }
         }
     }
@@ -95,10 +106,18 @@ void for_each_intensity_line(const ChannelStream *first, const ChannelStream *se
 void fxaac::is_decode(const ChannelStream *first, const ChannelStream *second,
                       const int32_t *spectrumFirst, int32_t *spectrumSecond)
 {
-    for_each_intensity_line(
-        first, second, spectrumFirst, spectrumSecond, [](int32_t v, int32_t sign, int32_t e) {
-            return intensity_line(v, sign * dec_scale_table[e & 3], kMantissaShift - (e >> 2));
+    for_each_intensity_band(
+        first, second, spectrumFirst, spectrumSecond,
+        [](const int32_t *from, int32_t *to, int count, int32_t sign, int32_t e) {
+            intensity_scale(from, to, sign * dec_scale_table[e & 3], kMantissaShift - (e >> 2),
+                            count);
         });
+}
+
+void fxaac::intensity_scale_c(const int32_t *from, int32_t *to, int32_t m, int32_t shift, int32_t n)
+{
+    for (int32_t i = 0; i < n; i++)
+        to[i] = intensity_line(from[i], m, shift);
 }
 
 // v * sign * 2^(-position/4) = v * sign * 2^((e & 3)/4) * 2^((e >> 2) - 15),
@@ -106,8 +125,11 @@ void fxaac::is_decode(const ChannelStream *first, const ChannelStream *second,
 void fxaac::is_decode_precise(const ChannelStream *first, const ChannelStream *second,
                               const int32_t *spectrumFirst, int32_t *spectrumSecond)
 {
-    for_each_intensity_line(
-        first, second, spectrumFirst, spectrumSecond, [](int32_t v, int32_t sign, int32_t e) {
-            return precise::scale_q30(v, sign * gain_q30[e & 3], kPositionOffset / 4 - (e >> 2));
+    for_each_intensity_band(
+        first, second, spectrumFirst, spectrumSecond,
+        [](const int32_t *from, int32_t *to, int count, int32_t sign, int32_t e) {
+            const int32_t m = sign * gain_q30[e & 3];
+            for (int i = 0; i < count; i++)
+                to[i] = precise::scale_q30(from[i], m, kPositionOffset / 4 - (e >> 2));
         });
 }

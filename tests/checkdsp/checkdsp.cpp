@@ -579,6 +579,30 @@ void check_noise(const Kernels &k)
     }
 }
 
+// Joint stereo: M/S in place on both channels; intensity on every mantissa
+// the decoder uses (both signs) and random ones, and shifts across and
+// beyond each version's fast range.
+void check_stereo(const Kernels &k)
+{
+    static const int32_t mantissas[] = {16384, 19484, 23170, 27554};
+    for (const int n : kCounts) {
+        const size_t size = static_cast<size_t>(n);
+        for (const Data &d : kAllData) {
+            CHECK(ms_sum_difference, describe("n=%d data=%s", n, d.name),
+                  {{words(size, d), words(size, kEdges)}, {}},
+                  [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], n); });
+            for (const int32_t shift : {-40, -32, -31, -17, -1, 0, 1, 2, 7, 14, 17, 18, 31, 32}) {
+                const int32_t pick = static_cast<int32_t>(g_rng() % 6);
+                const int32_t m = pick < 4 ? mantissas[pick] * (g_rng() % 2 ? 1 : -1)
+                                           : static_cast<int16_t>(g_rng()) / 2;
+                CHECK(intensity_scale, describe("n=%d data=%s m=%d shift=%d", n, d.name, m, shift),
+                      {{words(size, d), words(size, kRandom)}, {}},
+                      [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], m, shift, n); });
+            }
+        }
+    }
+}
+
 // Output of exactly 2n elements (channel slot 0 or 1); the other channel's
 // elements hold values that must survive.
 void check_pcm(const Kernels &k)
@@ -775,7 +799,7 @@ int main(int argc, char **argv)
     std::printf(" against c\n");
     for (const Kernels &k : all)
         check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k), check_precise(k),
-            check_noise(k);
+            check_noise(k), check_stereo(k);
     std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
     if (timing) {
         std::vector<Kernels> versions{portable()};
