@@ -102,7 +102,15 @@
     /* mantissa (|m| < 2^15), as tools/stereo.cpp's intensity_line */                              \
     K(a, sse41, void, intensity_scale,                                                             \
       (const int32_t *from, int32_t *to, int32_t m, int32_t shift, int32_t n),                     \
-      (from, to, m, shift, n))
+      (from, to, m, shift, n))                                                                     \
+    /* SBR input: the hand-off shl_sat(x + 2^8, 7) (sbr/sbr_input.h), */                           \
+    K(a, sse41, void, sbr_hand_off, (int32_t * out, const int32_t *samples, int32_t count),        \
+      (out, samples, count))                                                                       \
+    /* the largest magnitude of x - 2^15 (saturated), */                                           \
+    K(a, sse41, uint32_t, sbr_input_peak, (const int32_t *x, int32_t n), (x, n))                   \
+    /* and out = (x - 2^15, saturated) << shift (0 <= shift <= 31, wrapping) */                    \
+    K(a, sse41, void, sbr_input_scale, (const int32_t *x, int32_t *out, int32_t n, int32_t shift), \
+      (x, out, n, shift))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

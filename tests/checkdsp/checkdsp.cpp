@@ -603,6 +603,26 @@ void check_stereo(const Kernels &k)
     }
 }
 
+// The SBR input: the hand-off, the peak and the scaled input on every kind
+// of word (the bounds saturate in the hand-off and the bias), at each shift.
+void check_sbr_input(const Kernels &k)
+{
+    for (const int n : kCounts) {
+        const size_t size = static_cast<size_t>(n);
+        for (const Data &d : kAllData) {
+            const Buffers in{{words(size, d), words(size, kRandom)}, {}};
+            CHECK(sbr_hand_off, describe("n=%d data=%s", n, d.name), in,
+                  [&](auto f, const Pointers &p) { f(p.w[1], p.w[0], n); });
+            CHECK(sbr_input_peak, describe("n=%d data=%s", n, d.name), in,
+                  [&](auto f, const Pointers &p) { return f(p.w[0], n); });
+            for (const int32_t shift : {0, 1, 7, 24, 31}) {
+                CHECK(sbr_input_scale, describe("n=%d data=%s shift=%d", n, d.name, shift), in,
+                      [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], n, shift); });
+            }
+        }
+    }
+}
+
 // Output of exactly 2n elements (channel slot 0 or 1); the other channel's
 // elements hold values that must survive.
 void check_pcm(const Kernels &k)
@@ -799,7 +819,7 @@ int main(int argc, char **argv)
     std::printf(" against c\n");
     for (const Kernels &k : all)
         check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k), check_precise(k),
-            check_noise(k), check_stereo(k);
+            check_noise(k), check_stereo(k), check_sbr_input(k);
     std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
     if (timing) {
         std::vector<Kernels> versions{portable()};
