@@ -3,7 +3,8 @@
 // VQSHL (a saturating left shift, as shl_sat) of the wrapping sum; the bias
 // comes off with VQSUB (saturating at -2^31, as sub_bias); VABS leaves -2^31
 // as 0x80000000, its magnitude read unsigned; VSHL by a positive register
-// count wraps, as shl_wrap.
+// count wraps, as shl_wrap; VRSHL by a negative count rounds without
+// overflow (the sum is formed wider), as the portable 64-bit sum.
 #if defined(__ARM_NEON)
 
 #include <arm_neon.h>
@@ -44,6 +45,15 @@ void sbr_input_scale_neon(const int32_t *x, int32_t *out, int32_t n, int32_t shi
     for (; i + 4 <= n; i += 4)
         vst1q_s32(out + i, vshlq_s32(vqsubq_s32(vld1q_s32(x + i), bias), count));
     sbr_input_scale_c(x + i, out + i, n - i, shift);
+}
+
+void sbr_rescale_down_neon(const int32_t *x, int32_t *out, int32_t n, int32_t shift)
+{
+    const int32x4_t count = vdupq_n_s32(-shift);
+    int32_t i = 0;
+    for (; i + 4 <= n; i += 4)
+        vst1q_s32(out + i, vrshlq_s32(vld1q_s32(x + i), count));
+    sbr_rescale_down_c(x + i, out + i, n - i, shift);
 }
 
 }  // namespace fxaac

@@ -110,7 +110,10 @@
     K(a, sse41, uint32_t, sbr_input_peak, (const int32_t *x, int32_t n), (x, n))                   \
     /* and out = (x - 2^15, saturated) << shift (0 <= shift <= 31, wrapping) */                    \
     K(a, sse41, void, sbr_input_scale, (const int32_t *x, int32_t *out, int32_t n, int32_t shift), \
-      (x, out, n, shift))
+      (x, out, n, shift))                                                                          \
+    /* and back from the block exponent: out = x / 2^shift rounded, 0 <= shift <= 31 */            \
+    K(a, sse41, void, sbr_rescale_down,                                                            \
+      (const int32_t *x, int32_t *out, int32_t n, int32_t shift), (x, out, n, shift))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

@@ -111,10 +111,7 @@ void compose_slot(const SbrChannel &c, const QmfRow *rows, int l, int kx, int m,
     const bool early = l < firstSlot;
     const int lowEnd = early ? c.prevKx : kx;
     const int highEnd = early ? c.prevKx + c.prevM : kx + m;
-    for (int k = 0; k < lowEnd; k++) {
-        out[k][0] = rescale(rows[row][k][0], -c.scale);
-        out[k][1] = rescale(rows[row][k][1], -c.scale);
-    }
+    sbr_rescale_down(rows[row][0], out[0], 2 * lowEnd, c.scale);
     if (early && l < c.historyRows)
         std::memcpy(out[lowEnd], c.highHistory[l][lowEnd],
                     sizeof(int32_t) * 2 * (highEnd - lowEnd));

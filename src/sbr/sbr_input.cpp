@@ -28,4 +28,15 @@ void sbr_input_scale_c(const int32_t *x, int32_t *out, int32_t n, int32_t shift)
         out[i] = shl_wrap(sbr::sub_bias(x[i]), shift);
 }
 
+void sbr_rescale_down_c(const int32_t *x, int32_t *out, int32_t n, int32_t shift)
+{
+    if (shift == 0) {
+        for (int32_t i = 0; i < n; ++i)
+            out[i] = x[i];
+        return;
+    }
+    for (int32_t i = 0; i < n; ++i)
+        out[i] = static_cast<int32_t>((int64_t{x[i]} + (int64_t{1} << (shift - 1))) >> shift);
+}
+
 }  // namespace fxaac

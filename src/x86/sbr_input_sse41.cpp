@@ -43,4 +43,22 @@ void sbr_input_scale_sse41(const int32_t *x, int32_t *out, int32_t n, int32_t sh
     sbr_input_scale_c(x + i, out + i, n - i, shift);
 }
 
+void sbr_rescale_down_sse41(const int32_t *x, int32_t *out, int32_t n, int32_t shift)
+{
+    if (shift == 0) {
+        sbr_rescale_down_c(x, out, n, shift);
+        return;
+    }
+    // floor((x + 2^(s-1)) / 2^s) = (x >> s) + bit s - 1 of x, without overflow.
+    const __m128i count = shift_count(static_cast<uint32_t>(shift));
+    const __m128i below = shift_count(static_cast<uint32_t>(shift - 1)), one = V128::set1(1);
+    int32_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const __m128i v = V128::load(x + i);
+        V128::store(out + i,
+                    V128::add(V128::sra(v, count), V128::bit_and(V128::sra(v, below), one)));
+    }
+    sbr_rescale_down_c(x + i, out + i, n - i, shift);
+}
+
 }  // namespace fxaac

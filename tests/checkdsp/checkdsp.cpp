@@ -618,6 +618,8 @@ void check_sbr_input(const Kernels &k)
             for (const int32_t shift : {0, 1, 7, 24, 31}) {
                 CHECK(sbr_input_scale, describe("n=%d data=%s shift=%d", n, d.name, shift), in,
                       [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], n, shift); });
+                CHECK(sbr_rescale_down, describe("n=%d data=%s shift=%d", n, d.name, shift), in,
+                      [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], n, shift); });
             }
         }
     }
