@@ -113,7 +113,12 @@
       (x, out, n, shift))                                                                          \
     /* and back from the block exponent: out = x / 2^shift rounded, 0 <= shift <= 31 */            \
     K(a, sse41, void, sbr_rescale_down,                                                            \
-      (const int32_t *x, int32_t *out, int32_t n, int32_t shift), (x, out, n, shift))
+      (const int32_t *x, int32_t *out, int32_t n, int32_t shift), (x, out, n, shift))              \
+    /* parametric stereo: the all-pass chains of bands 0 .. n - 1 (ps/ps_decoder.cpp) */           \
+    K(a, sse41, void, ps_allpass,                                                                  \
+      (const int32_t *decorr, const int32_t *gain, int32_t *pre, int32_t *link0, int32_t *link1,   \
+       int32_t *link2, const int32_t *x, int32_t *y, int32_t n),                                   \
+      (decorr, gain, pre, link0, link1, link2, x, y, n))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

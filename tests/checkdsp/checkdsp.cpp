@@ -33,6 +33,7 @@
 #include "filterbank/transform_tables.h"
 #include "filterbank/window_tables.h"
 #include "precise/precise_tables.h"
+#include "ps/ps_tables.h"
 
 namespace {
 
@@ -625,6 +626,41 @@ void check_sbr_input(const Kernels &k)
     }
 }
 
+// Parametric stereo's all-pass chains: both configurations' coefficient
+// tables, delay lines and input within the decoder's bound 2^30 (random,
+// audio-like and at the bound), every count up to the 34-band one.
+void check_ps(const Kernels &k)
+{
+    const auto bounded = [](size_t n, int kind) {
+        Words v(n);
+        for (auto &x : v) {
+            const int32_t r = static_cast<int32_t>(g_rng()) >> (kind == 0 ? 1 : 1 + g_rng() % 24);
+            x = kind == 2 && g_rng() % 2 ? (g_rng() % 2 ? 1 << 30 : -(1 << 30)) : r;
+        }
+        return v;
+    };
+    for (const bool b34 : {false, true}) {
+        const int bands = b34 ? 50 : 30;
+        const size_t size = static_cast<size_t>(bands);
+        const Words decorr = b34 ? table(fxaac::ps::kDecorr34[0][0], 8 * size)
+                                 : table(fxaac::ps::kDecorr20[0][0], 8 * size);
+        const Words gain = b34 ? table(fxaac::ps::kAllpassGain34[0], 3 * size)
+                               : table(fxaac::ps::kAllpassGain20[0], 3 * size);
+        for (const int n : {bands, 29, 17, 8, 5, 4, 3, 1, 0}) {
+            for (int kind = 0; kind < 3; kind++) {
+                const Buffers in{{decorr, gain, bounded(2 * size, kind), bounded(2 * size, kind),
+                                  bounded(2 * size, kind), bounded(2 * size, kind),
+                                  bounded(2 * size, kind), Words(2 * size)},
+                                 {}};
+                CHECK(ps_allpass, describe("34=%d n=%d kind=%d", b34, n, kind), in,
+                      [&](auto f, const Pointers &p) {
+                          f(p.w[0], p.w[1], p.w[2], p.w[3], p.w[4], p.w[5], p.w[6], p.w[7], n);
+                      });
+            }
+        }
+    }
+}
+
 // Output of exactly 2n elements (channel slot 0 or 1); the other channel's
 // elements hold values that must survive.
 void check_pcm(const Kernels &k)
@@ -821,7 +857,7 @@ int main(int argc, char **argv)
     std::printf(" against c\n");
     for (const Kernels &k : all)
         check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k), check_precise(k),
-            check_noise(k), check_stereo(k), check_sbr_input(k);
+            check_noise(k), check_stereo(k), check_sbr_input(k), check_ps(k);
     std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
     if (timing) {
         std::vector<Kernels> versions{portable()};

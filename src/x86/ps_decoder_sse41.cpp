@@ -1,0 +1,115 @@
+// Parametric stereo's all-pass chains with SSE4.1 (src/ps/ps_decoder.cpp),
+// four bands per step, real and imaginary parts in separate vectors. Same
+// results as the portable kernel: products of 32-bit factors in 64 bits
+// (PMULDQ on the even lanes, the odd ones moved down), exact sums, rounded
+// by adding 2^30 and keeping bits 31..62, which hold the whole value (every
+// rounded product or complex product here is below 2^31 in magnitude); the
+// links' sums saturate (|terms| <= 2^30: only 2^31 overflows, and the clamp
+// to +-2^30 that follows treats it alike).
+#include "dsp/kernels.h"
+#include "x86/simd.h"
+
+namespace fxaac {
+namespace {
+
+constexpr int32_t kLimit = 1 << 30;
+
+struct Complex4 {
+    __m128i re, im;
+};
+
+FXAAC_SIMD_INLINE __m128i limit(__m128i v)
+{
+    return V128::max(V128::min(v, V128::set1(kLimit)), V128::set1(-kLimit));
+}
+
+// round(v / 2^31) of the 64-bit values of the even lanes of e (results in
+// lanes 0, 2) and of o (lanes 1, 3).
+FXAAC_SIMD_INLINE __m128i round31(__m128i e, __m128i o)
+{
+    const __m128i r = V128::set1_64(int64_t{1} << 30);
+    return V128::blend_odd(V128::srli64<31>(V128::add64(e, r)), V128::slli64<1>(V128::add64(o, r)));
+}
+
+// round(g v / 2^31) per lane.
+FXAAC_SIMD_INLINE __m128i mul_round31(__m128i g, __m128i v)
+{
+    return round31(V128::mul(g, v), V128::mul(V128::odd(g), V128::odd(v)));
+}
+
+// c x, clamped to +-2^30.
+FXAAC_SIMD_INLINE Complex4 cmul31(const Complex4 &c, const Complex4 &x)
+{
+    const __m128i cr_o = V128::odd(c.re), ci_o = V128::odd(c.im);
+    const __m128i xr_o = V128::odd(x.re), xi_o = V128::odd(x.im);
+    const __m128i re = round31(V128::sub64(V128::mul(c.re, x.re), V128::mul(c.im, x.im)),
+                               V128::sub64(V128::mul(cr_o, xr_o), V128::mul(ci_o, xi_o)));
+    const __m128i im = round31(V128::add64(V128::mul(c.re, x.im), V128::mul(c.im, x.re)),
+                               V128::add64(V128::mul(cr_o, xi_o), V128::mul(ci_o, xr_o)));
+    return {limit(re), limit(im)};
+}
+
+FXAAC_SIMD_INLINE Complex4 load(const int32_t *p)
+{
+    Complex4 v;
+    V128::deinterleave(V128::load(p), V128::load(p + 4), v.re, v.im);
+    return v;
+}
+
+FXAAC_SIMD_INLINE void store(int32_t *p, const Complex4 &v)
+{
+    __m128i a, b;
+    V128::interleave(v.re, v.im, a, b);
+    V128::store(p, a);
+    V128::store(p + 4, b);
+}
+
+// The coefficients of four bands, decorr[k][0..3][2], transposed to one
+// vector per part.
+struct Coefficients {
+    Complex4 c[4];
+};
+
+FXAAC_SIMD_INLINE Coefficients coefficients(const int32_t *decorr)
+{
+    Coefficients out;
+    for (int half = 0; half < 2; half++) {
+        const __m128i a = V128::load(decorr + 4 * half), b = V128::load(decorr + 8 + 4 * half);
+        const __m128i c = V128::load(decorr + 16 + 4 * half);
+        const __m128i d = V128::load(decorr + 24 + 4 * half);
+        const __m128i ab_lo = _mm_unpacklo_epi32(a, b), cd_lo = _mm_unpacklo_epi32(c, d);
+        const __m128i ab_hi = _mm_unpackhi_epi32(a, b), cd_hi = _mm_unpackhi_epi32(c, d);
+        out.c[2 * half] = {_mm_unpacklo_epi64(ab_lo, cd_lo), _mm_unpackhi_epi64(ab_lo, cd_lo)};
+        out.c[2 * half + 1] = {_mm_unpacklo_epi64(ab_hi, cd_hi), _mm_unpackhi_epi64(ab_hi, cd_hi)};
+    }
+    return out;
+}
+
+}  // namespace
+
+void ps_allpass_sse41(const int32_t *decorr, const int32_t *gain, int32_t *pre, int32_t *link0,
+                      int32_t *link1, int32_t *link2, const int32_t *x, int32_t *y, int32_t n)
+{
+    int32_t k = 0;
+    for (; k + 4 <= n; k += 4) {
+        const Coefficients c = coefficients(decorr + 8 * k);
+        const int32_t *ag = gain + 3 * k;
+        Complex4 w = cmul31(c.c[0], load(pre + 2 * k));
+        store(pre + 2 * k, load(x + 2 * k));
+        int32_t *rings[3] = {link0 + 2 * k, link1 + 2 * k, link2 + 2 * k};
+        for (int m = 0; m < 3; m++) {
+            const Complex4 qv = cmul31(c.c[1 + m], load(rings[m]));
+            const __m128i g = _mm_setr_epi32(ag[m], ag[3 + m], ag[6 + m], ag[9 + m]);
+            const Complex4 v = {limit(add_sat<V128>(w.re, mul_round31(g, qv.re))),
+                                limit(add_sat<V128>(w.im, mul_round31(g, qv.im)))};
+            w = {limit(sub_sat<V128>(qv.re, mul_round31(g, v.re))),
+                 limit(sub_sat<V128>(qv.im, mul_round31(g, v.im)))};
+            store(rings[m], v);
+        }
+        store(y + 2 * k, w);
+    }
+    ps_allpass_c(decorr + 8 * k, gain + 3 * k, pre + 2 * k, link0 + 2 * k, link1 + 2 * k,
+                 link2 + 2 * k, x + 2 * k, y + 2 * k, n - k);
+}
+
+}  // namespace fxaac
