@@ -1,4 +1,4 @@
-// Parametric stereo's all-pass chains on ARM Advanced SIMD
+// Parametric stereo's all-pass chains and real mixing on ARM Advanced SIMD
 // (src/ps/ps_decoder.cpp), four bands per step, real and imaginary parts in
 // separate vectors. Same results as the portable kernel: a complex product
 // by a Q31 coefficient is VMULL/VMLAL/VMLSL (exact 64-bit sums), rounded by
@@ -104,6 +104,34 @@ void ps_allpass_neon(const int32_t *decorr, const int32_t *gain, int32_t *pre, i
     }
     ps_allpass_c(decorr + 8 * k, gain + 3 * k, pre + 2 * k, link0 + 2 * k, link1 + 2 * k,
                  link2 + 2 * k, x + 2 * k, y + 2 * k, n - k);
+}
+
+// The mixing: h1 s + h2 d in 64 bits (VMULL, VMLAL by a scalar), rounded
+// by VQRSHRN #30 and clamped as above.
+void ps_mix_real_neon(const int32_t *s, const int32_t *d, int32_t *left, int32_t *right,
+                      const int32_t *h, int32_t n)
+{
+    const auto mix = [](int32x4_t sv, int32x4_t dv, int32_t hs, int32_t hd) {
+        const int64x2_t lo = vmlal_n_s32(vmull_n_s32(vget_low_s32(sv), hs), vget_low_s32(dv), hd);
+        const int64x2_t hi = vmlal_n_s32(vmull_n_s32(vget_high_s32(sv), hs), vget_high_s32(dv), hd);
+        return limit(vcombine_s32(vqrshrn_n_s64(lo, 30), vqrshrn_n_s64(hi, 30)));
+    };
+    int32_t i = 0;
+    for (; i + 4 <= 2 * n; i += 4) {
+        const int32x4_t sv = vld1q_s32(s + i), dv = vld1q_s32(d + i);
+        vst1q_s32(left + i, mix(sv, dv, h[0], h[1]));
+        vst1q_s32(right + i, mix(sv, dv, h[2], h[3]));
+    }
+    if (i < 2 * n) {  // one band left
+        const int32x2_t sv = vld1_s32(s + i), dv = vld1_s32(d + i);
+        const auto one = [&](int32_t hs, int32_t hd) {
+            const int64x2_t v = vmlal_n_s32(vmull_n_s32(sv, hs), dv, hd);
+            const int32x2_t r = vqrshrn_n_s64(v, 30);
+            return vmax_s32(vmin_s32(r, vdup_n_s32(kLimit)), vdup_n_s32(-kLimit));
+        };
+        vst1_s32(left + i, one(h[0], h[1]));
+        vst1_s32(right + i, one(h[2], h[3]));
+    }
 }
 
 }  // namespace fxaac

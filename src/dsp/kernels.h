@@ -118,7 +118,13 @@
     K(a, sse41, void, ps_allpass,                                                                  \
       (const int32_t *decorr, const int32_t *gain, int32_t *pre, int32_t *link0, int32_t *link1,   \
        int32_t *link2, const int32_t *x, int32_t *y, int32_t n),                                   \
-      (decorr, gain, pre, link0, link1, link2, x, y, n))
+      (decorr, gain, pre, link0, link1, link2, x, y, n))                                           \
+    /* and the mixing of n bands by a real matrix h (left h1 h2, right h1 h2), |h1 s + h2 d| <=    \
+     * 2^62 */                                                                                     \
+    K(a, sse41, void, ps_mix_real,                                                                 \
+      (const int32_t *s, const int32_t *d, int32_t *left, int32_t *right, const int32_t *h,        \
+       int32_t n),                                                                                 \
+      (s, d, left, right, h, n))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

@@ -375,16 +375,6 @@ void mix_one(const int32_t h1[2], const int32_t h2[2], bool conj, const int32_t 
     out[1] = clamp((im + (int64_t{1} << 29)) >> 30, kOutputLimit);
 }
 
-// x = h1 s + h2 d for real h1, h2 (Q30): mix_one's sums without their zero
-// terms, so the same bits.
-void mix_real(int32_t h1, int32_t h2, const int32_t s[2], const int32_t d[2], int32_t out[2])
-{
-    for (int c = 0; c < 2; c++) {
-        const int64_t v = int64_t{h1} * s[c] + int64_t{h2} * d[c];
-        out[c] = clamp((v + (int64_t{1} << 29)) >> 30, kOutputLimit);
-    }
-}
-
 bool is_real(const Matrix &m) { return (m.h[0][1] | m.h[1][1] | m.h[2][1] | m.h[3][1]) == 0; }
 
 void mix(const Layout &l, bool bands34, const Matrix *h, const int32_t (*s)[2],
@@ -394,8 +384,13 @@ void mix(const Layout &l, bool bands34, const Matrix *h, const int32_t (*s)[2],
     for (int k = 0; k < bands; k++) {
         const Matrix &m = h[par[k]];
         if (is_real(m)) {
-            mix_real(m.h[0][0], m.h[2][0], s[k], d[k], left[k]);
-            mix_real(m.h[1][0], m.h[3][0], s[k], d[k], right[k]);
+            // The run of bands of this parameter band, at once.
+            int end = k + 1;
+            while (end < bands && par[end] == par[k])
+                end++;
+            const int32_t coefficients[4] = {m.h[0][0], m.h[2][0], m.h[1][0], m.h[3][0]};
+            ps_mix_real(s[k], d[k], left[k], right[k], coefficients, end - k);
+            k = end - 1;
             continue;
         }
         const bool conj = k < l.hybrid && negative(l, k);
@@ -520,5 +515,20 @@ void fxaac::ps_allpass_c(const int32_t *decorr, const int32_t *gain, int32_t *pr
         }
         y[2 * k] = w[0];
         y[2 * k + 1] = w[1];
+    }
+}
+
+// x = h1 s + h2 d for real h1, h2 (Q30) over bands 0 .. n - 1, h = the left
+// output's h1, h2, then the right's: the complex mixing's sums without their
+// zero terms, so the same bits.
+void fxaac::ps_mix_real_c(const int32_t *s, const int32_t *d, int32_t *left, int32_t *right,
+                          const int32_t *h, int32_t n)
+{
+    using namespace fxaac::ps;
+    for (int32_t i = 0; i < 2 * n; i++) {
+        const int64_t l = int64_t{h[0]} * s[i] + int64_t{h[1]} * d[i];
+        const int64_t r = int64_t{h[2]} * s[i] + int64_t{h[3]} * d[i];
+        left[i] = clamp((l + (int64_t{1} << 29)) >> 30, kOutputLimit);
+        right[i] = clamp((r + (int64_t{1} << 29)) >> 30, kOutputLimit);
     }
 }

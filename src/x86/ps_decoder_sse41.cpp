@@ -1,4 +1,4 @@
-// Parametric stereo's all-pass chains with SSE4.1 (src/ps/ps_decoder.cpp),
+// Parametric stereo's all-pass chains and real mixing with SSE4.1 (src/ps/ps_decoder.cpp),
 // four bands per step, real and imaginary parts in separate vectors. Same
 // results as the portable kernel: products of 32-bit factors in 64 bits
 // (PMULDQ on the even lanes, the odd ones moved down), exact sums, rounded
@@ -110,6 +110,33 @@ void ps_allpass_sse41(const int32_t *decorr, const int32_t *gain, int32_t *pre, 
     }
     ps_allpass_c(decorr + 8 * k, gain + 3 * k, pre + 2 * k, link0 + 2 * k, link1 + 2 * k,
                  link2 + 2 * k, x + 2 * k, y + 2 * k, n - k);
+}
+
+// The mixing: round(v / 2^30) of v = h1 s + h2 d (|v| < 2^62) keeps bits
+// 30..61 of v + 2^29 when it fits int32, that is when bits 61..63 agree
+// (read in the high words); otherwise the clamp's bound of v's sign.
+void ps_mix_real_sse41(const int32_t *s, const int32_t *d, int32_t *left, int32_t *right,
+                       const int32_t *h, int32_t n)
+{
+    const __m128i r = V128::set1_64(int64_t{1} << 29);
+    const auto mix = [&](__m128i sv, __m128i dv, int32_t hs, int32_t hd) {
+        const __m128i ks = V128::set1(hs), kd = V128::set1(hd);
+        const __m128i e = V128::add64(V128::add64(V128::mul(sv, ks), V128::mul(dv, kd)), r);
+        const __m128i o = V128::add64(
+            V128::add64(V128::mul(V128::odd(sv), ks), V128::mul(V128::odd(dv), kd)), r);
+        const __m128i x = V128::blend_odd(V128::srli64<30>(e), V128::slli64<2>(o));
+        const __m128i high = V128::blend_odd(V128::srli64<32>(e), o);
+        const __m128i fits = V128::cmpeq(V128::srai<29>(high), V128::srai<31>(high));
+        const __m128i bound = V128::blendv(V128::set1(kLimit), V128::set1(-kLimit), high);
+        return V128::blendv(bound, limit(x), fits);
+    };
+    int32_t i = 0;
+    for (; i + 4 <= 2 * n; i += 4) {
+        const __m128i sv = V128::load(s + i), dv = V128::load(d + i);
+        V128::store(left + i, mix(sv, dv, h[0], h[1]));
+        V128::store(right + i, mix(sv, dv, h[2], h[3]));
+    }
+    ps_mix_real_c(s + i, d + i, left + i, right + i, h, n - i / 2);
 }
 
 }  // namespace fxaac

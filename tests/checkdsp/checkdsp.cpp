@@ -659,6 +659,22 @@ void check_ps(const Kernels &k)
             }
         }
     }
+    // The mixing: matrices of the decoder's range (|h| <= 2^31, Q30) and at
+    // the bounds, sums up to 2^62 (the clamp's both sides and beyond int32).
+    for (const int n : {91, 61, 29, 8, 3, 2, 1, 0}) {
+        const size_t size = static_cast<size_t>(n);
+        for (int kind = 0; kind < 3; kind++) {
+            Words h(4);
+            for (auto &c : h) {
+                c = kind == 2 ? (g_rng() % 2 ? kMin : kMax) : static_cast<int32_t>(g_rng()) >> kind;
+            }
+            CHECK(ps_mix_real, describe("n=%d kind=%d", n, kind),
+                  {{bounded(2 * size, kind), bounded(2 * size, kind), Words(2 * size),
+                    Words(2 * size), h},
+                   {}},
+                  [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], p.w[3], p.w[4], n); });
+        }
+    }
 }
 
 // Output of exactly 2n elements (channel slot 0 or 1); the other channel's
