@@ -134,6 +134,30 @@ void ps_mix_real_neon(const int32_t *s, const int32_t *d, int32_t *left, int32_t
     }
 }
 
+// The interpolation: a difference that overflows (VQSUB differs from VSUB)
+// sends its four words to the portable kernel; otherwise VMULL by q,
+// VRSHRN #30 (the rounded step fits: |step q / 2^30| <= |to - from|) and a
+// sum that lies between from and to.
+void ps_interpolate_neon(const int32_t *from, const int32_t *to, int32_t *out, int32_t q, int32_t n)
+{
+    const int32x2_t k = vdup_n_s32(q);
+    int32_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const int32x4_t f = vld1q_s32(from + i), t = vld1q_s32(to + i);
+        const int32x4_t diff = vsubq_s32(t, f);
+        const uint32x4_t same = vceqq_s32(diff, vqsubq_s32(t, f));
+        if ((vgetq_lane_u32(same, 0) & vgetq_lane_u32(same, 1) & vgetq_lane_u32(same, 2) &
+             vgetq_lane_u32(same, 3)) == 0) {
+            ps_interpolate_c(from + i, to + i, out + i, q, 4);
+            continue;
+        }
+        const int32x4_t step = vcombine_s32(vrshrn_n_s64(vmull_s32(vget_low_s32(diff), k), 30),
+                                            vrshrn_n_s64(vmull_s32(vget_high_s32(diff), k), 30));
+        vst1q_s32(out + i, vaddq_s32(f, step));
+    }
+    ps_interpolate_c(from + i, to + i, out + i, q, n - i);
+}
+
 }  // namespace fxaac
 
 #endif  // __ARM_NEON

@@ -124,7 +124,11 @@
     K(a, sse41, void, ps_mix_real,                                                                 \
       (const int32_t *s, const int32_t *d, int32_t *left, int32_t *right, const int32_t *h,        \
        int32_t n),                                                                                 \
-      (s, d, left, right, h, n))
+      (s, d, left, right, h, n))                                                                   \
+    /* and the matrices between envelopes: from + round((to - from) q / 2^30), 0 <= q <= 2^30 */   \
+    K(a, sse41, void, ps_interpolate,                                                              \
+      (const int32_t *from, const int32_t *to, int32_t *out, int32_t q, int32_t n),                \
+      (from, to, out, q, n))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

@@ -343,17 +343,9 @@ void slot_matrices(const PsDecoder &p, int n, Matrix *out)
     const int start = e == 0 ? -1 : f.border[e - 1];
     const int len = f.border[e] - start;
     const int64_t frac = (int64_t{n - start} << 30) / len;  // Q30, 0 < frac <= 1
-    for (int b = 0; b < layout(p).parBands; b++) {
-        if (std::memcmp(&p.from[b], &p.to[b], sizeof(Matrix)) == 0) {
-            out[b] = p.from[b];  // every step below adds round(0) = 0
-            continue;
-        }
-        for (int j = 0; j < 4; j++)
-            for (int c = 0; c < 2; c++) {
-                const int64_t from = p.from[b].h[j][c], to = p.to[b].h[j][c];
-                out[b].h[j][c] = static_cast<int32_t>(from + mul_round_wide(to - from, frac, 30));
-            }
-    }
+    static_assert(sizeof(Matrix) == 8 * sizeof(int32_t), "matrices as words");
+    ps_interpolate(p.from[0].h[0], p.to[0].h[0], out[0].h[0], static_cast<int32_t>(frac),
+                   8 * layout(p).parBands);
 }
 
 bool negative(const Layout &l, int k)
@@ -530,5 +522,21 @@ void fxaac::ps_mix_real_c(const int32_t *s, const int32_t *d, int32_t *left, int
         const int64_t r = int64_t{h[2]} * s[i] + int64_t{h[3]} * d[i];
         left[i] = clamp((l + (int64_t{1} << 29)) >> 30, kOutputLimit);
         right[i] = clamp((r + (int64_t{1} << 29)) >> 30, kOutputLimit);
+    }
+}
+
+// out = from + round((to - from) q / 2^30) per word, 0 <= q <= 2^30: one
+// 32-bit product where the difference fits 32 bits.
+void fxaac::ps_interpolate_c(const int32_t *from, const int32_t *to, int32_t *out, int32_t q,
+                             int32_t n)
+{
+    using namespace fxaac::ps;
+    for (int32_t i = 0; i < n; i++) {
+        int32_t step;
+        if (__builtin_sub_overflow(to[i], from[i], &step)) [[unlikely]]
+            out[i] = static_cast<int32_t>(from[i] +
+                                          mul_round_wide(int64_t{to[i]} - from[i], q, 30));
+        else
+            out[i] = static_cast<int32_t>(from[i] + mul_round(step, q, 30));
     }
 }

@@ -139,4 +139,29 @@ void ps_mix_real_sse41(const int32_t *s, const int32_t *d, int32_t *left, int32_
     ps_mix_real_c(s + i, d + i, left + i, right + i, h, n - i / 2);
 }
 
+// The interpolation: a difference that overflows (operands of different
+// signs and a result of the subtrahend's) sends its four words to the
+// portable kernel; otherwise 64-bit products by q, rounded at bit 30 (the
+// step fits 32 bits) and added.
+void ps_interpolate_sse41(const int32_t *from, const int32_t *to, int32_t *out, int32_t q,
+                          int32_t n)
+{
+    const __m128i k = V128::set1(q), r = V128::set1_64(int64_t{1} << 29);
+    int32_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const __m128i f = V128::load(from + i), t = V128::load(to + i);
+        const __m128i diff = V128::sub(t, f);
+        const __m128i overflow = V128::bit_and(V128::bit_xor(t, f), V128::bit_xor(t, diff));
+        if (_mm_movemask_ps(_mm_castsi128_ps(overflow)) != 0) {
+            ps_interpolate_c(from + i, to + i, out + i, q, 4);
+            continue;
+        }
+        const __m128i e = V128::add64(V128::mul(diff, k), r);
+        const __m128i o = V128::add64(V128::mul(V128::odd(diff), k), r);
+        V128::store(out + i,
+                    V128::add(f, V128::blend_odd(V128::srli64<30>(e), V128::slli64<2>(o))));
+    }
+    ps_interpolate_c(from + i, to + i, out + i, q, n - i);
+}
+
 }  // namespace fxaac

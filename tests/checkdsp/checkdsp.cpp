@@ -675,6 +675,18 @@ void check_ps(const Kernels &k)
                   [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], p.w[3], p.w[4], n); });
         }
     }
+    // The interpolation: matrices of the decoder's range (Q30) and any words
+    // (differences that overflow), at the ends and within an envelope.
+    for (const int n : {272, 160, 7, 4, 1, 0}) {
+        const size_t size = static_cast<size_t>(n);
+        for (const int32_t q : {0, 1, 1 << 29, 357913941, (1 << 30) - 1, 1 << 30}) {
+            for (const Data &d : kAllData) {
+                CHECK(ps_interpolate, describe("n=%d q=%d data=%s", n, q, d.name),
+                      {{words(size, d), bounded(size, 0), Words(size)}, {}},
+                      [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], q, n); });
+            }
+        }
+    }
 }
 
 // Output of exactly 2n elements (channel slot 0 or 1); the other channel's
