@@ -102,7 +102,23 @@
     /* mantissa (|m| < 2^15), as tools/stereo.cpp's intensity_line */                              \
     K(a, sse41, void, intensity_scale,                                                             \
       (const int32_t *from, int32_t *to, int32_t m, int32_t shift, int32_t n),                     \
-      (from, to, m, shift, n))
+      (from, to, m, shift, n))                                                                     \
+    /* SBR QMF banks (src/sbr/qmf.cpp): the DCT-IV of n = 32 or 64 points (sum |in| < 2^30), */    \
+    K(a, sse41, void, qmf_dct4, (const int32_t *in, int32_t *out, int32_t n), (in, out, n))        \
+    /* the analysis window and fold of history x (320 words) into p, q (32 each), w the */         \
+    /* 640-tap Q31 window, */                                                                      \
+    K(a, sse41, void, qmf_analysis_fold,                                                           \
+      (const int32_t *x, const int32_t *w, int32_t *p, int32_t *q), (x, w, p, q))                  \
+    /* the analysis output rotation ([k][re, im] pairs out of the two transforms), */              \
+    K(a, sse41, void, qmf_analysis_rotate,                                                         \
+      (const int32_t *cr, const int32_t *sr, const int32_t *rotation, int32_t *out),               \
+      (cr, sr, rotation, out))                                                                     \
+    /* the synthesis windowing of n = 64 or 32 bands: 9 pending rows of 64 words from row */       \
+    /* head, the slot's 2n values h, rounded shift 1 to 62 of the products */                      \
+    K(a, sse41, void, qmf_synthesis_window,                                                        \
+      (int32_t * partial, int32_t head, const int32_t *h, const int32_t *w, int32_t n,             \
+       int32_t shift, int32_t *out),                                                               \
+      (partial, head, h, w, n, shift, out))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

@@ -1,0 +1,273 @@
+// The SBR QMF banks' kernels on ARM Advanced SIMD (src/sbr/qmf.cpp), four
+// values per vector. Same results as the portable kernels: every product is
+// VMULL/VMLAL/VMLSL (exact 64-bit products and sums, which never overflow:
+// see the bounds in src/sbr/qmf.cpp), every rounded shift VRSHRN by 31,
+// VRSHR by 35 or 37, or VRSHL by the negated count (all round half up, as
+// (v + 2^(s-1)) >> s, without overflow of the addition), then narrowed by
+// truncation (VMOVN) as the portable casts to int32.
+//
+// The DCT-IV runs the portable radix-2 FFT butterfly for butterfly: the same
+// pairs with the same twiddles in the same stages, only several at once.
+// Its data live as vectors of four consecutive points of the FFT's (bit
+// reversed) input order r. The pre-twiddle gives vectors of four
+// consecutive n, and r = 4b + k holds n = bitrev(r): for M = 32 points
+// n = 8 bitrev2(k) + bitrev3(b), so the vectors n = 4i .. 4i+3 with
+// i = 2 bitrev2(k) + g (g = 0, 1) hold point k of the blocks b = bitrev3(4g
+// + l) in lane l; for M = 16, n = 4 bitrev2(k) + bitrev2(b) and i =
+// bitrev2(k). The first two stages (within blocks of four) run on those
+// vectors across blocks; a 4x4 transpose then gives one vector per block in
+// natural order, on which the later stages run with their twiddles as
+// vectors over m.
+#if defined(__ARM_NEON)
+
+#include <arm_neon.h>
+
+#include "dsp/kernels.h"
+#include "sbr/qmf_tables.h"
+
+namespace fxaac {
+
+namespace {
+
+using sbr::kQmfFftTwiddle;
+
+inline int32x4_t reverse(int32x4_t v)
+{
+    const int32x4_t r = vrev64q_s32(v);
+    return vcombine_s32(vget_high_s32(r), vget_low_s32(r));
+}
+
+// round((a c + b s) / 2^31) per lane.
+inline int32x4_t dot31(int32x4_t a, int32x4_t c, int32x4_t b, int32x4_t s)
+{
+    const int64x2_t lo = vmlal_s32(vmull_s32(vget_low_s32(a), vget_low_s32(c)), vget_low_s32(b),
+                                   vget_low_s32(s));
+    const int64x2_t hi = vmlal_s32(vmull_s32(vget_high_s32(a), vget_high_s32(c)), vget_high_s32(b),
+                                   vget_high_s32(s));
+    return vcombine_s32(vrshrn_n_s64(lo, 31), vrshrn_n_s64(hi, 31));
+}
+
+// round((a c - b s) / 2^31) per lane.
+inline int32x4_t dot31m(int32x4_t a, int32x4_t c, int32x4_t b, int32x4_t s)
+{
+    const int64x2_t lo = vmlsl_s32(vmull_s32(vget_low_s32(a), vget_low_s32(c)), vget_low_s32(b),
+                                   vget_low_s32(s));
+    const int64x2_t hi = vmlsl_s32(vmull_s32(vget_high_s32(a), vget_high_s32(c)), vget_high_s32(b),
+                                   vget_high_s32(s));
+    return vcombine_s32(vrshrn_n_s64(lo, 31), vrshrn_n_s64(hi, 31));
+}
+
+// The radix-2 butterfly of the portable fft(): t = b (c - is), a + t, a - t.
+inline void butterfly(int32x4_t &ar, int32x4_t &ai, int32x4_t &br, int32x4_t &bi, int32x4_t c,
+                      int32x4_t s)
+{
+    const int32x4_t tr = dot31(br, c, bi, s);
+    const int32x4_t ti = dot31m(bi, c, br, s);
+    br = vsubq_s32(ar, tr);
+    bi = vsubq_s32(ai, ti);
+    ar = vaddq_s32(ar, tr);
+    ai = vaddq_s32(ai, ti);
+}
+
+// Twiddles m * step, m = 4j .. 4j+3, of the 32-entry table as (cos, sin).
+inline int32x4x2_t twiddles(int j, int step)
+{
+    if (step == 1)
+        return vld2q_s32(kQmfFftTwiddle[4 * j]);
+    if (step == 2) {
+        const int32x4x4_t t = vld4q_s32(kQmfFftTwiddle[8 * j]);
+        return {{t.val[0], t.val[1]}};
+    }
+    int32x4x2_t t;
+    for (int l = 0; l < 4; ++l) {
+        t.val[0][l] = kQmfFftTwiddle[(4 * j + l) * step][0];
+        t.val[1][l] = kQmfFftTwiddle[(4 * j + l) * step][1];
+    }
+    return t;
+}
+
+inline void transpose(int32x4_t &y0, int32x4_t &y1, int32x4_t &y2, int32x4_t &y3)
+{
+    const int32x4x2_t t01 = vtrnq_s32(y0, y1), t23 = vtrnq_s32(y2, y3);
+    y0 = vcombine_s32(vget_low_s32(t01.val[0]), vget_low_s32(t23.val[0]));
+    y1 = vcombine_s32(vget_low_s32(t01.val[1]), vget_low_s32(t23.val[1]));
+    y2 = vcombine_s32(vget_high_s32(t01.val[0]), vget_high_s32(t23.val[0]));
+    y3 = vcombine_s32(vget_high_s32(t01.val[1]), vget_high_s32(t23.val[1]));
+}
+
+template <int N>
+void dct4(const int32_t *in, int32_t *out)
+{
+    constexpr int M = N / 2, V = M / 4, G = V / 4;
+    const int32_t(*tw)[2] = N == 32 ? sbr::kQmfDct32Twiddle : sbr::kQmfDct64Twiddle;
+    int32x4_t re[V], im[V];
+    // Pre-twiddle of the pairs in(2n) + i in(N-1-2n), n = 4i .. 4i+3.
+    for (int i = 0; i < V; ++i) {
+        const int32x4x2_t front = vld2q_s32(in + 8 * i), back = vld2q_s32(in + 8 * (V - 1 - i));
+        const int32x4_t a = front.val[0], b = reverse(back.val[1]);
+        const int32x4x2_t t = vld2q_s32(tw[4 * i]);
+        re[i] = dot31(a, t.val[0], b, t.val[1]);
+        im[i] = dot31m(b, t.val[0], a, t.val[1]);
+    }
+    // Stages 1 and 2 on points k = 0..3 of four blocks, then one vector per
+    // block: br[] the blocks' order in the lanes.
+    static constexpr int kBitrev2[4] = {0, 2, 1, 3};
+    const int32x4_t c0 = vdupq_n_s32(kQmfFftTwiddle[0][0]), s0 = vdupq_n_s32(kQmfFftTwiddle[0][1]);
+    const int32x4_t c8 = vdupq_n_s32(kQmfFftTwiddle[8][0]), s8 = vdupq_n_s32(kQmfFftTwiddle[8][1]);
+    int32x4_t br[V], bi[V];
+    for (int g = 0; g < G; ++g) {
+        int32x4_t xr[4], xi[4];
+        for (int k = 0; k < 4; ++k) {
+            xr[k] = re[G * kBitrev2[k] + g];
+            xi[k] = im[G * kBitrev2[k] + g];
+        }
+        int32x4_t r0 = vaddq_s32(xr[0], xr[1]), r1 = vsubq_s32(xr[0], xr[1]);
+        int32x4_t r2 = vaddq_s32(xr[2], xr[3]), r3 = vsubq_s32(xr[2], xr[3]);
+        int32x4_t i0 = vaddq_s32(xi[0], xi[1]), i1 = vsubq_s32(xi[0], xi[1]);
+        int32x4_t i2 = vaddq_s32(xi[2], xi[3]), i3 = vsubq_s32(xi[2], xi[3]);
+        butterfly(r0, i0, r2, i2, c0, s0);
+        butterfly(r1, i1, r3, i3, c8, s8);
+        transpose(r0, r1, r2, r3);
+        transpose(i0, i1, i2, i3);
+        // lane l held block bitrev(4g + l) (3 bits for M = 32, 2 for M = 16)
+        const int32x4_t rr[4] = {r0, r1, r2, r3}, ii[4] = {i0, i1, i2, i3};
+        for (int l = 0; l < 4; ++l) {
+            const int b = G == 2 ? (kBitrev2[l] << 1) | g : kBitrev2[l];
+            br[b] = rr[l];
+            bi[b] = ii[l];
+        }
+    }
+    // Stages of length 8 .. M: pairs of blocks, twiddles over m.
+    for (int len = 8; len <= M; len *= 2) {
+        const int hv = len / 8, step = 32 / len;
+        for (int j = 0; j < hv; ++j) {
+            const int32x4x2_t t = twiddles(j, step);
+            for (int block = 0; block < V; block += 2 * hv)
+                butterfly(br[block + j], bi[block + j], br[block + j + hv], bi[block + j + hv],
+                          t.val[0], t.val[1]);
+        }
+    }
+    // Post-twiddle: out(2k) and out(N-1-2k), k = 4b .. 4b+3.
+    int32x4_t even[V], odd[V];
+    for (int b = 0; b < V; ++b) {
+        const int32x4x2_t t = vld2q_s32(tw[4 * b]);
+        even[b] = dot31(br[b], t.val[0], bi[b], t.val[1]);
+        odd[b] = dot31m(br[b], t.val[1], bi[b], t.val[0]);
+    }
+    for (int b = 0; b < V; ++b)
+        vst2q_s32(out + 8 * b, {{even[b], reverse(odd[V - 1 - b])}});
+}
+
+// round(h c / 2^shift) per lane, count = -shift.
+inline int32x4_t mul_shift(int32x4_t h, int32x4_t c, int64x2_t count)
+{
+    const int64x2_t lo = vrshlq_s64(vmull_s32(vget_low_s32(h), vget_low_s32(c)), count);
+    const int64x2_t hi = vrshlq_s64(vmull_s32(vget_high_s32(h), vget_high_s32(c)), count);
+    return vcombine_s32(vmovn_s64(lo), vmovn_s64(hi));
+}
+
+template <int Stride>
+inline int32x4_t taps(const int32_t *w)
+{
+    if (Stride == 1)
+        return vld1q_s32(w);
+    return vld2q_s32(w).val[0];
+}
+
+template <int N>
+void synthesis_window(int32_t *partial, int32_t head, const int32_t *h, const int32_t *w,
+                      int32_t shift, int32_t *out)
+{
+    constexpr int kRow = 64, kRows = 9, Stride = 64 / N;
+    const int64x2_t count = vdupq_n_s64(-shift);
+    int32_t *row[kRows];
+    for (int age = 0; age < kRows; ++age)
+        row[age] = partial + kRow * ((head + age) % kRows);
+    for (int j = 0; j < N; j += 4) {
+        const int32x4_t h0 = vld1q_s32(h + j), h1 = vld1q_s32(h + N + j);
+        // out = sat(4 (now + p)): a saturating sum then a saturating
+        // doubling twice saturate exactly where the 64-bit value does
+        const int32x4_t p = mul_shift(h0, taps<Stride>(w + Stride * j), count);
+        vst1q_s32(out + j, vqshlq_n_s32(vqaddq_s32(vld1q_s32(row[0] + j), p), 2));
+        vst1q_s32(row[0] + j, mul_shift(h1, taps<Stride>(w + 64 * kRows + Stride * j), count));
+        for (int age = 1; age < kRows; ++age) {
+            const int32x4_t v = (age & 1) ? h1 : h0;
+            const int32x4_t t = mul_shift(v, taps<Stride>(w + 64 * age + Stride * j), count);
+            vst1q_s32(row[age] + j, vaddq_s32(vld1q_s32(row[age] + j), t));
+        }
+    }
+}
+
+}  // namespace
+
+void qmf_dct4_neon(const int32_t *in, int32_t *out, int32_t n)
+{
+    if (n == 32)
+        dct4<32>(in, out);
+    else if (n == 64)
+        dct4<64>(in, out);
+}
+
+void qmf_analysis_fold_neon(const int32_t *x, const int32_t *w, int32_t *p, int32_t *q)
+{
+    // u(n), n = 4i .. 4i+3, as two pairs of 64-bit sums
+    auto u = [&](int i, int64x2_t &lo, int64x2_t &hi) {
+        const int32x4_t x0 = vld1q_s32(x + 4 * i), w0 = vld2q_s32(w + 8 * i).val[0];
+        lo = vmull_s32(vget_low_s32(x0), vget_low_s32(w0));
+        hi = vmull_s32(vget_high_s32(x0), vget_high_s32(w0));
+        for (int j = 1; j < 5; ++j) {
+            const int32x4_t xj = vld1q_s32(x + 4 * i + 64 * j);
+            const int32x4_t wj = vld2q_s32(w + 8 * i + 128 * j).val[0];
+            lo = vmlal_s32(lo, vget_low_s32(xj), vget_low_s32(wj));
+            hi = vmlal_s32(hi, vget_high_s32(xj), vget_high_s32(wj));
+        }
+    };
+    const int32x4_t sign = {1, -1, 1, -1};  // DST-IV through DCT-IV
+    for (int i = 0; i < 8; ++i) {
+        int64x2_t a0, a1, b0, b1;
+        u(i, a0, a1);
+        u(15 - i, b0, b1);
+        // u(63 - n) for n = 4i .. 4i+3: b reversed
+        const int64x2_t r0 = vcombine_s64(vget_high_s64(b1), vget_low_s64(b1));
+        const int64x2_t r1 = vcombine_s64(vget_high_s64(b0), vget_low_s64(b0));
+        const int32x4_t d = vcombine_s32(vmovn_s64(vrshrq_n_s64(vsubq_s64(a0, r0), 37)),
+                                         vmovn_s64(vrshrq_n_s64(vsubq_s64(a1, r1), 37)));
+        const int32x4_t s = vcombine_s32(vmovn_s64(vrshrq_n_s64(vaddq_s64(a0, r0), 37)),
+                                         vmovn_s64(vrshrq_n_s64(vaddq_s64(a1, r1), 37)));
+        vst1q_s32(p + 4 * i, d);
+        vst1q_s32(q + 4 * i, vmulq_s32(s, sign));
+    }
+}
+
+void qmf_analysis_rotate_neon(const int32_t *cr, const int32_t *sr, const int32_t *rotation,
+                              int32_t *out)
+{
+    for (int i = 0; i < 8; ++i) {
+        const int32x4_t a = vld1q_s32(cr + 4 * i), b = reverse(vld1q_s32(sr + 28 - 4 * i));
+        const int32x4x2_t t = vld2q_s32(rotation + 8 * i);
+        const int32x2_t c0 = vget_low_s32(t.val[0]), c1 = vget_high_s32(t.val[0]);
+        const int32x2_t s0 = vget_low_s32(t.val[1]), s1 = vget_high_s32(t.val[1]);
+        const int32x2_t a0 = vget_low_s32(a), a1 = vget_high_s32(a);
+        const int32x2_t b0 = vget_low_s32(b), b1 = vget_high_s32(b);
+        const int32x4_t re = vcombine_s32(
+            vmovn_s64(vrshrq_n_s64(vmlal_s32(vmull_s32(a0, c0), b0, s0), 35)),
+            vmovn_s64(vrshrq_n_s64(vmlal_s32(vmull_s32(a1, c1), b1, s1), 35)));
+        const int32x4_t im = vcombine_s32(
+            vmovn_s64(vrshrq_n_s64(vmlsl_s32(vmull_s32(b0, c0), a0, s0), 35)),
+            vmovn_s64(vrshrq_n_s64(vmlsl_s32(vmull_s32(b1, c1), a1, s1), 35)));
+        vst2q_s32(out + 8 * i, {{re, im}});
+    }
+}
+
+void qmf_synthesis_window_neon(int32_t *partial, int32_t head, const int32_t *h, const int32_t *w,
+                               int32_t n, int32_t shift, int32_t *out)
+{
+    if (n == 64)
+        synthesis_window<64>(partial, head, h, w, shift, out);
+    else if (n == 32)
+        synthesis_window<32>(partial, head, h, w, shift, out);
+}
+
+}  // namespace fxaac
+
+#endif  // __ARM_NEON
