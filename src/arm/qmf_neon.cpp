@@ -37,6 +37,22 @@ inline int32x4_t reverse(int32x4_t v)
     return vcombine_s32(vget_high_s32(r), vget_low_s32(r));
 }
 
+// The two halves narrowed into one vector, by VRSHRN #S (S >= 1) or VMOVN
+// (S = 0), written straight into the halves of the result's register (the
+// compiler's vcombine would add a move).
+template <int S>
+inline int32x4_t narrow(int64x2_t lo, int64x2_t hi)
+{
+    int32x4_t r;
+    if constexpr (S == 0)
+        asm("vmovn.i64 %e0, %q1\n\tvmovn.i64 %f0, %q2" : "=&w"(r) : "w"(lo), "w"(hi));
+    else
+        asm("vrshrn.i64 %e0, %q1, %3\n\tvrshrn.i64 %f0, %q2, %3"
+            : "=&w"(r)
+            : "w"(lo), "w"(hi), "i"(S));
+    return r;
+}
+
 // round((a c + b s) / 2^31) per lane.
 inline int32x4_t dot31(int32x4_t a, int32x4_t c, int32x4_t b, int32x4_t s)
 {
@@ -44,7 +60,7 @@ inline int32x4_t dot31(int32x4_t a, int32x4_t c, int32x4_t b, int32x4_t s)
                                    vget_low_s32(s));
     const int64x2_t hi = vmlal_s32(vmull_s32(vget_high_s32(a), vget_high_s32(c)), vget_high_s32(b),
                                    vget_high_s32(s));
-    return vcombine_s32(vrshrn_n_s64(lo, 31), vrshrn_n_s64(hi, 31));
+    return narrow<31>(lo, hi);
 }
 
 // round((a c - b s) / 2^31) per lane.
@@ -54,7 +70,7 @@ inline int32x4_t dot31m(int32x4_t a, int32x4_t c, int32x4_t b, int32x4_t s)
                                    vget_low_s32(s));
     const int64x2_t hi = vmlsl_s32(vmull_s32(vget_high_s32(a), vget_high_s32(c)), vget_high_s32(b),
                                    vget_high_s32(s));
-    return vcombine_s32(vrshrn_n_s64(lo, 31), vrshrn_n_s64(hi, 31));
+    return narrow<31>(lo, hi);
 }
 
 // The radix-2 butterfly of the portable fft(): t = b (c - is), a + t, a - t.
@@ -69,21 +85,40 @@ inline void butterfly(int32x4_t &ar, int32x4_t &ai, int32x4_t &br, int32x4_t &bi
     ai = vaddq_s32(ai, ti);
 }
 
-// Twiddles m * step, m = 4j .. 4j+3, of the 32-entry table as (cos, sin).
-inline int32x4x2_t twiddles(int j, int step)
+// Twiddles m * Step, m = 4j .. 4j+3, of the 32-entry table as (cos, sin).
+template <int Step>
+inline int32x4x2_t twiddles(int j)
 {
-    if (step == 1)
+    if constexpr (Step == 1) {
         return vld2q_s32(kQmfFftTwiddle[4 * j]);
-    if (step == 2) {
+    } else if constexpr (Step == 2) {
         const int32x4x4_t t = vld4q_s32(kQmfFftTwiddle[8 * j]);
         return {{t.val[0], t.val[1]}};
+    } else {
+        static_assert(Step == 4, "one vector of twiddles in the 8-point stage");
+        int32x4x2_t t;
+        for (int l = 0; l < 4; ++l) {
+            t.val[0][l] = kQmfFftTwiddle[l * Step][0];
+            t.val[1][l] = kQmfFftTwiddle[l * Step][1];
+        }
+        return t;
     }
-    int32x4x2_t t;
-    for (int l = 0; l < 4; ++l) {
-        t.val[0][l] = kQmfFftTwiddle[(4 * j + l) * step][0];
-        t.val[1][l] = kQmfFftTwiddle[(4 * j + l) * step][1];
+}
+
+// One FFT stage of length Len >= 8 on V blocks of four: blocks block + j and
+// block + j + Len/8 with the twiddles of m = 4j .. 4j+3.
+template <int Len, int V>
+inline void stage(int32x4_t br[], int32x4_t bi[])
+{
+    constexpr int hv = Len / 8;
+#pragma GCC unroll 8
+    for (int j = 0; j < hv; ++j) {
+        const int32x4x2_t t = twiddles<32 / Len>(j);
+#pragma GCC unroll 8
+        for (int block = 0; block < V; block += 2 * hv)
+            butterfly(br[block + j], bi[block + j], br[block + j + hv], bi[block + j + hv],
+                      t.val[0], t.val[1]);
     }
-    return t;
 }
 
 inline void transpose(int32x4_t &y0, int32x4_t &y1, int32x4_t &y2, int32x4_t &y3)
@@ -101,7 +136,8 @@ void dct4(const int32_t *in, int32_t *out)
     constexpr int M = N / 2, V = M / 4, G = V / 4;
     const int32_t(*tw)[2] = N == 32 ? sbr::kQmfDct32Twiddle : sbr::kQmfDct64Twiddle;
     int32x4_t re[V], im[V];
-    // Pre-twiddle of the pairs in(2n) + i in(N-1-2n), n = 4i .. 4i+3.
+// Pre-twiddle of the pairs in(2n) + i in(N-1-2n), n = 4i .. 4i+3.
+#pragma GCC unroll 8
     for (int i = 0; i < V; ++i) {
         const int32x4x2_t front = vld2q_s32(in + 8 * i), back = vld2q_s32(in + 8 * (V - 1 - i));
         const int32x4_t a = front.val[0], b = reverse(back.val[1]);
@@ -115,8 +151,10 @@ void dct4(const int32_t *in, int32_t *out)
     const int32x4_t c0 = vdupq_n_s32(kQmfFftTwiddle[0][0]), s0 = vdupq_n_s32(kQmfFftTwiddle[0][1]);
     const int32x4_t c8 = vdupq_n_s32(kQmfFftTwiddle[8][0]), s8 = vdupq_n_s32(kQmfFftTwiddle[8][1]);
     int32x4_t br[V], bi[V];
+#pragma GCC unroll 8
     for (int g = 0; g < G; ++g) {
         int32x4_t xr[4], xi[4];
+#pragma GCC unroll 8
         for (int k = 0; k < 4; ++k) {
             xr[k] = re[G * kBitrev2[k] + g];
             xi[k] = im[G * kBitrev2[k] + g];
@@ -131,6 +169,7 @@ void dct4(const int32_t *in, int32_t *out)
         transpose(i0, i1, i2, i3);
         // lane l held block bitrev(4g + l) (3 bits for M = 32, 2 for M = 16)
         const int32x4_t rr[4] = {r0, r1, r2, r3}, ii[4] = {i0, i1, i2, i3};
+#pragma GCC unroll 8
         for (int l = 0; l < 4; ++l) {
             const int b = G == 2 ? (kBitrev2[l] << 1) | g : kBitrev2[l];
             br[b] = rr[l];
@@ -138,48 +177,54 @@ void dct4(const int32_t *in, int32_t *out)
         }
     }
     // Stages of length 8 .. M: pairs of blocks, twiddles over m.
-    for (int len = 8; len <= M; len *= 2) {
-        const int hv = len / 8, step = 32 / len;
-        for (int j = 0; j < hv; ++j) {
-            const int32x4x2_t t = twiddles(j, step);
-            for (int block = 0; block < V; block += 2 * hv)
-                butterfly(br[block + j], bi[block + j], br[block + j + hv], bi[block + j + hv],
-                          t.val[0], t.val[1]);
-        }
-    }
+    stage<8, V>(br, bi);
+    stage<16, V>(br, bi);
+    if constexpr (M == 32)
+        stage<32, V>(br, bi);
     // Post-twiddle: out(2k) and out(N-1-2k), k = 4b .. 4b+3.
     int32x4_t even[V], odd[V];
+#pragma GCC unroll 8
     for (int b = 0; b < V; ++b) {
         const int32x4x2_t t = vld2q_s32(tw[4 * b]);
         even[b] = dot31(br[b], t.val[0], bi[b], t.val[1]);
         odd[b] = dot31m(br[b], t.val[1], bi[b], t.val[0]);
     }
+#pragma GCC unroll 8
     for (int b = 0; b < V; ++b)
         vst2q_s32(out + 8 * b, {{even[b], reverse(odd[V - 1 - b])}});
 }
 
-// round(h c / 2^shift) per lane, count = -shift.
+// round(h c / 2^shift) per lane, count = -shift: the exact products.
 inline int32x4_t mul_shift(int32x4_t h, int32x4_t c, int64x2_t count)
 {
     const int64x2_t lo = vrshlq_s64(vmull_s32(vget_low_s32(h), vget_low_s32(c)), count);
     const int64x2_t hi = vrshlq_s64(vmull_s32(vget_high_s32(h), vget_high_s32(c)), count);
-    return vcombine_s32(vmovn_s64(lo), vmovn_s64(hi));
+    return narrow<0>(lo, hi);
+}
+
+// The same for shift >= 32 and c > -2^31: VQDMULH gives q = floor(h c / 2^31)
+// (no saturation), and as 2^(shift-1) is a multiple of 2^31,
+// floor((h c + 2^(shift-1)) / 2^shift) = (q + 2^(shift-32)) >> (shift-31),
+// VRSHL by count = 31 - shift.
+inline int32x4_t mul_shift(int32x4_t h, int32x4_t c, int32x4_t count)
+{
+    return vrshlq_s32(vqdmulhq_s32(h, c), count);
 }
 
 template <int Stride>
 inline int32x4_t taps(const int32_t *w)
 {
-    if (Stride == 1)
+    if constexpr (Stride == 1)
         return vld1q_s32(w);
-    return vld2q_s32(w).val[0];
+    else
+        return vld2q_s32(w).val[0];
 }
 
-template <int N>
+template <int N, class Count>
 void synthesis_window(int32_t *partial, int32_t head, const int32_t *h, const int32_t *w,
-                      int32_t shift, int32_t *out)
+                      Count count, int32_t *out)
 {
     constexpr int kRow = 64, kRows = 9, Stride = 64 / N;
-    const int64x2_t count = vdupq_n_s64(-shift);
     int32_t *row[kRows];
     for (int age = 0; age < kRows; ++age)
         row[age] = partial + kRow * ((head + age) % kRows);
@@ -190,12 +235,23 @@ void synthesis_window(int32_t *partial, int32_t head, const int32_t *h, const in
         const int32x4_t p = mul_shift(h0, taps<Stride>(w + Stride * j), count);
         vst1q_s32(out + j, vqshlq_n_s32(vqaddq_s32(vld1q_s32(row[0] + j), p), 2));
         vst1q_s32(row[0] + j, mul_shift(h1, taps<Stride>(w + 64 * kRows + Stride * j), count));
+#pragma GCC unroll 8
         for (int age = 1; age < kRows; ++age) {
-            const int32x4_t v = (age & 1) ? h1 : h0;
-            const int32x4_t t = mul_shift(v, taps<Stride>(w + 64 * age + Stride * j), count);
+            const int32x4_t t = mul_shift((age & 1) ? h1 : h0,
+                                          taps<Stride>(w + 64 * age + Stride * j), count);
             vst1q_s32(row[age] + j, vaddq_s32(vld1q_s32(row[age] + j), t));
         }
     }
+}
+
+template <int N>
+void synthesis_window(int32_t *partial, int32_t head, const int32_t *h, const int32_t *w,
+                      int32_t shift, int32_t *out)
+{
+    if (shift >= 32)
+        synthesis_window<N>(partial, head, h, w, vdupq_n_s32(31 - shift), out);
+    else
+        synthesis_window<N>(partial, head, h, w, vdupq_n_s64(-shift), out);
 }
 
 }  // namespace

@@ -114,7 +114,7 @@
       (const int32_t *cr, const int32_t *sr, const int32_t *rotation, int32_t *out),               \
       (cr, sr, rotation, out))                                                                     \
     /* the synthesis windowing of n = 64 or 32 bands: 9 pending rows of 64 words from row */       \
-    /* head, the slot's 2n values h, rounded shift 1 to 62 of the products */                      \
+    /* head, the slot's 2n values h, taps w > -2^31, rounded shift 1 to 62 of products */          \
     K(a, sse41, void, qmf_synthesis_window,                                                        \
       (int32_t * partial, int32_t head, const int32_t *h, const int32_t *w, int32_t n,             \
        int32_t shift, int32_t *out),                                                               \
