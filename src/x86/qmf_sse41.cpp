@@ -1,19 +1,323 @@
+// The SBR QMF banks' kernels with SSE4.1 (src/sbr/qmf.cpp), four values per
+// vector. Same results as the portable kernels: every product is an exact
+// 64-bit PMULDQ (even lanes; the odd lanes moved down for a second one) and
+// every sum of products a 64-bit sum, which never overflows (the bounds in
+// src/sbr/qmf.cpp). A rounded shift (v + 2^(s-1)) >> s truncated to 32 bits
+// is bits s .. s+31 of v + 2^(s-1): for s <= 32 the low word of a logical
+// 64-bit shift by s (or, for the odd lanes, the high word of a left shift by
+// 32 - s), for s > 32 the high word shifted arithmetically by s - 32 (the
+// bits above 63 are sign bits).
+//
+// The DCT-IV runs the portable radix-2 FFT in the same order of blocks as
+// the NEON version (src/arm/qmf_neon.cpp, whose header explains it).
 #include "dsp/kernels.h"
+#include "sbr/qmf_tables.h"
+#include "x86/simd.h"
 
 namespace fxaac {
-void qmf_dct4_sse41(const int32_t *in, int32_t *out, int32_t n) { qmf_dct4_c(in, out, n); }
+
+namespace {
+
+using sbr::kQmfFftTwiddle;
+
+FXAAC_SIMD_INLINE __m128i odd(__m128i v) { return _mm_shuffle_epi32(v, _MM_SHUFFLE(3, 3, 1, 1)); }
+
+FXAAC_SIMD_INLINE __m128i reverse(__m128i v)
+{
+    return _mm_shuffle_epi32(v, _MM_SHUFFLE(0, 1, 2, 3));
+}
+
+FXAAC_SIMD_INLINE __m128i load(const int32_t *p) { return V128::load(p); }
+
+// Even and odd words of p[0 .. 7].
+FXAAC_SIMD_INLINE void load2(const int32_t *p, __m128i &even, __m128i &odd_words)
+{
+    V128::deinterleave(load(p), load(p + 4), even, odd_words);
+}
+
+// Bits 31 .. 62 of the even lanes' and odd lanes' 64-bit sums plus 2^30.
+FXAAC_SIMD_INLINE __m128i round31(__m128i even, __m128i odd_sums)
+{
+    const __m128i bias = _mm_set1_epi64x(int64_t{1} << 30);
+    return _mm_blend_epi16(_mm_srli_epi64(_mm_add_epi64(even, bias), 31),
+                           _mm_slli_epi64(_mm_add_epi64(odd_sums, bias), 1), 0xCC);
+}
+
+// round((a c + b s) / 2^31) per lane.
+FXAAC_SIMD_INLINE __m128i dot31(__m128i a, __m128i c, __m128i b, __m128i s)
+{
+    const __m128i even = _mm_add_epi64(_mm_mul_epi32(a, c), _mm_mul_epi32(b, s));
+    const __m128i odds = _mm_add_epi64(_mm_mul_epi32(odd(a), odd(c)),
+                                       _mm_mul_epi32(odd(b), odd(s)));
+    return round31(even, odds);
+}
+
+// round((a c - b s) / 2^31) per lane.
+FXAAC_SIMD_INLINE __m128i dot31m(__m128i a, __m128i c, __m128i b, __m128i s)
+{
+    const __m128i even = _mm_sub_epi64(_mm_mul_epi32(a, c), _mm_mul_epi32(b, s));
+    const __m128i odds = _mm_sub_epi64(_mm_mul_epi32(odd(a), odd(c)),
+                                       _mm_mul_epi32(odd(b), odd(s)));
+    return round31(even, odds);
+}
+
+FXAAC_SIMD_INLINE void butterfly(__m128i &ar, __m128i &ai, __m128i &br, __m128i &bi, __m128i c,
+                                 __m128i s)
+{
+    const __m128i tr = dot31(br, c, bi, s);
+    const __m128i ti = dot31m(bi, c, br, s);
+    br = _mm_sub_epi32(ar, tr);
+    bi = _mm_sub_epi32(ai, ti);
+    ar = _mm_add_epi32(ar, tr);
+    ai = _mm_add_epi32(ai, ti);
+}
+
+FXAAC_SIMD_INLINE void transpose(__m128i &y0, __m128i &y1, __m128i &y2, __m128i &y3)
+{
+    const __m128i a = _mm_unpacklo_epi32(y0, y1), b = _mm_unpackhi_epi32(y0, y1);
+    const __m128i c = _mm_unpacklo_epi32(y2, y3), d = _mm_unpackhi_epi32(y2, y3);
+    y0 = _mm_unpacklo_epi64(a, c);
+    y1 = _mm_unpackhi_epi64(a, c);
+    y2 = _mm_unpacklo_epi64(b, d);
+    y3 = _mm_unpackhi_epi64(b, d);
+}
+
+template <int Len, int V>
+FXAAC_SIMD_INLINE void stage(__m128i br[], __m128i bi[])
+{
+    constexpr int hv = Len / 8, step = 32 / Len;
+#pragma GCC unroll 8
+    for (int j = 0; j < hv; ++j) {
+        const int m = 4 * j * step;
+        const __m128i c = _mm_setr_epi32(kQmfFftTwiddle[m][0], kQmfFftTwiddle[m + step][0],
+                                         kQmfFftTwiddle[m + 2 * step][0],
+                                         kQmfFftTwiddle[m + 3 * step][0]);
+        const __m128i s = _mm_setr_epi32(kQmfFftTwiddle[m][1], kQmfFftTwiddle[m + step][1],
+                                         kQmfFftTwiddle[m + 2 * step][1],
+                                         kQmfFftTwiddle[m + 3 * step][1]);
+#pragma GCC unroll 8
+        for (int block = 0; block < V; block += 2 * hv)
+            butterfly(br[block + j], bi[block + j], br[block + j + hv], bi[block + j + hv], c, s);
+    }
+}
+
+template <int N>
+void dct4(const int32_t *in, int32_t *out)
+{
+    constexpr int M = N / 2, V = M / 4, G = V / 4;
+    const int32_t(*tw)[2] = N == 32 ? sbr::kQmfDct32Twiddle : sbr::kQmfDct64Twiddle;
+    __m128i re[V], im[V];
+#pragma GCC unroll 8
+    for (int i = 0; i < V; ++i) {
+        __m128i a, unused, rest, b, c, s;
+        load2(in + 8 * i, a, unused);
+        load2(in + 8 * (V - 1 - i), rest, b);
+        b = reverse(b);
+        load2(tw[4 * i], c, s);
+        re[i] = dot31(a, c, b, s);
+        im[i] = dot31m(b, c, a, s);
+    }
+    static constexpr int kBitrev2[4] = {0, 2, 1, 3};
+    const __m128i c0 = _mm_set1_epi32(kQmfFftTwiddle[0][0]),
+                  s0 = _mm_set1_epi32(kQmfFftTwiddle[0][1]);
+    const __m128i c8 = _mm_set1_epi32(kQmfFftTwiddle[8][0]),
+                  s8 = _mm_set1_epi32(kQmfFftTwiddle[8][1]);
+    __m128i br[V], bi[V];
+#pragma GCC unroll 2
+    for (int g = 0; g < G; ++g) {
+        __m128i xr[4], xi[4];
+#pragma GCC unroll 4
+        for (int k = 0; k < 4; ++k) {
+            xr[k] = re[G * kBitrev2[k] + g];
+            xi[k] = im[G * kBitrev2[k] + g];
+        }
+        __m128i r0 = _mm_add_epi32(xr[0], xr[1]), r1 = _mm_sub_epi32(xr[0], xr[1]);
+        __m128i r2 = _mm_add_epi32(xr[2], xr[3]), r3 = _mm_sub_epi32(xr[2], xr[3]);
+        __m128i i0 = _mm_add_epi32(xi[0], xi[1]), i1 = _mm_sub_epi32(xi[0], xi[1]);
+        __m128i i2 = _mm_add_epi32(xi[2], xi[3]), i3 = _mm_sub_epi32(xi[2], xi[3]);
+        butterfly(r0, i0, r2, i2, c0, s0);
+        butterfly(r1, i1, r3, i3, c8, s8);
+        transpose(r0, r1, r2, r3);
+        transpose(i0, i1, i2, i3);
+        const __m128i rr[4] = {r0, r1, r2, r3}, ii[4] = {i0, i1, i2, i3};
+#pragma GCC unroll 4
+        for (int l = 0; l < 4; ++l) {
+            const int b = G == 2 ? (kBitrev2[l] << 1) | g : kBitrev2[l];
+            br[b] = rr[l];
+            bi[b] = ii[l];
+        }
+    }
+    stage<8, V>(br, bi);
+    stage<16, V>(br, bi);
+    if constexpr (M == 32)
+        stage<32, V>(br, bi);
+    __m128i even[V], odds[V];
+#pragma GCC unroll 8
+    for (int b = 0; b < V; ++b) {
+        __m128i c, s;
+        load2(tw[4 * b], c, s);
+        even[b] = dot31(br[b], c, bi[b], s);
+        odds[b] = dot31m(br[b], s, bi[b], c);
+    }
+#pragma GCC unroll 8
+    for (int b = 0; b < V; ++b) {
+        __m128i lo, hi;
+        V128::interleave(even[b], reverse(odds[V - 1 - b]), lo, hi);
+        V128::store(out + 8 * b, lo);
+        V128::store(out + 8 * b + 4, hi);
+    }
+}
+
+// Rounded shift of the 64-bit sums (even and odd lanes) by S > 32, S known:
+// the truncated results in natural lane order.
+template <int S>
+FXAAC_SIMD_INLINE __m128i round_high(__m128i even, __m128i odd_sums)
+{
+    static_assert(S > 32 && S < 64, "a shift into the high word");
+    const __m128i bias = _mm_set1_epi64x(int64_t{1} << (S - 1));
+    const __m128i e = _mm_srai_epi32(_mm_add_epi64(even, bias), S - 32);
+    const __m128i o = _mm_srai_epi32(_mm_add_epi64(odd_sums, bias), S - 32);
+    return _mm_blend_epi16(_mm_srli_epi64(e, 32), o, 0xCC);
+}
+
+// round(h c / 2^shift) per lane, for any shift of 1 to 62.
+struct MulShift {
+    __m128i bias, count;
+    bool high;  // shift > 32: the high words shifted by count
+    explicit MulShift(int32_t shift)
+        : bias(_mm_set1_epi64x(int64_t{1} << (shift - 1))),
+          count(_mm_cvtsi32_si128(shift > 32 ? shift - 32 : shift)), high(shift > 32)
+    {}
+    FXAAC_SIMD_INLINE __m128i operator()(__m128i h, __m128i h_odd, __m128i c) const
+    {
+        const __m128i e = _mm_add_epi64(_mm_mul_epi32(h, c), bias);
+        const __m128i o = _mm_add_epi64(_mm_mul_epi32(h_odd, odd(c)), bias);
+        if (high)
+            return _mm_blend_epi16(_mm_srli_epi64(_mm_sra_epi32(e, count), 32),
+                                   _mm_sra_epi32(o, count), 0xCC);
+        // shift <= 32: the low word of e >> shift, the high word of
+        // o << (32 - shift)
+        const __m128i left = _mm_sub_epi64(_mm_cvtsi32_si128(32), count);
+        return _mm_blend_epi16(_mm_srl_epi64(e, count), _mm_sll_epi64(o, left), 0xCC);
+    }
+};
+
+template <int Stride>
+FXAAC_SIMD_INLINE __m128i taps(const int32_t *w)
+{
+    if constexpr (Stride == 1) {
+        return load(w);
+    } else {
+        __m128i even, unused;
+        load2(w, even, unused);
+        return even;
+    }
+}
+
+// sat(4 (a + b)) per lane: the sum, exact in double, clamped.
+FXAAC_SIMD_INLINE __m128i saturate4(__m128i a, __m128i b)
+{
+    const __m128d top = _mm_set1_pd(2147483647.0), bottom = _mm_set1_pd(-2147483648.0);
+    const __m128d four = _mm_set1_pd(4.0);
+    auto half = [&](__m128i x, __m128i y) {
+        const __m128d v = _mm_mul_pd(_mm_add_pd(_mm_cvtepi32_pd(x), _mm_cvtepi32_pd(y)), four);
+        return _mm_cvttpd_epi32(_mm_max_pd(_mm_min_pd(v, top), bottom));
+    };
+    const __m128i lo = half(a, b), hi = half(_mm_unpackhi_epi64(a, a), _mm_unpackhi_epi64(b, b));
+    return _mm_unpacklo_epi64(lo, hi);
+}
+
+template <int N>
+void synthesis_window(int32_t *partial, int32_t head, const int32_t *h, const int32_t *w,
+                      int32_t shift, int32_t *out)
+{
+    constexpr int kRow = 64, kRows = 9, Stride = 64 / N;
+    const MulShift mul(shift);
+    int32_t *row[kRows];
+    for (int age = 0; age < kRows; ++age)
+        row[age] = partial + kRow * ((head + age) % kRows);
+    for (int j = 0; j < N; j += 4) {
+        const __m128i h0 = load(h + j), h1 = load(h + N + j);
+        const __m128i o0 = odd(h0), o1 = odd(h1);
+        const __m128i p = mul(h0, o0, taps<Stride>(w + Stride * j));
+        V128::store(out + j, saturate4(load(row[0] + j), p));
+        V128::store(row[0] + j, mul(h1, o1, taps<Stride>(w + 64 * kRows + Stride * j)));
+#pragma GCC unroll 8
+        for (int age = 1; age < kRows; ++age) {
+            const __m128i t = (age & 1) ? mul(h1, o1, taps<Stride>(w + 64 * age + Stride * j))
+                                        : mul(h0, o0, taps<Stride>(w + 64 * age + Stride * j));
+            V128::store(row[age] + j, _mm_add_epi32(load(row[age] + j), t));
+        }
+    }
+}
+
+}  // namespace
+
+void qmf_dct4_sse41(const int32_t *in, int32_t *out, int32_t n)
+{
+    if (n == 32)
+        dct4<32>(in, out);
+    else if (n == 64)
+        dct4<64>(in, out);
+}
+
 void qmf_analysis_fold_sse41(const int32_t *x, const int32_t *w, int32_t *p, int32_t *q)
 {
-    qmf_analysis_fold_c(x, w, p, q);
+    // u(n), n = 4i .. 4i+3: the even n's and the odd n's sums
+    auto u = [&](int i, __m128i &even, __m128i &odds) {
+        even = odds = _mm_setzero_si128();
+        for (int j = 0; j < 5; ++j) {
+            const __m128i xj = load(x + 4 * i + 64 * j);
+            __m128i wj, unused;
+            load2(w + 8 * i + 128 * j, wj, unused);
+            even = _mm_add_epi64(even, _mm_mul_epi32(xj, wj));
+            odds = _mm_add_epi64(odds, _mm_mul_epi32(odd(xj), odd(wj)));
+        }
+    };
+    const __m128i sign = _mm_setr_epi32(1, -1, 1, -1);  // DST-IV through DCT-IV
+    for (int i = 0; i < 8; ++i) {
+        __m128i ae, ao, be, bo;
+        u(i, ae, ao);
+        u(15 - i, be, bo);
+        // u(63 - n): n = 4i and 4i+2 pair with the odd sums of 15 - i
+        // swapped, n = 4i+1 and 4i+3 with its even ones
+        const __m128i re = _mm_shuffle_epi32(bo, _MM_SHUFFLE(1, 0, 3, 2));
+        const __m128i ro = _mm_shuffle_epi32(be, _MM_SHUFFLE(1, 0, 3, 2));
+        V128::store(p + 4 * i, round_high<37>(_mm_sub_epi64(ae, re), _mm_sub_epi64(ao, ro)));
+        V128::store(
+            q + 4 * i,
+            _mm_sign_epi32(round_high<37>(_mm_add_epi64(ae, re), _mm_add_epi64(ao, ro)), sign));
+    }
 }
+
 void qmf_analysis_rotate_sse41(const int32_t *cr, const int32_t *sr, const int32_t *rotation,
                                int32_t *out)
 {
-    qmf_analysis_rotate_c(cr, sr, rotation, out);
+    for (int i = 0; i < 8; ++i) {
+        const __m128i a = load(cr + 4 * i), b = reverse(load(sr + 28 - 4 * i));
+        __m128i c, s;
+        load2(rotation + 8 * i, c, s);
+        const __m128i ao = odd(a), bo = odd(b), co = odd(c), so = odd(s);
+        const __m128i re = round_high<35>(
+            _mm_add_epi64(_mm_mul_epi32(a, c), _mm_mul_epi32(b, s)),
+            _mm_add_epi64(_mm_mul_epi32(ao, co), _mm_mul_epi32(bo, so)));
+        const __m128i im = round_high<35>(
+            _mm_sub_epi64(_mm_mul_epi32(b, c), _mm_mul_epi32(a, s)),
+            _mm_sub_epi64(_mm_mul_epi32(bo, co), _mm_mul_epi32(ao, so)));
+        __m128i lo, hi;
+        V128::interleave(re, im, lo, hi);
+        V128::store(out + 8 * i, lo);
+        V128::store(out + 8 * i + 4, hi);
+    }
 }
+
 void qmf_synthesis_window_sse41(int32_t *partial, int32_t head, const int32_t *h, const int32_t *w,
                                 int32_t n, int32_t shift, int32_t *out)
 {
-    qmf_synthesis_window_c(partial, head, h, w, n, shift, out);
+    if (n == 64)
+        synthesis_window<64>(partial, head, h, w, shift, out);
+    else if (n == 32)
+        synthesis_window<32>(partial, head, h, w, shift, out);
 }
+
 }  // namespace fxaac
