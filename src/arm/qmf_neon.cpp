@@ -221,15 +221,18 @@ inline int32x4_t taps(const int32_t *w)
 }
 
 template <int N, class Count>
-void synthesis_window(int32_t *partial, int32_t head, const int32_t *h, const int32_t *w,
-                      Count count, int32_t *out)
+void synthesis_window(int32_t *partial, int32_t head, const int32_t *cr, const int32_t *si,
+                      const int32_t *w, Count count, int32_t *out)
 {
     constexpr int kRow = 64, kRows = 9, Stride = 64 / N;
     int32_t *row[kRows];
     for (int age = 0; age < kRows; ++age)
         row[age] = partial + kRow * ((head + age) % kRows);
     for (int j = 0; j < N; j += 4) {
-        const int32x4_t h0 = vld1q_s32(h + j), h1 = vld1q_s32(h + N + j);
+        // h(j) = S(j) - C(j), h(N + j) = C(N-1-j) + S(N-1-j) with
+        // S(j) = si(N-1-j)
+        const int32x4_t h0 = vsubq_s32(reverse(vld1q_s32(si + N - 4 - j)), vld1q_s32(cr + j));
+        const int32x4_t h1 = vaddq_s32(reverse(vld1q_s32(cr + N - 4 - j)), vld1q_s32(si + j));
         // out = sat(4 (now + p)): a saturating sum then a saturating
         // doubling twice saturate exactly where the 64-bit value does
         const int32x4_t p = mul_shift(h0, taps<Stride>(w + Stride * j), count);
@@ -245,13 +248,13 @@ void synthesis_window(int32_t *partial, int32_t head, const int32_t *h, const in
 }
 
 template <int N>
-void synthesis_window(int32_t *partial, int32_t head, const int32_t *h, const int32_t *w,
-                      int32_t shift, int32_t *out)
+void synthesis_window(int32_t *partial, int32_t head, const int32_t *cr, const int32_t *si,
+                      const int32_t *w, int32_t shift, int32_t *out)
 {
     if (shift >= 32)
-        synthesis_window<N>(partial, head, h, w, vdupq_n_s32(31 - shift), out);
+        synthesis_window<N>(partial, head, cr, si, w, vdupq_n_s32(31 - shift), out);
     else
-        synthesis_window<N>(partial, head, h, w, vdupq_n_s64(-shift), out);
+        synthesis_window<N>(partial, head, cr, si, w, vdupq_n_s64(-shift), out);
 }
 
 }  // namespace
@@ -315,13 +318,43 @@ void qmf_analysis_rotate_neon(const int32_t *cr, const int32_t *sr, const int32_
     }
 }
 
-void qmf_synthesis_window_neon(int32_t *partial, int32_t head, const int32_t *h, const int32_t *w,
-                               int32_t n, int32_t shift, int32_t *out)
+int32_t qmf_synthesis_prepare_neon(const int32_t *in, int32_t *xr, int32_t *xi, int32_t n)
+{
+    if (n != 64 && n != 32)
+        return qmf_synthesis_prepare_c(in, xr, xi, n);
+    const int32x4_t limit = vdupq_n_s32(1 << 27), low = vdupq_n_s32(-(1 << 27));
+    int32x4_t peak = vdupq_n_s32(0);
+    for (int k = 0; k < n; k += 4) {
+        const int32x4x2_t v = vld2q_s32(in + 2 * k);
+        const int32x4_t re = vminq_s32(vmaxq_s32(v.val[0], low), limit);
+        const int32x4_t im = vminq_s32(vmaxq_s32(v.val[1], low), limit);
+        peak = vorrq_s32(peak, vorrq_s32(vabsq_s32(re), vabsq_s32(im)));
+        vst1q_s32(xr + k, re);
+        vst1q_s32(xi + k, im);
+    }
+    const int32x2_t half = vorr_s32(vget_low_s32(peak), vget_high_s32(peak));
+    const uint32_t all = static_cast<uint32_t>(vget_lane_s32(vorr_s32(half, vrev64_s32(half)), 0));
+    // the portable kernel's exponent
+    const int limitBits = n == 64 ? 23 : 24;
+    const int bits = all ? 32 - __builtin_clz(all) : 0;
+    const int g = limitBits - bits < 8 ? limitBits - bits : 8;
+    // x 2^g, or x / 2^-g rounded: VRSHL by g either way (no overflow: |x 2^g|
+    // < 2^limitBits)
+    const int32x4_t count = vdupq_n_s32(g), sign = {1, -1, 1, -1};
+    for (int k = 0; k < n; k += 4) {
+        vst1q_s32(xr + k, vrshlq_s32(vld1q_s32(xr + k), count));
+        vst1q_s32(xi + k, vmulq_s32(vrshlq_s32(vld1q_s32(xi + k), count), sign));
+    }
+    return g;
+}
+
+void qmf_synthesis_window_neon(int32_t *partial, int32_t head, const int32_t *cr, const int32_t *si,
+                               const int32_t *w, int32_t n, int32_t shift, int32_t *out)
 {
     if (n == 64)
-        synthesis_window<64>(partial, head, h, w, shift, out);
+        synthesis_window<64>(partial, head, cr, si, w, shift, out);
     else if (n == 32)
-        synthesis_window<32>(partial, head, h, w, shift, out);
+        synthesis_window<32>(partial, head, cr, si, w, shift, out);
 }
 
 }  // namespace fxaac

@@ -113,12 +113,16 @@
     K(a, sse41, void, qmf_analysis_rotate,                                                         \
       (const int32_t *cr, const int32_t *sr, const int32_t *rotation, int32_t *out),               \
       (cr, sr, rotation, out))                                                                     \
-    /* the synthesis windowing of n = 64 or 32 bands: 9 pending rows of 64 words from row */       \
-    /* head, the slot's 2n values h, taps w > -2^31, rounded shift 1 to 62 of products */          \
+    /* the synthesis input of n = 64 or 32 bands ([k][re, im]): clamped, block scaled, */          \
+    /* the odd imaginary parts negated; returns the scaling exponent g, */                         \
+    K(a, sse41, int32_t, qmf_synthesis_prepare,                                                    \
+      (const int32_t *in, int32_t *xr, int32_t *xi, int32_t n), (in, xr, xi, n))                   \
+    /* the synthesis windowing: 9 pending rows of 64 words from row head, the transforms */        \
+    /* cr, si (n each, wrapping sums), taps w > -2^31, rounded shift 1 to 62 of products */        \
     K(a, sse41, void, qmf_synthesis_window,                                                        \
-      (int32_t * partial, int32_t head, const int32_t *h, const int32_t *w, int32_t n,             \
-       int32_t shift, int32_t *out),                                                               \
-      (partial, head, h, w, n, shift, out))
+      (int32_t * partial, int32_t head, const int32_t *cr, const int32_t *si, const int32_t *w,    \
+       int32_t n, int32_t shift, int32_t *out),                                                    \
+      (partial, head, cr, si, w, n, shift, out))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

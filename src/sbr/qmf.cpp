@@ -158,37 +158,15 @@ void dct4(const int32_t in[N], int32_t out[N])
 template <int N>
 void synthesis(QmfSynthesisState *s, const int32_t in[][2], int32_t out[])
 {
-    int32_t xr[N], xi[N], cr[N], si[N], h[2 * N];
-    int32_t peak = 0;
-    for (int k = 0; k < N; ++k) {
-        xr[k] = clamp(in[k][0], kSynthLimit);
-        xi[k] = clamp(in[k][1], kSynthLimit);
-        peak |= (xr[k] < 0 ? -xr[k] : xr[k]) | (xi[k] < 0 ? -xi[k] : xi[k]);
-    }
-    // Block scaling: the transforms take X 2^g with |X 2^g| <= 2^30 / (2N),
-    // so that |C +- S| <= 2^30 (see the bounds above); quiet slots keep up
-    // to kSynthMaxGain more bits.
-    constexpr int limitBits = N == 64 ? 23 : 24;
-    const int bits = peak ? 32 - __builtin_clz(static_cast<uint32_t>(peak)) : 0;
-    const int g = limitBits - bits < kSynthMaxGain ? limitBits - bits : kSynthMaxGain;
-    for (int k = 0; k < N; ++k) {
-        const int32_t re = g < 0 ? round_shift(xr[k], -g) : xr[k] * (1 << g);
-        const int32_t im = g < 0 ? round_shift(xi[k], -g) : xi[k] * (1 << g);
-        xr[k] = re;
-        xi[k] = (k & 1) ? -im : im;  // DST-IV(y)(n) = DCT-IV((-1)^k y(k))(N-1-n)
-    }
+    int32_t xr[N], xi[N], cr[N], si[N];
+    const int g = qmf_synthesis_prepare(in[0], xr, xi, N);
     qmf_dct4(xr, cr, N);
     qmf_dct4(xi, si, N);
-    for (int n = 0; n < N; ++n) {
-        const int32_t sn = si[N - 1 - n];
-        h[n] = sn - cr[n];
-        h[2 * N - 1 - n] = cr[n] + sn;
-    }
     // h = 64 v 2^g in X units and the output's unit is 2^4 X units, so
     // 16 v c = h c 2^(-g-2) output units; the partial sums count quarters of
     // them: output = 4 * partial, partial = sum h c_Q31 / 2^(35 + g).
     const int head = static_cast<int>(static_cast<unsigned>(s->head) % kQmfPending);
-    qmf_synthesis_window(s->partial[0], head, h, kQmfWindow, N, 35 + g, out);
+    qmf_synthesis_window(s->partial[0], head, cr, si, kQmfWindow, N, 35 + g, out);
     s->head = static_cast<int32_t>((head + 1) % kQmfPending);
 }
 
@@ -267,15 +245,50 @@ void qmf_analysis_rotate_c(const int32_t *cr, const int32_t *sr, const int32_t *
     }
 }
 
-void qmf_synthesis_window_c(int32_t *partial, int32_t head, const int32_t *h, const int32_t *w,
-                            int32_t n, int32_t shift, int32_t *out)
+int32_t qmf_synthesis_prepare_c(const int32_t *in, int32_t *xr, int32_t *xi, int32_t n)
+{
+    using sbr::clamp, sbr::kSynthLimit;
+    int32_t peak = 0;
+    for (int k = 0; k < n; ++k) {
+        xr[k] = clamp(in[2 * k], kSynthLimit);
+        xi[k] = clamp(in[2 * k + 1], kSynthLimit);
+        peak |= (xr[k] < 0 ? -xr[k] : xr[k]) | (xi[k] < 0 ? -xi[k] : xi[k]);
+    }
+    // Block scaling: the transforms take X 2^g with |X 2^g| <= 2^30 / (2n),
+    // so that |C +- S| <= 2^30 (see the bounds above); quiet slots keep up
+    // to kSynthMaxGain more bits.
+    const int limitBits = n == 64 ? 23 : 24;
+    const int bits = peak ? 32 - __builtin_clz(static_cast<uint32_t>(peak)) : 0;
+    const int g = limitBits - bits < sbr::kSynthMaxGain ? limitBits - bits : sbr::kSynthMaxGain;
+    for (int k = 0; k < n; ++k) {
+        const int32_t re = g < 0 ? sbr::round_shift(xr[k], -g) : xr[k] * (1 << g);
+        const int32_t im = g < 0 ? sbr::round_shift(xi[k], -g) : xi[k] * (1 << g);
+        xr[k] = re;
+        xi[k] = (k & 1) ? -im : im;  // DST-IV(y)(n) = DCT-IV((-1)^k y(k))(N-1-n)
+    }
+    return g;
+}
+
+void qmf_synthesis_window_c(int32_t *partial, int32_t head, const int32_t *cr, const int32_t *si,
+                            const int32_t *w, int32_t n, int32_t shift, int32_t *out)
 {
     constexpr int kRow = sbr::kBands, kRows = sbr::kQmfPending;
     const int stride = sbr::kBands / n;  // window step: c(j) or c(2j)
-    // The rows' sums wrap (they cannot overflow in the decoder's use).
+    // The sums wrap (they cannot overflow in the decoder's use).
     auto add = [](int32_t a, int32_t b) {
         return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
     };
+    auto sub = [](int32_t a, int32_t b) {
+        return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
+    };
+    // v(j) = S(j) - C(j), v(2n-1-j) = C(j) + S(j) with S(j) = si(n-1-j):
+    // h = 64 v 2^g
+    int32_t h[2 * sbr::kBands];
+    for (int j = 0; j < n; ++j) {
+        const int32_t sn = si[n - 1 - j];
+        h[j] = sub(sn, cr[j]);
+        h[2 * n - 1 - j] = add(cr[j], sn);
+    }
     int32_t *now = partial + kRow * head;
     for (int j = 0; j < n; ++j)
         out[j] = sbr::saturate(4 * (int64_t{now[j]} + sbr::mul_shift(h[j], w[stride * j], shift)));

@@ -228,8 +228,8 @@ FXAAC_SIMD_INLINE __m128i saturate4(__m128i a, __m128i b)
 }
 
 template <int N>
-void synthesis_window(int32_t *partial, int32_t head, const int32_t *h, const int32_t *w,
-                      int32_t shift, int32_t *out)
+void synthesis_window(int32_t *partial, int32_t head, const int32_t *cr, const int32_t *si,
+                      const int32_t *w, int32_t shift, int32_t *out)
 {
     constexpr int kRow = 64, kRows = 9, Stride = 64 / N;
     const MulShift mul(shift);
@@ -237,7 +237,10 @@ void synthesis_window(int32_t *partial, int32_t head, const int32_t *h, const in
     for (int age = 0; age < kRows; ++age)
         row[age] = partial + kRow * ((head + age) % kRows);
     for (int j = 0; j < N; j += 4) {
-        const __m128i h0 = load(h + j), h1 = load(h + N + j);
+        // h(j) = S(j) - C(j), h(N + j) = C(N-1-j) + S(N-1-j) with
+        // S(j) = si(N-1-j)
+        const __m128i h0 = _mm_sub_epi32(reverse(load(si + N - 4 - j)), load(cr + j));
+        const __m128i h1 = _mm_add_epi32(reverse(load(cr + N - 4 - j)), load(si + j));
         const __m128i o0 = odd(h0), o1 = odd(h1);
         const __m128i p = mul(h0, o0, taps<Stride>(w + Stride * j));
         V128::store(out + j, saturate4(load(row[0] + j), p));
@@ -311,13 +314,52 @@ void qmf_analysis_rotate_sse41(const int32_t *cr, const int32_t *sr, const int32
     }
 }
 
-void qmf_synthesis_window_sse41(int32_t *partial, int32_t head, const int32_t *h, const int32_t *w,
-                                int32_t n, int32_t shift, int32_t *out)
+int32_t qmf_synthesis_prepare_sse41(const int32_t *in, int32_t *xr, int32_t *xi, int32_t n)
+{
+    if (n != 64 && n != 32)
+        return qmf_synthesis_prepare_c(in, xr, xi, n);
+    const __m128i limit = _mm_set1_epi32(1 << 27), low = _mm_set1_epi32(-(1 << 27));
+    __m128i peak = _mm_setzero_si128();
+    for (int k = 0; k < n; k += 4) {
+        __m128i re, im;
+        load2(in + 2 * k, re, im);
+        re = _mm_min_epi32(_mm_max_epi32(re, low), limit);
+        im = _mm_min_epi32(_mm_max_epi32(im, low), limit);
+        peak = _mm_or_si128(peak, _mm_or_si128(_mm_abs_epi32(re), _mm_abs_epi32(im)));
+        V128::store(xr + k, re);
+        V128::store(xi + k, im);
+    }
+    const uint32_t all = static_cast<uint32_t>(V128::or_lanes(peak));
+    // the portable kernel's exponent
+    const int limitBits = n == 64 ? 23 : 24;
+    const int bits = all ? 32 - __builtin_clz(all) : 0;
+    const int g = limitBits - bits < 8 ? limitBits - bits : 8;
+    const __m128i sign = _mm_setr_epi32(1, -1, 1, -1);
+    if (g >= 0) {  // no overflow: |x 2^g| < 2^limitBits
+        const __m128i count = _mm_cvtsi32_si128(g);
+        for (int k = 0; k < n; k += 4) {
+            V128::store(xr + k, _mm_sll_epi32(load(xr + k), count));
+            V128::store(xi + k, _mm_sign_epi32(_mm_sll_epi32(load(xi + k), count), sign));
+        }
+    } else {  // (x + 2^(-g-1)) >> -g, |x| <= 2^27
+        const __m128i count = _mm_cvtsi32_si128(-g), bias = _mm_set1_epi32(1 << (-g - 1));
+        for (int k = 0; k < n; k += 4) {
+            V128::store(xr + k, _mm_sra_epi32(_mm_add_epi32(load(xr + k), bias), count));
+            V128::store(xi + k, _mm_sign_epi32(
+                                    _mm_sra_epi32(_mm_add_epi32(load(xi + k), bias), count), sign));
+        }
+    }
+    return g;
+}
+
+void qmf_synthesis_window_sse41(int32_t *partial, int32_t head, const int32_t *cr,
+                                const int32_t *si, const int32_t *w, int32_t n, int32_t shift,
+                                int32_t *out)
 {
     if (n == 64)
-        synthesis_window<64>(partial, head, h, w, shift, out);
+        synthesis_window<64>(partial, head, cr, si, w, shift, out);
     else if (n == 32)
-        synthesis_window<32>(partial, head, h, w, shift, out);
+        synthesis_window<32>(partial, head, cr, si, w, shift, out);
 }
 
 }  // namespace fxaac

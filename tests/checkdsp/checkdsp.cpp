@@ -672,19 +672,38 @@ void check_qmf(const Kernels &k)
             // contract's ends, rows of any words, every ring position.
             const Words taps = q31_table(kQmfWindow, 640, random);
             for (const int32_t n : {64, 32}) {
+                const size_t size = static_cast<size_t>(n);
                 for (const int32_t shift : {30, 31, 32, 33, 35, 37, 40, 43, 1, 2, 62}) {
                     const int32_t head = static_cast<int32_t>(g_rng() % 9);
                     const Data &rows = g_rng() % 2 ? kRandom : kAllData[1];
                     CHECK(qmf_synthesis_window,
                           describe("n=%d shift=%d head=%d data=%s random window=%d", n, shift, head,
                                    d.name, random),
-                          {{words(9 * 64, rows), words(2 * static_cast<size_t>(n), d), taps,
-                            Words(static_cast<size_t>(n))},
+                          {{words(9 * 64, rows), words(size, d), words(size, d), taps, Words(size)},
                            {}},
                           [&](auto f, const Pointers &p) {
-                              f(p.w[0], head, p.w[1], p.w[2], n, shift, p.w[3]);
+                              f(p.w[0], head, p.w[1], p.w[2], p.w[3], n, shift, p.w[4]);
                           });
                 }
+            }
+        }
+        // The synthesis input: any words, quiet ones (the largest gain) and
+        // words about the clamp (2^27) and each exponent's threshold.
+        for (const int32_t n : {64, 32}) {
+            const size_t size = static_cast<size_t>(n);
+            for (const int quiet : {0, 8, 16, 20, 23, 24, 25}) {
+                Words in = words(2 * size, d);
+                for (auto &v : in) {
+                    v >>= quiet;
+                    if (quiet <= 8 && g_rng() % 8 == 0) {
+                        const int32_t edge = (1 << (g_rng() % 28)) +
+                                             static_cast<int32_t>(g_rng() % 3) - 1;
+                        v = g_rng() % 2 ? edge : -edge;
+                    }
+                }
+                CHECK(qmf_synthesis_prepare, describe("n=%d data=%s >> %d", n, d.name, quiet),
+                      {{in, Words(size), Words(size)}, {}},
+                      [&](auto f, const Pointers &p) { return f(p.w[0], p.w[1], p.w[2], n); });
             }
         }
     }
