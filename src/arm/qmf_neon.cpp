@@ -15,9 +15,8 @@
 // i = 2 bitrev2(k) + g (g = 0, 1) hold point k of the blocks b = bitrev3(4g
 // + l) in lane l; for M = 16, n = 4 bitrev2(k) + bitrev2(b) and i =
 // bitrev2(k). The first two stages (within blocks of four) run on those
-// vectors across blocks; a 4x4 transpose then gives one vector per block in
-// natural order, on which the later stages run with their twiddles as
-// vectors over m.
+// vectors across blocks; interleaved stores then give one vector per block,
+// on which the later stages run with their twiddles as vectors over m.
 #if defined(__ARM_NEON)
 
 #include <arm_neon.h>
@@ -121,77 +120,121 @@ inline void stage(int32x4_t br[], int32x4_t bi[])
     }
 }
 
-inline void transpose(int32x4_t &y0, int32x4_t &y1, int32x4_t &y2, int32x4_t &y3)
+// Post-twiddle of block b: out(2k) and out(N-1-2k), k = 4b .. 4b+3.
+template <int N>
+inline void post(const int32_t (*tw)[2], int b, int32x4_t re, int32x4_t im, int32x4_t &even,
+                 int32x4_t &odd)
 {
-    const int32x4x2_t t01 = vtrnq_s32(y0, y1), t23 = vtrnq_s32(y2, y3);
-    y0 = vcombine_s32(vget_low_s32(t01.val[0]), vget_low_s32(t23.val[0]));
-    y1 = vcombine_s32(vget_low_s32(t01.val[1]), vget_low_s32(t23.val[1]));
-    y2 = vcombine_s32(vget_high_s32(t01.val[0]), vget_high_s32(t23.val[0]));
-    y3 = vcombine_s32(vget_high_s32(t01.val[1]), vget_high_s32(t23.val[1]));
+    const int32x4x2_t t = vld2q_s32(tw[4 * b]);
+    even = dot31(re, t.val[0], im, t.val[1]);
+    odd = dot31m(re, t.val[1], im, t.val[0]);
 }
 
+// Where block b (points 4b .. 4b+3 of the FFT's order) is kept between the
+// phases: the first two stages leave lane l of group g with block
+// bitrev(4g + l), stored interleaved at 16g + 4l.
+template <int M>
+constexpr int block_at(int b)
+{
+    constexpr int bitrev2[4] = {0, 2, 1, 3};
+    return M == 32 ? 16 * (b & 1) + 4 * bitrev2[b >> 1] : 4 * bitrev2[b];
+}
+
+// The data pass through memory between the phases (pre-twiddle with the
+// first two stages; for 64 points the next two stages by halves; the last
+// stage with the post-twiddle), so that each phase's vectors fit the
+// sixteen registers.
 template <int N>
-void dct4(const int32_t *in, int32_t *out)
+[[gnu::optimize("no-schedule-insns")]] void dct4(const int32_t *in, int32_t *out)
 {
     constexpr int M = N / 2, V = M / 4, G = V / 4;
     const int32_t(*tw)[2] = N == 32 ? sbr::kQmfDct32Twiddle : sbr::kQmfDct64Twiddle;
-    int32x4_t re[V], im[V];
-// Pre-twiddle of the pairs in(2n) + i in(N-1-2n), n = 4i .. 4i+3.
-#pragma GCC unroll 8
-    for (int i = 0; i < V; ++i) {
-        const int32x4x2_t front = vld2q_s32(in + 8 * i), back = vld2q_s32(in + 8 * (V - 1 - i));
-        const int32x4_t a = front.val[0], b = reverse(back.val[1]);
-        const int32x4x2_t t = vld2q_s32(tw[4 * i]);
-        re[i] = dot31(a, t.val[0], b, t.val[1]);
-        im[i] = dot31m(b, t.val[0], a, t.val[1]);
-    }
-    // Stages 1 and 2 on points k = 0..3 of four blocks, then one vector per
-    // block: br[] the blocks' order in the lanes.
+    int32_t xr[M], xi[M];  // blocks of four (block_at())
+    // Pre-twiddle of the pairs in(2n) + i in(N-1-2n), n = 4i .. 4i+3, then
+    // stages 1 and 2 on points k = 0..3 of four blocks.
     static constexpr int kBitrev2[4] = {0, 2, 1, 3};
     const int32x4_t c0 = vdupq_n_s32(kQmfFftTwiddle[0][0]), s0 = vdupq_n_s32(kQmfFftTwiddle[0][1]);
     const int32x4_t c8 = vdupq_n_s32(kQmfFftTwiddle[8][0]), s8 = vdupq_n_s32(kQmfFftTwiddle[8][1]);
-    int32x4_t br[V], bi[V];
-#pragma GCC unroll 8
+#pragma GCC unroll 2
     for (int g = 0; g < G; ++g) {
-        int32x4_t xr[4], xi[4];
-#pragma GCC unroll 8
+        int32x4_t xre[4], xim[4];
+#pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) {
-            xr[k] = re[G * kBitrev2[k] + g];
-            xi[k] = im[G * kBitrev2[k] + g];
+            const int i = G * kBitrev2[k] + g;
+            const int32x4x2_t front = vld2q_s32(in + 8 * i), back = vld2q_s32(in + 8 * (V - 1 - i));
+            const int32x4_t a = front.val[0], b = reverse(back.val[1]);
+            const int32x4x2_t t = vld2q_s32(tw[4 * i]);
+            xre[k] = dot31(a, t.val[0], b, t.val[1]);
+            xim[k] = dot31m(b, t.val[0], a, t.val[1]);
         }
-        int32x4_t r0 = vaddq_s32(xr[0], xr[1]), r1 = vsubq_s32(xr[0], xr[1]);
-        int32x4_t r2 = vaddq_s32(xr[2], xr[3]), r3 = vsubq_s32(xr[2], xr[3]);
-        int32x4_t i0 = vaddq_s32(xi[0], xi[1]), i1 = vsubq_s32(xi[0], xi[1]);
-        int32x4_t i2 = vaddq_s32(xi[2], xi[3]), i3 = vsubq_s32(xi[2], xi[3]);
+        int32x4_t r0 = vaddq_s32(xre[0], xre[1]), r1 = vsubq_s32(xre[0], xre[1]);
+        int32x4_t r2 = vaddq_s32(xre[2], xre[3]), r3 = vsubq_s32(xre[2], xre[3]);
+        int32x4_t i0 = vaddq_s32(xim[0], xim[1]), i1 = vsubq_s32(xim[0], xim[1]);
+        int32x4_t i2 = vaddq_s32(xim[2], xim[3]), i3 = vsubq_s32(xim[2], xim[3]);
         butterfly(r0, i0, r2, i2, c0, s0);
         butterfly(r1, i1, r3, i3, c8, s8);
-        transpose(r0, r1, r2, r3);
-        transpose(i0, i1, i2, i3);
-        // lane l held block bitrev(4g + l) (3 bits for M = 32, 2 for M = 16)
-        const int32x4_t rr[4] = {r0, r1, r2, r3}, ii[4] = {i0, i1, i2, i3};
-#pragma GCC unroll 8
-        for (int l = 0; l < 4; ++l) {
-            const int b = G == 2 ? (kBitrev2[l] << 1) | g : kBitrev2[l];
-            br[b] = rr[l];
-            bi[b] = ii[l];
+        // Interleaved stores: point k of lane l's block at 16g + 4l + k
+        // (block_at() below).
+        vst4q_s32(xr + 16 * g, {{r0, r1, r2, r3}});
+        vst4q_s32(xi + 16 * g, {{i0, i1, i2, i3}});
+    }
+    if constexpr (M == 16) {
+        int32x4_t br[4], bi[4], even[4], odd[4];
+#pragma GCC unroll 4
+        for (int b = 0; b < 4; ++b) {
+            br[b] = vld1q_s32(xr + block_at<M>(b));
+            bi[b] = vld1q_s32(xi + block_at<M>(b));
+        }
+        stage<8, 4>(br, bi);
+        stage<16, 4>(br, bi);
+#pragma GCC unroll 4
+        for (int b = 0; b < 4; ++b)
+            post<N>(tw, b, br[b], bi[b], even[b], odd[b]);
+#pragma GCC unroll 4
+        for (int b = 0; b < 4; ++b)
+            vst2q_s32(out + 8 * b, {{even[b], reverse(odd[3 - b])}});
+    } else {
+        // Stages 3 and 4 within each half (blocks 4h .. 4h+3).
+#pragma GCC unroll 2
+        for (int h = 0; h < 2; ++h) {
+            int32x4_t br[4], bi[4];
+#pragma GCC unroll 4
+            for (int b = 0; b < 4; ++b) {
+                br[b] = vld1q_s32(xr + block_at<M>(4 * h + b));
+                bi[b] = vld1q_s32(xi + block_at<M>(4 * h + b));
+            }
+            stage<8, 4>(br, bi);
+            stage<16, 4>(br, bi);
+#pragma GCC unroll 4
+            for (int b = 0; b < 4; ++b) {
+                vst1q_s32(xr + block_at<M>(4 * h + b), br[b]);
+                vst1q_s32(xi + block_at<M>(4 * h + b), bi[b]);
+            }
+        }
+        // Stage 5 (blocks b, b + 4) and the post-twiddle on the blocks
+        // q, q + 4, 3 - q, 7 - q: each block's output pairs with the block
+        // 7 - b among them.
+#pragma GCC unroll 2
+        for (int q = 0; q < 2; ++q) {
+            const int blocks[4] = {q, q + 4, 3 - q, 7 - q};
+            int32x4_t br[4], bi[4], even[4], odd[4];
+#pragma GCC unroll 4
+            for (int j = 0; j < 4; ++j) {
+                br[j] = vld1q_s32(xr + block_at<M>(blocks[j]));
+                bi[j] = vld1q_s32(xi + block_at<M>(blocks[j]));
+            }
+            const int32x4x2_t t0 = twiddles<1>(q), t1 = twiddles<1>(3 - q);
+            butterfly(br[0], bi[0], br[1], bi[1], t0.val[0], t0.val[1]);
+            butterfly(br[2], bi[2], br[3], bi[3], t1.val[0], t1.val[1]);
+#pragma GCC unroll 4
+            for (int j = 0; j < 4; ++j)
+                post<N>(tw, blocks[j], br[j], bi[j], even[j], odd[j]);
+                // 7 - blocks[j] is blocks[3 - j]
+#pragma GCC unroll 4
+            for (int j = 0; j < 4; ++j)
+                vst2q_s32(out + 8 * blocks[j], {{even[j], reverse(odd[3 - j])}});
         }
     }
-    // Stages of length 8 .. M: pairs of blocks, twiddles over m.
-    stage<8, V>(br, bi);
-    stage<16, V>(br, bi);
-    if constexpr (M == 32)
-        stage<32, V>(br, bi);
-    // Post-twiddle: out(2k) and out(N-1-2k), k = 4b .. 4b+3.
-    int32x4_t even[V], odd[V];
-#pragma GCC unroll 8
-    for (int b = 0; b < V; ++b) {
-        const int32x4x2_t t = vld2q_s32(tw[4 * b]);
-        even[b] = dot31(br[b], t.val[0], bi[b], t.val[1]);
-        odd[b] = dot31m(br[b], t.val[1], bi[b], t.val[0]);
-    }
-#pragma GCC unroll 8
-    for (int b = 0; b < V; ++b)
-        vst2q_s32(out + 8 * b, {{even[b], reverse(odd[V - 1 - b])}});
 }
 
 // round(h c / 2^shift) per lane, count = -shift: the exact products.
