@@ -130,109 +130,140 @@ inline void post(const int32_t (*tw)[2], int b, int32x4_t re, int32x4_t im, int3
     odd = dot31m(re, t.val[1], im, t.val[0]);
 }
 
-// Where block b (points 4b .. 4b+3 of the FFT's order) is kept between the
-// phases: the first two stages leave lane l of group g with block
-// bitrev(4g + l), stored interleaved at 16g + 4l.
-template <int M>
-constexpr int block_at(int b)
+// Pre-twiddle of the pairs in(2n) + i in(N-1-2n), n = 4i .. 4i+3, then
+// stages 1 and 2 on points k = 0..3 of the four blocks in group g's lanes.
+template <int N>
+[[gnu::always_inline]] inline void first_stages(const int32_t *in, const int32_t (*tw)[2], int g,
+                                                int32x4_t yr[4], int32x4_t yi[4])
 {
-    constexpr int bitrev2[4] = {0, 2, 1, 3};
-    return M == 32 ? 16 * (b & 1) + 4 * bitrev2[b >> 1] : 4 * bitrev2[b];
+    constexpr int V = N / 8, G = V / 4;
+    static constexpr int kBitrev2[4] = {0, 2, 1, 3};
+    int32x4_t xr[4], xi[4];
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k) {
+        const int i = G * kBitrev2[k] + g;
+        const int32x4x2_t front = vld2q_s32(in + 8 * i), back = vld2q_s32(in + 8 * (V - 1 - i));
+        const int32x4_t a = front.val[0], b = reverse(back.val[1]);
+        const int32x4x2_t t = vld2q_s32(tw[4 * i]);
+        xr[k] = dot31(a, t.val[0], b, t.val[1]);
+        xi[k] = dot31m(b, t.val[0], a, t.val[1]);
+    }
+    yr[0] = vaddq_s32(xr[0], xr[1]);
+    yr[1] = vsubq_s32(xr[0], xr[1]);
+    yr[2] = vaddq_s32(xr[2], xr[3]);
+    yr[3] = vsubq_s32(xr[2], xr[3]);
+    yi[0] = vaddq_s32(xi[0], xi[1]);
+    yi[1] = vsubq_s32(xi[0], xi[1]);
+    yi[2] = vaddq_s32(xi[2], xi[3]);
+    yi[3] = vsubq_s32(xi[2], xi[3]);
+    const int32x4_t c0 = vdupq_n_s32(kQmfFftTwiddle[0][0]), s0 = vdupq_n_s32(kQmfFftTwiddle[0][1]);
+    const int32x4_t c8 = vdupq_n_s32(kQmfFftTwiddle[8][0]), s8 = vdupq_n_s32(kQmfFftTwiddle[8][1]);
+    butterfly(yr[0], yi[0], yr[2], yi[2], c0, s0);
+    butterfly(yr[1], yi[1], yr[3], yi[3], c8, s8);
 }
 
-// The data pass through memory between the phases (pre-twiddle with the
-// first two stages; for 64 points the next two stages by halves; the last
-// stage with the post-twiddle), so that each phase's vectors fit the
-// sixteen registers.
+// Post-twiddle of block b: out(2k) and out(N-1-2k), k = 4b .. 4b+3.
+inline void post(const int32_t (*tw)[2], int b, int32x4_t re, int32x4_t im, int32x4_t &even,
+                 int32x4_t &odd)
+{
+    const int32x4x2_t t = vld2q_s32(tw[4 * b]);
+    even = dot31(re, t.val[0], im, t.val[1]);
+    odd = dot31m(re, t.val[1], im, t.val[0]);
+}
+
+// The phases pass their vectors through memory so that each one's fit the
+// sixteen registers; pre-RA scheduling would interleave them again (and
+// spill).
+//
+// After the first two stages, lane l of group g holds block bitrev(4g + l)
+// (bits: 3 for M = 32, 2 for M = 16), that is 2 bitrev2(l) + g for M = 32:
+// group 0 has the blocks 0, 4, 2, 6, group 1 the blocks 1, 5, 3, 7. Stored
+// as they are (point k of lane l at 16g + 4k + l), a de-interleaving load
+// gives one vector per block. For M = 32 the third stage pairs lane l of the
+// two groups (blocks 2c, 2c + 1, twiddle 4k), the fourth and fifth stay
+// within a group (blocks b, b + 2 and b, b + 4), and the outputs of block b
+// pair with those of block 7 - b, in the other group.
 template <int N>
 [[gnu::optimize("no-schedule-insns")]] void dct4(const int32_t *in, int32_t *out)
 {
-    constexpr int M = N / 2, V = M / 4, G = V / 4;
+    constexpr int M = N / 2;
     const int32_t(*tw)[2] = N == 32 ? sbr::kQmfDct32Twiddle : sbr::kQmfDct64Twiddle;
-    int32_t xr[M], xi[M];  // blocks of four (block_at())
-    // Pre-twiddle of the pairs in(2n) + i in(N-1-2n), n = 4i .. 4i+3, then
-    // stages 1 and 2 on points k = 0..3 of four blocks.
-    static constexpr int kBitrev2[4] = {0, 2, 1, 3};
-    const int32x4_t c0 = vdupq_n_s32(kQmfFftTwiddle[0][0]), s0 = vdupq_n_s32(kQmfFftTwiddle[0][1]);
-    const int32x4_t c8 = vdupq_n_s32(kQmfFftTwiddle[8][0]), s8 = vdupq_n_s32(kQmfFftTwiddle[8][1]);
-#pragma GCC unroll 2
-    for (int g = 0; g < G; ++g) {
-        int32x4_t xre[4], xim[4];
+    int32_t xr[M], xi[M];
+    int32x4_t yr[4], yi[4];
+    if constexpr (M == 16) {
+        first_stages<N>(in, tw, 0, yr, yi);
 #pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) {
-            const int i = G * kBitrev2[k] + g;
-            const int32x4x2_t front = vld2q_s32(in + 8 * i), back = vld2q_s32(in + 8 * (V - 1 - i));
-            const int32x4_t a = front.val[0], b = reverse(back.val[1]);
-            const int32x4x2_t t = vld2q_s32(tw[4 * i]);
-            xre[k] = dot31(a, t.val[0], b, t.val[1]);
-            xim[k] = dot31m(b, t.val[0], a, t.val[1]);
+            vst1q_s32(xr + 4 * k, yr[k]);
+            vst1q_s32(xi + 4 * k, yi[k]);
         }
-        int32x4_t r0 = vaddq_s32(xre[0], xre[1]), r1 = vsubq_s32(xre[0], xre[1]);
-        int32x4_t r2 = vaddq_s32(xre[2], xre[3]), r3 = vsubq_s32(xre[2], xre[3]);
-        int32x4_t i0 = vaddq_s32(xim[0], xim[1]), i1 = vsubq_s32(xim[0], xim[1]);
-        int32x4_t i2 = vaddq_s32(xim[2], xim[3]), i3 = vsubq_s32(xim[2], xim[3]);
-        butterfly(r0, i0, r2, i2, c0, s0);
-        butterfly(r1, i1, r3, i3, c8, s8);
-        // Interleaved stores: point k of lane l's block at 16g + 4l + k
-        // (block_at() below).
-        vst4q_s32(xr + 16 * g, {{r0, r1, r2, r3}});
-        vst4q_s32(xi + 16 * g, {{i0, i1, i2, i3}});
-    }
-    if constexpr (M == 16) {
-        int32x4_t br[4], bi[4], even[4], odd[4];
-#pragma GCC unroll 4
-        for (int b = 0; b < 4; ++b) {
-            br[b] = vld1q_s32(xr + block_at<M>(b));
-            bi[b] = vld1q_s32(xi + block_at<M>(b));
-        }
+        // lanes (blocks) 0, 2, 1, 3
+        const int32x4x4_t lr = vld4q_s32(xr), li = vld4q_s32(xi);
+        int32x4_t br[4] = {lr.val[0], lr.val[2], lr.val[1], lr.val[3]};
+        int32x4_t bi[4] = {li.val[0], li.val[2], li.val[1], li.val[3]};
         stage<8, 4>(br, bi);
         stage<16, 4>(br, bi);
+        int32x4_t even[4], odd[4];
 #pragma GCC unroll 4
         for (int b = 0; b < 4; ++b)
-            post<N>(tw, b, br[b], bi[b], even[b], odd[b]);
+            post(tw, b, br[b], bi[b], even[b], odd[b]);
 #pragma GCC unroll 4
         for (int b = 0; b < 4; ++b)
             vst2q_s32(out + 8 * b, {{even[b], reverse(odd[3 - b])}});
     } else {
-        // Stages 3 and 4 within each half (blocks 4h .. 4h+3).
+        first_stages<N>(in, tw, 0, yr, yi);
+#pragma GCC unroll 4
+        for (int k = 0; k < 4; ++k) {
+            vst1q_s32(xr + 4 * k, yr[k]);
+            vst1q_s32(xi + 4 * k, yi[k]);
+        }
+        first_stages<N>(in, tw, 1, yr, yi);
+        // Stage 3: group 0's point k against group 1's, twiddle 4k.
+#pragma GCC unroll 4
+        for (int k = 0; k < 4; ++k) {
+            int32x4_t ar = vld1q_s32(xr + 4 * k), ai = vld1q_s32(xi + 4 * k);
+            butterfly(ar, ai, yr[k], yi[k], vdupq_n_s32(kQmfFftTwiddle[4 * k][0]),
+                      vdupq_n_s32(kQmfFftTwiddle[4 * k][1]));
+            vst1q_s32(xr + 4 * k, ar);
+            vst1q_s32(xi + 4 * k, ai);
+            vst1q_s32(xr + 16 + 4 * k, yr[k]);
+            vst1q_s32(xi + 16 + 4 * k, yi[k]);
+        }
+        // Stages 4 and 5 and the post-twiddle by groups; group 0's outputs
+        // wait in memory (over its own inputs) for their partners.
+        int32x4_t even[4], odd[4];
 #pragma GCC unroll 2
-        for (int h = 0; h < 2; ++h) {
-            int32x4_t br[4], bi[4];
+        for (int g = 0; g < 2; ++g) {
+            const int32x4x4_t lr = vld4q_s32(xr + 16 * g), li = vld4q_s32(xi + 16 * g);
+            // blocks g, g + 4, g + 2, g + 6 in the lanes' order
+            int32x4_t br[4] = {lr.val[0], lr.val[1], lr.val[2], lr.val[3]};
+            int32x4_t bi[4] = {li.val[0], li.val[1], li.val[2], li.val[3]};
+            const int32x4x2_t t4 = twiddles<2>(g);
+            butterfly(br[0], bi[0], br[2], bi[2], t4.val[0], t4.val[1]);  // g, g + 2
+            butterfly(br[1], bi[1], br[3], bi[3], t4.val[0], t4.val[1]);  // g + 4, g + 6
+            const int32x4x2_t t0 = twiddles<1>(g), t2 = twiddles<1>(g + 2);
+            butterfly(br[0], bi[0], br[1], bi[1], t0.val[0], t0.val[1]);  // g, g + 4
+            butterfly(br[2], bi[2], br[3], bi[3], t2.val[0], t2.val[1]);  // g + 2, g + 6
+            const int blocks[4] = {g, g + 4, g + 2, g + 6};
 #pragma GCC unroll 4
-            for (int b = 0; b < 4; ++b) {
-                br[b] = vld1q_s32(xr + block_at<M>(4 * h + b));
-                bi[b] = vld1q_s32(xi + block_at<M>(4 * h + b));
-            }
-            stage<8, 4>(br, bi);
-            stage<16, 4>(br, bi);
+            for (int j = 0; j < 4; ++j)
+                post(tw, blocks[j], br[j], bi[j], even[j], odd[j]);
+            if (g == 0) {
 #pragma GCC unroll 4
-            for (int b = 0; b < 4; ++b) {
-                vst1q_s32(xr + block_at<M>(4 * h + b), br[b]);
-                vst1q_s32(xi + block_at<M>(4 * h + b), bi[b]);
+                for (int j = 0; j < 4; ++j) {
+                    vst1q_s32(xr + 4 * j, even[j]);
+                    vst1q_s32(xi + 4 * j, odd[j]);
+                }
             }
         }
-        // Stage 5 (blocks b, b + 4) and the post-twiddle on the blocks
-        // q, q + 4, 3 - q, 7 - q: each block's output pairs with the block
-        // 7 - b among them.
-#pragma GCC unroll 2
-        for (int q = 0; q < 2; ++q) {
-            const int blocks[4] = {q, q + 4, 3 - q, 7 - q};
-            int32x4_t br[4], bi[4], even[4], odd[4];
+        // Group 1's block b = 1, 5, 3, 7 (index j) pairs with group 0's
+        // 7 - b = 6, 2, 4, 0 (index 3 - j).
 #pragma GCC unroll 4
-            for (int j = 0; j < 4; ++j) {
-                br[j] = vld1q_s32(xr + block_at<M>(blocks[j]));
-                bi[j] = vld1q_s32(xi + block_at<M>(blocks[j]));
-            }
-            const int32x4x2_t t0 = twiddles<1>(q), t1 = twiddles<1>(3 - q);
-            butterfly(br[0], bi[0], br[1], bi[1], t0.val[0], t0.val[1]);
-            butterfly(br[2], bi[2], br[3], bi[3], t1.val[0], t1.val[1]);
-#pragma GCC unroll 4
-            for (int j = 0; j < 4; ++j)
-                post<N>(tw, blocks[j], br[j], bi[j], even[j], odd[j]);
-                // 7 - blocks[j] is blocks[3 - j]
-#pragma GCC unroll 4
-            for (int j = 0; j < 4; ++j)
-                vst2q_s32(out + 8 * blocks[j], {{even[j], reverse(odd[3 - j])}});
+        for (int j = 0; j < 4; ++j) {
+            const int b = (j & 1) * 4 + (j >> 1) * 2 + 1;
+            const int32x4_t even0 = vld1q_s32(xr + 4 * (3 - j)), odd0 = vld1q_s32(xi + 4 * (3 - j));
+            vst2q_s32(out + 8 * b, {{even[j], reverse(odd0)}});
+            vst2q_s32(out + 8 * (7 - b), {{even0, reverse(odd[j])}});
         }
     }
 }
