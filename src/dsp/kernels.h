@@ -107,7 +107,7 @@
     K(a, sse41, void, qmf_dct4, (const int32_t *in, int32_t *out, int32_t n), (in, out, n))        \
     /* the analysis window and fold of history x (320 words) into p, q (32 each), w the */         \
     /* 640-tap Q31 window, */                                                                      \
-    K(a, sse41, void, qmf_analysis_fold,                                                           \
+    K(a, avx2, void, qmf_analysis_fold,                                                            \
       (const int32_t *x, const int32_t *w, int32_t *p, int32_t *q), (x, w, p, q))                  \
     /* the analysis output rotation ([k][re, im] pairs out of the two transforms), */              \
     K(a, sse41, void, qmf_analysis_rotate,                                                         \
@@ -119,7 +119,7 @@
       (const int32_t *in, int32_t *xr, int32_t *xi, int32_t n), (in, xr, xi, n))                   \
     /* the synthesis windowing: 9 pending rows of 64 words from row head, the transforms */        \
     /* cr, si (n each, wrapping sums), taps w > -2^31, rounded shift 1 to 62 of products */        \
-    K(a, sse41, void, qmf_synthesis_window,                                                        \
+    K(a, avx2, void, qmf_synthesis_window,                                                         \
       (int32_t * partial, int32_t head, const int32_t *cr, const int32_t *si, const int32_t *w,    \
        int32_t n, int32_t shift, int32_t *out),                                                    \
       (partial, head, cr, si, w, n, shift, out))

@@ -180,25 +180,30 @@ FXAAC_SIMD_INLINE __m128i round_high(__m128i even, __m128i odd_sums)
     return _mm_blend_epi16(_mm_srli_epi64(e, 32), o, 0xCC);
 }
 
-// round(h c / 2^shift) per lane, for any shift of 1 to 62.
+// round(h c / 2^shift) per lane, for any shift of 1 to 62. For shift >= 33,
+// as 2^(shift-1) is a multiple of 2^32, it is (q + 2^(shift-33)) >>
+// (shift-32) with q = floor(h c / 2^32), the products' high words (|q| <=
+// 2^30: no overflow).
 struct MulShift {
-    __m128i bias, count;
-    bool high;  // shift > 32: the high words shifted by count
+    __m128i bias, round, count;
+    bool high;  // shift > 32: the high words, rounded by round, shifted by count
     explicit MulShift(int32_t shift)
         : bias(_mm_set1_epi64x(int64_t{1} << (shift - 1))),
+          round(_mm_set1_epi32(shift > 32 ? 1 << (shift - 33) : 0)),
           count(_mm_cvtsi32_si128(shift > 32 ? shift - 32 : shift)), high(shift > 32)
     {}
     FXAAC_SIMD_INLINE __m128i operator()(__m128i h, __m128i h_odd, __m128i c) const
     {
-        const __m128i e = _mm_add_epi64(_mm_mul_epi32(h, c), bias);
-        const __m128i o = _mm_add_epi64(_mm_mul_epi32(h_odd, odd(c)), bias);
-        if (high)
-            return _mm_blend_epi16(_mm_srli_epi64(_mm_sra_epi32(e, count), 32),
-                                   _mm_sra_epi32(o, count), 0xCC);
-        // shift <= 32: the low word of e >> shift, the high word of
-        // o << (32 - shift)
+        const __m128i e = _mm_mul_epi32(h, c), o = _mm_mul_epi32(h_odd, odd(c));
+        if (high) {
+            const __m128i q = _mm_blend_epi16(_mm_srli_epi64(e, 32), o, 0xCC);
+            return _mm_sra_epi32(_mm_add_epi32(q, round), count);
+        }
+        // shift <= 32: the low word of (e + bias) >> shift, the high word
+        // of (o + bias) << (32 - shift)
         const __m128i left = _mm_sub_epi64(_mm_cvtsi32_si128(32), count);
-        return _mm_blend_epi16(_mm_srl_epi64(e, count), _mm_sll_epi64(o, left), 0xCC);
+        return _mm_blend_epi16(_mm_srl_epi64(_mm_add_epi64(e, bias), count),
+                               _mm_sll_epi64(_mm_add_epi64(o, bias), left), 0xCC);
     }
 };
 
