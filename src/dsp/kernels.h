@@ -104,7 +104,7 @@
       (const int32_t *from, int32_t *to, int32_t m, int32_t shift, int32_t n),                     \
       (from, to, m, shift, n))                                                                     \
     /* SBR QMF banks (src/sbr/qmf.cpp): the DCT-IV of n = 32 or 64 points (sum |in| < 2^30), */    \
-    K(a, sse41, void, qmf_dct4, (const int32_t *in, int32_t *out, int32_t n), (in, out, n))        \
+    K(a, avx2, void, qmf_dct4, (const int32_t *in, int32_t *out, int32_t n), (in, out, n))         \
     /* the analysis window and fold of history x (320 words) into p, q (32 each), w the */         \
     /* 640-tap Q31 window, */                                                                      \
     K(a, avx2, void, qmf_analysis_fold,                                                            \

@@ -1,10 +1,12 @@
-// The SBR QMF banks' lane-parallel kernels with AVX2 (src/sbr/qmf.cpp),
-// eight values per vector: the synthesis windowing and the analysis fold.
+// The SBR QMF banks' kernels with AVX2 (src/sbr/qmf.cpp): the synthesis
+// windowing and the analysis fold on eight values per vector, the DCT-IV on
+// four (src/x86/qmf_simd.h) in three-operand encodings.
 // The arithmetic is the SSE4.1 versions' (src/x86/qmf_sse41.cpp) on twice
 // the lanes: VPMULDQ per 128-bit half as PMULDQ, the 32-bit shuffles and
 // blends within each half; only the loads that reverse or pick the even
 // words cross the halves.
 #include "dsp/kernels.h"
+#include "x86/qmf_simd.h"
 #include "x86/simd.h"
 
 namespace fxaac {
@@ -117,6 +119,14 @@ FXAAC_SIMD_INLINE V round37(V even, V odd_sums)
 }
 
 }  // namespace
+
+void qmf_dct4_avx2(const int32_t *in, int32_t *out, int32_t n)
+{
+    if (n == 32)
+        qmf4::dct4<32>(in, out);
+    else if (n == 64)
+        qmf4::dct4<64>(in, out);
+}
 
 void qmf_analysis_fold_avx2(const int32_t *x, const int32_t *w, int32_t *p, int32_t *q)
 {
