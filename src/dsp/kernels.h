@@ -119,8 +119,7 @@
       (const int32_t *decorr, const int32_t *gain, int32_t *pre, int32_t *link0, int32_t *link1,   \
        int32_t *link2, const int32_t *x, int32_t *y, int32_t n),                                   \
       (decorr, gain, pre, link0, link1, link2, x, y, n))                                           \
-    /* and the mixing of n bands by a real matrix h (left h1 h2, right h1 h2), |h1 s + h2 d| <=    \
-     * 2^62 */                                                                                     \
+    /* mixing n bands by real h (left h1 h2, right h1 h2), |h1 s + h2 d| <= 2^62 */                \
     K(a, sse41, void, ps_mix_real,                                                                 \
       (const int32_t *s, const int32_t *d, int32_t *left, int32_t *right, const int32_t *h,        \
        int32_t n),                                                                                 \
@@ -128,7 +127,27 @@
     /* and the matrices between envelopes: from + round((to - from) q / 2^30), 0 <= q <= 2^30 */   \
     K(a, sse41, void, ps_interpolate,                                                              \
       (const int32_t *from, const int32_t *to, int32_t *out, int32_t q, int32_t n),                \
-      (from, to, out, q, n))
+      (from, to, out, q, n))                                                                       \
+    /* SBR QMF banks (src/sbr/qmf.cpp): the DCT-IV of n = 32 or 64 points (sum |in| < 2^30), */    \
+    K(a, avx2, void, qmf_dct4, (const int32_t *in, int32_t *out, int32_t n), (in, out, n))         \
+    /* the analysis window and fold of history x (320 words) into p, q (32 each), w the */         \
+    /* 640-tap Q31 window, */                                                                      \
+    K(a, avx2, void, qmf_analysis_fold,                                                            \
+      (const int32_t *x, const int32_t *w, int32_t *p, int32_t *q), (x, w, p, q))                  \
+    /* the analysis output rotation ([k][re, im] pairs out of the two transforms), */              \
+    K(a, sse41, void, qmf_analysis_rotate,                                                         \
+      (const int32_t *cr, const int32_t *sr, const int32_t *rotation, int32_t *out),               \
+      (cr, sr, rotation, out))                                                                     \
+    /* the synthesis input of n = 64 or 32 bands ([k][re, im]): clamped, block scaled, */          \
+    /* the odd imaginary parts negated; returns the scaling exponent g, */                         \
+    K(a, sse41, int32_t, qmf_synthesis_prepare,                                                    \
+      (const int32_t *in, int32_t *xr, int32_t *xi, int32_t n), (in, xr, xi, n))                   \
+    /* the synthesis windowing: 9 pending rows of 64 words from row head, the transforms */        \
+    /* cr, si (n each, wrapping sums), taps w > -2^31, rounded shift 1 to 62 of products */        \
+    K(a, avx2, void, qmf_synthesis_window,                                                         \
+      (int32_t * partial, int32_t head, const int32_t *cr, const int32_t *si, const int32_t *w,    \
+       int32_t n, int32_t shift, int32_t *out),                                                    \
+      (partial, head, cr, si, w, n, shift, out))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

@@ -32,6 +32,7 @@
 // pending sums, kept in quarters of it, stay below 2^30.3.
 #include "sbr/qmf.h"
 
+#include "dsp/kernels.h"
 #include "sbr/qmf_tables.h"
 #include "sbr/sbr_tables.h"
 
@@ -157,51 +158,15 @@ void dct4(const int32_t in[N], int32_t out[N])
 template <int N>
 void synthesis(QmfSynthesisState *s, const int32_t in[][2], int32_t out[])
 {
-    constexpr int stride = kBands / N;  // window step: c(j) or c(2j)
-    int32_t xr[N], xi[N], cr[N], si[N], h[2 * N];
-    int32_t peak = 0;
-    for (int k = 0; k < N; ++k) {
-        xr[k] = clamp(in[k][0], kSynthLimit);
-        xi[k] = clamp(in[k][1], kSynthLimit);
-        peak |= (xr[k] < 0 ? -xr[k] : xr[k]) | (xi[k] < 0 ? -xi[k] : xi[k]);
-    }
-    // Block scaling: the transforms take X 2^g with |X 2^g| <= 2^30 / (2N),
-    // so that |C +- S| <= 2^30 (see the bounds above); quiet slots keep up
-    // to kSynthMaxGain more bits.
-    constexpr int limitBits = N == 64 ? 23 : 24;
-    const int bits = peak ? 32 - __builtin_clz(static_cast<uint32_t>(peak)) : 0;
-    const int g = limitBits - bits < kSynthMaxGain ? limitBits - bits : kSynthMaxGain;
-    for (int k = 0; k < N; ++k) {
-        const int32_t re = g < 0 ? round_shift(xr[k], -g) : xr[k] * (1 << g);
-        const int32_t im = g < 0 ? round_shift(xi[k], -g) : xi[k] * (1 << g);
-        xr[k] = re;
-        xi[k] = (k & 1) ? -im : im;  // DST-IV(y)(n) = DCT-IV((-1)^k y(k))(N-1-n)
-    }
-    dct4<N>(xr, cr);
-    dct4<N>(xi, si);
-    for (int n = 0; n < N; ++n) {
-        const int32_t sn = si[N - 1 - n];
-        h[n] = sn - cr[n];
-        h[2 * N - 1 - n] = cr[n] + sn;
-    }
-    const int32_t *c = kQmfWindow;
-    unsigned head = static_cast<unsigned>(s->head) % kQmfPending;
-    int32_t *now = s->partial[head];
+    int32_t xr[N], xi[N], cr[N], si[N];
+    const int g = qmf_synthesis_prepare(in[0], xr, xi, N);
+    qmf_dct4(xr, cr, N);
+    qmf_dct4(xi, si, N);
     // h = 64 v 2^g in X units and the output's unit is 2^4 X units, so
     // 16 v c = h c 2^(-g-2) output units; the partial sums count quarters of
     // them: output = 4 * partial, partial = sum h c_Q31 / 2^(35 + g).
-    const int shift = 35 + g;
-    for (int j = 0; j < N; ++j)
-        out[j] = saturate(4 * (int64_t{now[j]} + mul_shift(h[j], c[stride * j], shift)));
-    for (int j = 0; j < N; ++j)  // s = 9: this row now serves output T + 9
-        now[j] = mul_shift(h[N + j], c[64 * kQmfPending + stride * j], shift);
-    for (int age = 1; age < kQmfPending; ++age) {
-        int32_t *row = s->partial[(head + age) % kQmfPending];
-        const int32_t *v = h + (age & 1) * N;
-        const int32_t *w = c + 64 * age;
-        for (int j = 0; j < N; ++j)
-            row[j] += mul_shift(v[j], w[stride * j], shift);
-    }
+    const int head = static_cast<int>(static_cast<unsigned>(s->head) % kQmfPending);
+    qmf_synthesis_window(s->partial[0], head, cr, si, kQmfWindow, N, 35 + g, out);
     s->head = static_cast<int32_t>((head + 1) % kQmfPending);
 }
 
@@ -218,29 +183,11 @@ void qmf_analysis_slot(QmfAnalysisState *s, const int32_t in[kLowBands], int32_t
     for (int i = 0; i < kLowBands; ++i)
         x[kLowBands - 1 - i] = in[i];
 
-    int64_t u[64];
-    for (int n = 0; n < 64; ++n) {
-        int64_t sum = 0;
-        for (int j = 0; j < 5; ++j)
-            sum += int64_t{x[n + 64 * j]} * kQmfWindow[2 * (n + 64 * j)];
-        u[n] = sum;
-    }
     int32_t p[32], q[32], cr[32], sr[32];
-    for (int n = 0; n < 32; ++n) {
-        p[n] = round_shift(u[n] - u[63 - n], kAnalysisFold);
-        const int32_t v = round_shift(u[n] + u[63 - n], kAnalysisFold);
-        q[n] = (n & 1) ? -v : v;  // DST-IV through DCT-IV, as in synthesis()
-    }
-    dct4<32>(p, cr);
-    dct4<32>(q, sr);
-    for (int k = 0; k < kLowBands; ++k) {
-        const int64_t c = kQmfAnalysisRotation[k][0], sn = kQmfAnalysisRotation[k][1];
-        const int64_t a = cr[k], b = sr[31 - k];
-        // 2 exp(-i phi) (a + ib) / 2^4 (the factor 2 and 2^5 against the
-        // 2^6 and 2^16 units of a and b)
-        out[k][0] = static_cast<int32_t>((a * c + b * sn + (int64_t{1} << 34)) >> kAnalysisOut);
-        out[k][1] = static_cast<int32_t>((b * c - a * sn + (int64_t{1} << 34)) >> kAnalysisOut);
-    }
+    qmf_analysis_fold(x, kQmfWindow, p, q);
+    qmf_dct4(p, cr, 32);
+    qmf_dct4(q, sr, 32);
+    qmf_analysis_rotate(cr, sr, kQmfAnalysisRotation[0], out[0]);
 }
 
 void qmf_synthesis_slot(QmfSynthesisState *s, const int32_t in[kBands][2], int32_t out[kBands])
@@ -255,3 +202,105 @@ void qmf_synthesis_slot_down(QmfSynthesisState *s, const int32_t in[kLowBands][2
 }
 
 }  // namespace fxaac::sbr
+
+// The portable kernels (src/dsp/kernels.h).
+namespace fxaac {
+
+void qmf_dct4_c(const int32_t *in, int32_t *out, int32_t n)
+{
+    if (n == 32)
+        sbr::dct4<32>(in, out);
+    else if (n == 64)
+        sbr::dct4<64>(in, out);
+}
+
+void qmf_analysis_fold_c(const int32_t *x, const int32_t *w, int32_t *p, int32_t *q)
+{
+    int64_t u[64];
+    for (int n = 0; n < 64; ++n) {
+        int64_t sum = 0;
+        for (int j = 0; j < 5; ++j)
+            sum += int64_t{x[n + 64 * j]} * w[2 * (n + 64 * j)];
+        u[n] = sum;
+    }
+    for (int n = 0; n < 32; ++n) {
+        p[n] = sbr::round_shift(u[n] - u[63 - n], sbr::kAnalysisFold);
+        const int32_t v = sbr::round_shift(u[n] + u[63 - n], sbr::kAnalysisFold);
+        q[n] = (n & 1) ? -v : v;  // DST-IV through DCT-IV, as in synthesis()
+    }
+}
+
+void qmf_analysis_rotate_c(const int32_t *cr, const int32_t *sr, const int32_t *rotation,
+                           int32_t *out)
+{
+    for (int k = 0; k < 32; ++k) {
+        const int64_t c = rotation[2 * k], sn = rotation[2 * k + 1];
+        const int64_t a = cr[k], b = sr[31 - k];
+        // 2 exp(-i phi) (a + ib) / 2^4 (the factor 2 and 2^5 against the
+        // 2^6 and 2^16 units of a and b)
+        out[2 * k] = static_cast<int32_t>((a * c + b * sn + (int64_t{1} << 34)) >>
+                                          sbr::kAnalysisOut);
+        out[2 * k + 1] = static_cast<int32_t>((b * c - a * sn + (int64_t{1} << 34)) >>
+                                              sbr::kAnalysisOut);
+    }
+}
+
+int32_t qmf_synthesis_prepare_c(const int32_t *in, int32_t *xr, int32_t *xi, int32_t n)
+{
+    using sbr::clamp, sbr::kSynthLimit;
+    int32_t peak = 0;
+    for (int k = 0; k < n; ++k) {
+        xr[k] = clamp(in[2 * k], kSynthLimit);
+        xi[k] = clamp(in[2 * k + 1], kSynthLimit);
+        peak |= (xr[k] < 0 ? -xr[k] : xr[k]) | (xi[k] < 0 ? -xi[k] : xi[k]);
+    }
+    // Block scaling: the transforms take X 2^g with |X 2^g| <= 2^30 / (2n),
+    // so that |C +- S| <= 2^30 (see the bounds above); quiet slots keep up
+    // to kSynthMaxGain more bits.
+    const int limitBits = n == 64 ? 23 : 24;
+    const int bits = peak ? 32 - __builtin_clz(static_cast<uint32_t>(peak)) : 0;
+    const int g = limitBits - bits < sbr::kSynthMaxGain ? limitBits - bits : sbr::kSynthMaxGain;
+    for (int k = 0; k < n; ++k) {
+        const int32_t re = g < 0 ? sbr::round_shift(xr[k], -g) : xr[k] * (1 << g);
+        const int32_t im = g < 0 ? sbr::round_shift(xi[k], -g) : xi[k] * (1 << g);
+        xr[k] = re;
+        xi[k] = (k & 1) ? -im : im;  // DST-IV(y)(n) = DCT-IV((-1)^k y(k))(N-1-n)
+    }
+    return g;
+}
+
+void qmf_synthesis_window_c(int32_t *partial, int32_t head, const int32_t *cr, const int32_t *si,
+                            const int32_t *w, int32_t n, int32_t shift, int32_t *out)
+{
+    constexpr int kRow = sbr::kBands, kRows = sbr::kQmfPending;
+    const int stride = sbr::kBands / n;  // window step: c(j) or c(2j)
+    // The sums wrap (they cannot overflow in the decoder's use).
+    auto add = [](int32_t a, int32_t b) {
+        return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+    };
+    auto sub = [](int32_t a, int32_t b) {
+        return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
+    };
+    // v(j) = S(j) - C(j), v(2n-1-j) = C(j) + S(j) with S(j) = si(n-1-j):
+    // h = 64 v 2^g
+    int32_t h[2 * sbr::kBands];
+    for (int j = 0; j < n; ++j) {
+        const int32_t sn = si[n - 1 - j];
+        h[j] = sub(sn, cr[j]);
+        h[2 * n - 1 - j] = add(cr[j], sn);
+    }
+    int32_t *now = partial + kRow * head;
+    for (int j = 0; j < n; ++j)
+        out[j] = sbr::saturate(4 * (int64_t{now[j]} + sbr::mul_shift(h[j], w[stride * j], shift)));
+    for (int j = 0; j < n; ++j)  // s = 9: this row now serves output T + 9
+        now[j] = sbr::mul_shift(h[n + j], w[64 * kRows + stride * j], shift);
+    for (int age = 1; age < kRows; ++age) {
+        int32_t *row = partial + kRow * ((head + age) % kRows);
+        const int32_t *v = h + (age & 1) * n;
+        const int32_t *c = w + 64 * age;
+        for (int j = 0; j < n; ++j)
+            row[j] = add(row[j], sbr::mul_shift(v[j], c[stride * j], shift));
+    }
+}
+
+}  // namespace fxaac

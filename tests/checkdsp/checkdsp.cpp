@@ -34,6 +34,8 @@
 #include "filterbank/window_tables.h"
 #include "precise/precise_tables.h"
 #include "ps/ps_tables.h"
+#include "sbr/qmf_tables.h"
+#include "sbr/sbr_tables.h"
 
 namespace {
 
@@ -714,6 +716,85 @@ void check_pcm(const Kernels &k)
     }
 }
 
+// The SBR QMF banks. Random Q31 tables never hold -2^31 (the synthesis
+// window's contract; elsewhere it keeps the sums of two products in range).
+Words q31_table(const int32_t *t, size_t n, bool random)
+{
+    Words v = random ? words(n, kEdges) : table(t, n);
+    for (auto &w : v)
+        w = w == kMin ? kMin + 1 : w;
+    return v;
+}
+
+void check_qmf(const Kernels &k)
+{
+    using fxaac::sbr::kQmfWindow;
+    for (const Data &d : kAllData) {
+        // DCT-IV input with sum |in| <= 2^30: every word shifted down
+        for (const int32_t n : {32, 64}) {
+            Words in = words(static_cast<size_t>(n), d);
+            for (auto &v : in)
+                v >>= n == 64 ? 7 : 6;
+            CHECK(qmf_dct4, describe("n=%d data=%s", n, d.name),
+                  {{in, Words(static_cast<size_t>(n))}, {}},
+                  [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], n); });
+        }
+        for (const bool random : {false, true}) {
+            // Analysis: any history; random windows within 2^27 a tap keep
+            // the ten products of a fold below 2^63.
+            Words window = table(kQmfWindow, 640);
+            if (random) {
+                for (auto &w : window)
+                    w = kEdges.word() >> 4;
+            }
+            CHECK(qmf_analysis_fold, describe("data=%s random window=%d", d.name, random),
+                  {{words(320, d), window, Words(32), Words(32)}, {}},
+                  [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], p.w[3]); });
+            const Words rotation = q31_table(fxaac::sbr::kQmfAnalysisRotation[0], 64, random);
+            CHECK(qmf_analysis_rotate, describe("data=%s random table=%d", d.name, random),
+                  {{words(32, d), words(32, kRandom), rotation, Words(64)}, {}},
+                  [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], p.w[3]); });
+            // Synthesis: every shift the decoder uses (30 to 43) and the
+            // contract's ends, rows of any words, every ring position.
+            const Words taps = q31_table(kQmfWindow, 640, random);
+            for (const int32_t n : {64, 32}) {
+                const size_t size = static_cast<size_t>(n);
+                for (const int32_t shift : {30, 31, 32, 33, 35, 37, 40, 43, 1, 2, 62}) {
+                    const int32_t head = static_cast<int32_t>(g_rng() % 9);
+                    const Data &rows = g_rng() % 2 ? kRandom : kAllData[1];
+                    CHECK(qmf_synthesis_window,
+                          describe("n=%d shift=%d head=%d data=%s random window=%d", n, shift, head,
+                                   d.name, random),
+                          {{words(9 * 64, rows), words(size, d), words(size, d), taps, Words(size)},
+                           {}},
+                          [&](auto f, const Pointers &p) {
+                              f(p.w[0], head, p.w[1], p.w[2], p.w[3], n, shift, p.w[4]);
+                          });
+                }
+            }
+        }
+        // The synthesis input: any words, quiet ones (the largest gain) and
+        // words about the clamp (2^27) and each exponent's threshold.
+        for (const int32_t n : {64, 32}) {
+            const size_t size = static_cast<size_t>(n);
+            for (const int quiet : {0, 8, 16, 20, 23, 24, 25}) {
+                Words in = words(2 * size, d);
+                for (auto &v : in) {
+                    v >>= quiet;
+                    if (quiet <= 8 && g_rng() % 8 == 0) {
+                        const int32_t edge = (1 << (g_rng() % 28)) +
+                                             static_cast<int32_t>(g_rng() % 3) - 1;
+                        v = g_rng() % 2 ? edge : -edge;
+                    }
+                }
+                CHECK(qmf_synthesis_prepare, describe("n=%d data=%s >> %d", n, d.name, quiet),
+                      {{in, Words(size), Words(size)}, {}},
+                      [&](auto f, const Pointers &p) { return f(p.w[0], p.w[1], p.w[2], n); });
+            }
+        }
+    }
+}
+
 // ---- Timing (--bench) ------------------------------------------------------
 
 // Nanoseconds per call(f, buffers) on a fresh copy of in's word buffers, the
@@ -885,7 +966,7 @@ int main(int argc, char **argv)
     std::printf(" against c\n");
     for (const Kernels &k : all)
         check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k), check_precise(k),
-            check_noise(k), check_stereo(k), check_sbr_input(k), check_ps(k);
+            check_noise(k), check_stereo(k), check_sbr_input(k), check_ps(k), check_qmf(k);
     std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
     if (timing) {
         std::vector<Kernels> versions{portable()};

@@ -1,0 +1,167 @@
+// The SBR QMF banks' kernels with AVX2 (src/sbr/qmf.cpp): the synthesis
+// windowing and the analysis fold on eight values per vector, the DCT-IV on
+// four (src/x86/qmf_simd.h) in three-operand encodings.
+// The arithmetic is the SSE4.1 versions' (src/x86/qmf_sse41.cpp) on twice
+// the lanes: VPMULDQ per 128-bit half as PMULDQ, the 32-bit shuffles and
+// blends within each half; only the loads that reverse or pick the even
+// words cross the halves.
+#include "dsp/kernels.h"
+#include "x86/qmf_simd.h"
+#include "x86/simd.h"
+
+namespace fxaac {
+
+namespace {
+
+using V = __m256i;
+
+FXAAC_SIMD_INLINE V load(const int32_t *p) { return V256::load(p); }
+FXAAC_SIMD_INLINE V odd(V v) { return _mm256_shuffle_epi32(v, _MM_SHUFFLE(3, 3, 1, 1)); }
+FXAAC_SIMD_INLINE V reverse(V v)
+{
+    return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0));
+}
+
+// The even words of p[0 .. 15], in order.
+FXAAC_SIMD_INLINE V even_words(const int32_t *p)
+{
+    const __m256 a = _mm256_castsi256_ps(load(p)), b = _mm256_castsi256_ps(load(p + 8));
+    const V mixed = _mm256_castps_si256(_mm256_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0)));
+    return _mm256_permute4x64_epi64(mixed, _MM_SHUFFLE(3, 1, 2, 0));
+}
+
+// Even lanes' results in the low words of e, odd lanes' in the high words
+// of o: merged in order.
+FXAAC_SIMD_INLINE V merge_high(V e, V o)
+{
+    return _mm256_blend_epi32(_mm256_srli_epi64(e, 32), o, 0xAA);
+}
+
+// round(h c / 2^shift), shift 1 to 62, as MulShift of the SSE4.1 file.
+struct MulShift {
+    V bias, round;
+    __m128i count;
+    bool high;
+    explicit MulShift(int32_t shift)
+        : bias(_mm256_set1_epi64x(int64_t{1} << (shift - 1))),
+          round(_mm256_set1_epi32(shift > 32 ? 1 << (shift - 33) : 0)),
+          count(_mm_cvtsi32_si128(shift > 32 ? shift - 32 : shift)), high(shift > 32)
+    {}
+    FXAAC_SIMD_INLINE V operator()(V h, V h_odd, V c) const
+    {
+        const V e = _mm256_mul_epi32(h, c), o = _mm256_mul_epi32(h_odd, odd(c));
+        if (high)
+            return _mm256_sra_epi32(_mm256_add_epi32(merge_high(e, o), round), count);
+        const __m128i left = _mm_sub_epi64(_mm_cvtsi32_si128(32), count);
+        return _mm256_blend_epi32(_mm256_srl_epi64(_mm256_add_epi64(e, bias), count),
+                                  _mm256_sll_epi64(_mm256_add_epi64(o, bias), left), 0xAA);
+    }
+};
+
+// sat(4 (a + b)) per lane: the sum, exact in double, clamped.
+FXAAC_SIMD_INLINE V saturate4(V a, V b)
+{
+    const __m256d top = _mm256_set1_pd(2147483647.0), bottom = _mm256_set1_pd(-2147483648.0);
+    const __m256d four = _mm256_set1_pd(4.0);
+    auto half = [&](__m128i x, __m128i y) {
+        const __m256d v = _mm256_mul_pd(_mm256_add_pd(_mm256_cvtepi32_pd(x), _mm256_cvtepi32_pd(y)),
+                                        four);
+        return _mm256_cvttpd_epi32(_mm256_max_pd(_mm256_min_pd(v, top), bottom));
+    };
+    const __m128i lo = half(_mm256_castsi256_si128(a), _mm256_castsi256_si128(b));
+    const __m128i hi = half(_mm256_extracti128_si256(a, 1), _mm256_extracti128_si256(b, 1));
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
+}
+
+template <int Stride>
+FXAAC_SIMD_INLINE V taps(const int32_t *w)
+{
+    if constexpr (Stride == 1)
+        return load(w);
+    else
+        return even_words(w);
+}
+
+template <int N>
+void synthesis_window(int32_t *partial, int32_t head, const int32_t *cr, const int32_t *si,
+                      const int32_t *w, int32_t shift, int32_t *out)
+{
+    constexpr int kRow = 64, kRows = 9, Stride = 64 / N;
+    const MulShift mul(shift);
+    int32_t *row[kRows];
+    for (int age = 0; age < kRows; ++age)
+        row[age] = partial + kRow * ((head + age) % kRows);
+    for (int j = 0; j < N; j += 8) {
+        // h(j) = S(j) - C(j), h(N + j) = C(N-1-j) + S(N-1-j) with
+        // S(j) = si(N-1-j)
+        const V h0 = _mm256_sub_epi32(reverse(load(si + N - 8 - j)), load(cr + j));
+        const V h1 = _mm256_add_epi32(reverse(load(cr + N - 8 - j)), load(si + j));
+        const V o0 = odd(h0), o1 = odd(h1);
+        const V p = mul(h0, o0, taps<Stride>(w + Stride * j));
+        V256::store(out + j, saturate4(load(row[0] + j), p));
+        V256::store(row[0] + j, mul(h1, o1, taps<Stride>(w + 64 * kRows + Stride * j)));
+#pragma GCC unroll 8
+        for (int age = 1; age < kRows; ++age) {
+            const V t = (age & 1) ? mul(h1, o1, taps<Stride>(w + 64 * age + Stride * j))
+                                  : mul(h0, o0, taps<Stride>(w + 64 * age + Stride * j));
+            V256::store(row[age] + j, _mm256_add_epi32(load(row[age] + j), t));
+        }
+    }
+}
+
+// Bits 37 .. 68 of the sums plus 2^36 (the high words of the sums plus
+// 2^36 shifted by 5), in order.
+FXAAC_SIMD_INLINE V round37(V even, V odd_sums)
+{
+    const V bias = _mm256_set1_epi64x(int64_t{1} << 36);
+    return merge_high(_mm256_srai_epi32(_mm256_add_epi64(even, bias), 5),
+                      _mm256_srai_epi32(_mm256_add_epi64(odd_sums, bias), 5));
+}
+
+}  // namespace
+
+void qmf_dct4_avx2(const int32_t *in, int32_t *out, int32_t n)
+{
+    if (n == 32)
+        qmf4::dct4<32>(in, out);
+    else if (n == 64)
+        qmf4::dct4<64>(in, out);
+}
+
+void qmf_analysis_fold_avx2(const int32_t *x, const int32_t *w, int32_t *p, int32_t *q)
+{
+    // u(n), n = 8i .. 8i+7: the even n's and the odd n's sums
+    auto u = [&](int i, V &even, V &odds) {
+        even = odds = _mm256_setzero_si256();
+        for (int j = 0; j < 5; ++j) {
+            const V xj = load(x + 8 * i + 64 * j), wj = even_words(w + 16 * i + 128 * j);
+            even = _mm256_add_epi64(even, _mm256_mul_epi32(xj, wj));
+            odds = _mm256_add_epi64(odds, _mm256_mul_epi32(odd(xj), odd(wj)));
+        }
+    };
+    const V sign = _mm256_setr_epi32(1, -1, 1, -1, 1, -1, 1, -1);  // DST-IV through DCT-IV
+    for (int i = 0; i < 4; ++i) {
+        V ae, ao, be, bo;
+        u(i, ae, ao);
+        u(7 - i, be, bo);
+        // u(63 - n): the even n pair with the odd sums of 7 - i reversed,
+        // the odd n with its even ones
+        const V re = _mm256_permute4x64_epi64(bo, _MM_SHUFFLE(0, 1, 2, 3));
+        const V ro = _mm256_permute4x64_epi64(be, _MM_SHUFFLE(0, 1, 2, 3));
+        V256::store(p + 8 * i, round37(_mm256_sub_epi64(ae, re), _mm256_sub_epi64(ao, ro)));
+        V256::store(
+            q + 8 * i,
+            _mm256_sign_epi32(round37(_mm256_add_epi64(ae, re), _mm256_add_epi64(ao, ro)), sign));
+    }
+}
+
+void qmf_synthesis_window_avx2(int32_t *partial, int32_t head, const int32_t *cr, const int32_t *si,
+                               const int32_t *w, int32_t n, int32_t shift, int32_t *out)
+{
+    if (n == 64)
+        synthesis_window<64>(partial, head, cr, si, w, shift, out);
+    else if (n == 32)
+        synthesis_window<32>(partial, head, cr, si, w, shift, out);
+}
+
+}  // namespace fxaac
