@@ -147,7 +147,16 @@
     K(a, avx2, void, qmf_synthesis_window,                                                         \
       (int32_t * partial, int32_t head, const int32_t *cr, const int32_t *si, const int32_t *w,    \
        int32_t n, int32_t shift, int32_t *out),                                                    \
-      (partial, head, cr, si, w, n, shift, out))
+      (partial, head, cr, si, w, n, shift, out))                                                   \
+    /* SBR HF generation (src/sbr/hf_generation.cpp): the covariance sums of low subbands */       \
+    /* lo .. hi - 1 (|X| < 2^27), */                                                               \
+    K(a, sse41, void, sbr_covariance_sums,                                                         \
+      (const int32_t *rows, int32_t lo, int32_t hi, int64_t *sums), (rows, lo, hi, sums))          \
+    /* and one patch's prediction */                                                               \
+    K(a, sse41, void, sbr_predict_patch,                                                           \
+      (int32_t * rows, int32_t k, int32_t p, int32_t n, const int32_t *c0, const int32_t *c1,      \
+       int32_t r0, int32_t r1),                                                                    \
+      (rows, k, p, n, c0, c1, r0, r1))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
@@ -27,6 +28,7 @@
 #include <random>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "dsp/kernel_table.h"
@@ -691,6 +693,44 @@ void check_ps(const Kernels &k)
     }
 }
 
+// SBR HF generation: the work matrix (40 rows of 64 complex samples) within
+// the analysis bound 2^27, the covariance sums of every range the decoder can
+// ask for and short ones, the prediction of patches of odd and even widths
+// over the full and partial rows, coefficients of the whole Q29 range.
+void check_hf_generation(const Kernels &k)
+{
+    constexpr size_t kMatrix = 40 * 128;
+    const auto matrix = [](int kind) {
+        Words m(kMatrix);
+        for (auto &x : m) {
+            const int32_t r = static_cast<int32_t>(g_rng()) >> (5 + (kind == 1 ? g_rng() % 20 : 0));
+            x = kind == 2 && g_rng() % 3 == 0 ? (g_rng() % 2 ? (1 << 27) - 1 : 1 - (1 << 27)) : r;
+        }
+        return m;
+    };
+    for (int kind = 0; kind < 3; kind++) {
+        const Words rows = matrix(kind);
+        for (const auto &[lo, hi] : {std::pair{0, 32}, {1, 32}, {3, 20}, {5, 6}, {7, 7}, {0, 1}}) {
+            CHECK(sbr_covariance_sums, describe("lo=%d hi=%d kind=%d", lo, hi, kind),
+                  {{rows, Words(2 * 5 * 32)}, {}}, [&](auto f, const Pointers &p) {
+                      f(p.w[0], lo, hi, reinterpret_cast<int64_t *>(p.w[1]));
+                  });
+        }
+        for (const auto &[t, src, n, r0, r1] : {std::array{32, 1, 13, 2, 40},
+                                               {20, 0, 12, 9, 35},
+                                               {45, 20, 8, 2, 3},
+                                               {60, 3, 3, 38, 40},
+                                               {33, 2, 1, 2, 40},
+                                               {40, 4, 0, 2, 40}}) {
+            const Words c0 = words(2 * 32, kRandom), c1 = words(2 * 32, kEdges);
+            CHECK(sbr_predict_patch,
+                  describe("k=%d p=%d n=%d rows %d-%d kind=%d", t, src, n, r0, r1, kind),
+                  {{rows, c0, c1}, {}},
+                  [&](auto f, const Pointers &p) { f(p.w[0], t, src, n, p.w[1], p.w[2], r0, r1); });
+        }
+    }
+}
+
 // Output of exactly 2n elements (channel slot 0 or 1); the other channel's
 // elements hold values that must survive.
 void check_pcm(const Kernels &k)
@@ -966,7 +1006,8 @@ int main(int argc, char **argv)
     std::printf(" against c\n");
     for (const Kernels &k : all)
         check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k), check_precise(k),
-            check_noise(k), check_stereo(k), check_sbr_input(k), check_ps(k), check_qmf(k);
+            check_noise(k), check_stereo(k), check_sbr_input(k), check_ps(k), check_qmf(k),
+            check_hf_generation(k);
     std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
     if (timing) {
         std::vector<Kernels> versions{portable()};
