@@ -717,11 +717,11 @@ void check_hf_generation(const Kernels &k)
                   });
         }
         for (const auto &[t, src, n, r0, r1] : {std::array{32, 1, 13, 2, 40},
-                                               {20, 0, 12, 9, 35},
-                                               {45, 20, 8, 2, 3},
-                                               {60, 3, 3, 38, 40},
-                                               {33, 2, 1, 2, 40},
-                                               {40, 4, 0, 2, 40}}) {
+                                                {20, 0, 12, 9, 35},
+                                                {45, 20, 8, 2, 3},
+                                                {60, 3, 3, 38, 40},
+                                                {33, 2, 1, 2, 40},
+                                                {40, 4, 0, 2, 40}}) {
             const Words c0 = words(2 * 32, kRandom), c1 = words(2 * 32, kEdges);
             CHECK(sbr_predict_patch,
                   describe("k=%d p=%d n=%d rows %d-%d kind=%d", t, src, n, r0, r1, kind),
