@@ -156,7 +156,11 @@
     K(a, sse41, void, sbr_predict_patch,                                                           \
       (int32_t * rows, int32_t k, int32_t p, int32_t n, const int32_t *c0, const int32_t *c1,      \
        int32_t r0, int32_t r1),                                                                    \
-      (rows, k, p, n, c0, c1, r0, r1))
+      (rows, k, p, n, c0, c1, r0, r1))                                                             \
+    /* dequantisation: runs (from, to, form, k, shift) of out = gain(sign(q) |q|^(4/3)), */        \
+    /* the gain forms of tools/inverse_quantization.cpp (3: none, 4: silent); in place as there */ \
+    K(a, sse41, void, dequantize_bands,                                                            \
+      (const int16_t *q, int32_t *out, const int32_t *runs, int32_t count), (q, out, runs, count))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__
