@@ -56,6 +56,9 @@
       (x, w, y, n))                                                                                \
     K(a, avx2, void, window_fall_add, (const int32_t *x, const int16_t *w, int32_t *y, int n),     \
       (x, w, y, n))                                                                                \
+    /* the long overlap-add: y = sat(y + (x*w>>16)) */                                             \
+    K(a, avx2, void, window_rise_overlap, (const int32_t *x, const int16_t *w, int32_t *y, int n), \
+      (x, w, y, n))                                                                                \
     /* saturating vector add */                                                                    \
     K(a, avx2, void, add_saturate, (const int32_t *x, const int32_t *y, int32_t *z, int n),        \
       (x, y, z, n))                                                                                \

@@ -442,6 +442,8 @@ void check_vectors(const Kernels &k)
                 CHECK(window_fall, what, in, call(last));
                 CHECK(window_rise_add, what, in, call(0));
                 CHECK(window_fall_add, what, in, call(last));
+                if (!in_place)
+                    CHECK(window_rise_overlap, what, in, call(0));
             }
             // Sums around the bounds: y close to the distance of x from a bound.
             Words y = words(size, kEdges);
