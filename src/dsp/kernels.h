@@ -131,6 +131,9 @@
     K(a, sse41, void, ps_interpolate,                                                              \
       (const int32_t *from, const int32_t *to, int32_t *out, int32_t q, int32_t n),                \
       (from, to, out, q, n))                                                                       \
+    /* and the hybrid analysis: count complex filters of 13 Q31 taps over 13 samples */            \
+    K(a, sse41, void, ps_hybrid_filters,                                                           \
+      (const int32_t *x, const int32_t *g, int32_t *out, int32_t count), (x, g, out, count))       \
     /* SBR QMF banks (src/sbr/qmf.cpp): the DCT-IV of n = 32 or 64 points (sum |in| < 2^30), */    \
     K(a, avx2, void, qmf_dct4, (const int32_t *in, int32_t *out, int32_t n), (in, out, n))         \
     /* the analysis window and fold of history x (320 words) into p, q (32 each), w the */         \

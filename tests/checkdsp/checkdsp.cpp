@@ -681,6 +681,22 @@ void check_ps(const Kernels &k)
                   [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], p.w[3], p.w[4], n); });
         }
     }
+    // The hybrid filters: the decoder's tables over samples within the
+    // input bound 2^27 (random, audio-like and at the bound).
+    for (int kind = 0; kind < 3; kind++) {
+        Words x = bounded(26, kind);
+        for (auto &v : x)
+            v >>= 3;
+        for (const auto &[taps, count] : {std::pair{fxaac::ps::kHybrid20Band0[0][0], 8},
+                                          {fxaac::ps::kHybrid34Band0[0][0], 12},
+                                          {fxaac::ps::kHybrid34Band2[0][0], 4}}) {
+            for (const int n : {count, 1, 0}) {
+                CHECK(ps_hybrid_filters, describe("filters=%d kind=%d", n, kind),
+                      {{x, table(taps, 26 * static_cast<size_t>(count)), Words(2 * 12)}, {}},
+                      [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], n); });
+            }
+        }
+    }
     // The interpolation: matrices of the decoder's range (Q30) and any words
     // (differences that overflow), at the ends and within an envelope.
     for (const int n : {272, 160, 7, 4, 1, 0}) {
