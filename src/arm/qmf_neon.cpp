@@ -341,17 +341,22 @@ void synthesis_window(int32_t *partial, int32_t head, const int32_t *cr, const i
         // S(j) = si(N-1-j)
         const int32x4_t h0 = vsubq_s32(reverse(vld1q_s32(si + N - 4 - j)), vld1q_s32(cr + j));
         const int32x4_t h1 = vaddq_s32(reverse(vld1q_s32(cr + N - 4 - j)), vld1q_s32(si + j));
+        // the taps of ages 0 .. 9, 64 apart
+        const int32_t *c = w + Stride * j;
         // out = sat(4 (now + p)): a saturating sum then a saturating
         // doubling twice saturate exactly where the 64-bit value does
-        const int32x4_t p = mul_shift(h0, taps<Stride>(w + Stride * j), count);
-        vst1q_s32(out + j, vqshlq_n_s32(vqaddq_s32(vld1q_s32(row[0] + j), p), 2));
-        vst1q_s32(row[0] + j, mul_shift(h1, taps<Stride>(w + 64 * kRows + Stride * j), count));
+        const int32x4_t now = vld1q_s32(row[0] + j);
+        const int32x4_t p = mul_shift(h0, taps<Stride>(c), count);
+        vst1q_s32(out + j, vqshlq_n_s32(vqaddq_s32(now, p), 2));
+        c += 64;
 #pragma GCC unroll 8
         for (int age = 1; age < kRows; ++age) {
-            const int32x4_t t = mul_shift((age & 1) ? h1 : h0,
-                                          taps<Stride>(w + 64 * age + Stride * j), count);
+            const int32x4_t t = mul_shift((age & 1) ? h1 : h0, taps<Stride>(c), count);
+            c += 64;
             vst1q_s32(row[age] + j, vaddq_s32(vld1q_s32(row[age] + j), t));
         }
+        // age 9: the row now serves output T + 9
+        vst1q_s32(row[0] + j, mul_shift(h1, taps<Stride>(c), count));
     }
 }
 
