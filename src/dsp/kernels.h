@@ -103,6 +103,31 @@
     K(a, sse41, void, intensity_scale,                                                             \
       (const int32_t *from, int32_t *to, int32_t m, int32_t shift, int32_t n),                     \
       (from, to, m, shift, n))                                                                     \
+    /* SBR input: the hand-off shl_sat(x + 2^8, 7) (sbr/sbr_input.h), */                           \
+    K(a, sse41, void, sbr_hand_off, (int32_t * out, const int32_t *samples, int32_t count),        \
+      (out, samples, count))                                                                       \
+    /* the largest magnitude of x - 2^15 (saturated), */                                           \
+    K(a, sse41, uint32_t, sbr_input_peak, (const int32_t *x, int32_t n), (x, n))                   \
+    /* and out = (x - 2^15, saturated) << shift (0 <= shift <= 31, wrapping) */                    \
+    K(a, sse41, void, sbr_input_scale, (const int32_t *x, int32_t *out, int32_t n, int32_t shift), \
+      (x, out, n, shift))                                                                          \
+    /* and back from the block exponent: out = x / 2^shift rounded, 0 <= shift <= 31 */            \
+    K(a, sse41, void, sbr_rescale_down,                                                            \
+      (const int32_t *x, int32_t *out, int32_t n, int32_t shift), (x, out, n, shift))              \
+    /* parametric stereo: the all-pass chains of bands 0 .. n - 1 (ps/ps_decoder.cpp) */           \
+    K(a, sse41, void, ps_allpass,                                                                  \
+      (const int32_t *decorr, const int32_t *gain, int32_t *pre, int32_t *link0, int32_t *link1,   \
+       int32_t *link2, const int32_t *x, int32_t *y, int32_t n),                                   \
+      (decorr, gain, pre, link0, link1, link2, x, y, n))                                           \
+    /* mixing n bands by real h (left h1 h2, right h1 h2), |h1 s + h2 d| <= 2^62 */                \
+    K(a, sse41, void, ps_mix_real,                                                                 \
+      (const int32_t *s, const int32_t *d, int32_t *left, int32_t *right, const int32_t *h,        \
+       int32_t n),                                                                                 \
+      (s, d, left, right, h, n))                                                                   \
+    /* and the matrices between envelopes: from + round((to - from) q / 2^30), 0 <= q <= 2^30 */   \
+    K(a, sse41, void, ps_interpolate,                                                              \
+      (const int32_t *from, const int32_t *to, int32_t *out, int32_t q, int32_t n),                \
+      (from, to, out, q, n))                                                                       \
     /* SBR QMF banks (src/sbr/qmf.cpp): the DCT-IV of n = 32 or 64 points (sum |in| < 2^30), */    \
     K(a, avx2, void, qmf_dct4, (const int32_t *in, int32_t *out, int32_t n), (in, out, n))         \
     /* the analysis window and fold of history x (320 words) into p, q (32 each), w the */         \
@@ -122,7 +147,16 @@
     K(a, avx2, void, qmf_synthesis_window,                                                         \
       (int32_t * partial, int32_t head, const int32_t *cr, const int32_t *si, const int32_t *w,    \
        int32_t n, int32_t shift, int32_t *out),                                                    \
-      (partial, head, cr, si, w, n, shift, out))
+      (partial, head, cr, si, w, n, shift, out))                                                   \
+    /* SBR HF generation (src/sbr/hf_generation.cpp): the covariance sums of low subbands */       \
+    /* lo .. hi - 1 (|X| < 2^27), */                                                               \
+    K(a, sse41, void, sbr_covariance_sums,                                                         \
+      (const int32_t *rows, int32_t lo, int32_t hi, int64_t *sums), (rows, lo, hi, sums))          \
+    /* and one patch's prediction */                                                               \
+    K(a, sse41, void, sbr_predict_patch,                                                           \
+      (int32_t * rows, int32_t k, int32_t p, int32_t n, const int32_t *c0, const int32_t *c1,      \
+       int32_t r0, int32_t r1),                                                                    \
+      (rows, k, p, n, c0, c1, r0, r1))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

@@ -7,6 +7,7 @@
 #include "dsp/kernels.h"
 #include "fixedpoint/basic_ops.h"
 #include "precise/precise_ops.h"
+#include "sbr/sbr_input.h"
 
 namespace {
 
@@ -166,8 +167,9 @@ void *fxaac::myOutputToPCM_noshift(const int32_t *samples, void *out, int32_t ch
 
 void fxaac::myPCMtoSBR(int32_t *out, const int32_t *samples, int32_t /*channels*/, int32_t count)
 {
-    for (int32_t i = 0; i < count; ++i)
-        out[i] = shl_sat(add_wrap(samples[i], kHalf16), kFullScaleShift);
+    static_assert(sbr::kHandOffHalf == kHalf16 && sbr::kHandOffShift == kFullScaleShift,
+                  "the hand-off kernel's scale");
+    sbr_hand_off(out, samples, count);
 }
 
 // The portable kernel (src/dsp/kernels.h): the rounding shift by

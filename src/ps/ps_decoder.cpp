@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "dsp/kernels.h"
 #include "ps/ps_tables.h"
 
 namespace fxaac::ps {
@@ -16,13 +17,23 @@ constexpr int32_t kOutputLimit = 1 << 30;
 constexpr int64_t kPeakDecayQ16 = 50196;  // 0.76592833836465
 constexpr int kPowerShift = 4;  // energies of samples >> 4 (|s| < 2^30): below 2^55 summed
 
+// x limited to [-limit, limit]: one 64-bit sum and comparison where it fits.
 int32_t clamp(int64_t x, int32_t limit)
 {
-    return x > limit ? limit : x < -limit ? -limit : static_cast<int32_t>(x);
+    const uint64_t span = 2 * static_cast<uint64_t>(limit);
+    if (static_cast<uint64_t>(x) + static_cast<uint64_t>(limit) <= span) [[likely]]
+        return static_cast<int32_t>(x);
+    return x < 0 ? -limit : limit;
 }
 
-// a * b >> shift, rounded; |a * b| < 2^62.
-int64_t mul_round(int64_t a, int64_t b, int shift)
+// a * b >> shift, rounded: one 32x32 product.
+int64_t mul_round(int32_t a, int32_t b, int shift)
+{
+    return (int64_t{a} * b + (int64_t{1} << (shift - 1))) >> shift;
+}
+
+// The same for wider factors; |a * b| < 2^62.
+int64_t mul_round_wide(int64_t a, int64_t b, int shift)
 {
     return (a * b + (int64_t{1} << (shift - 1))) >> shift;
 }
@@ -211,42 +222,20 @@ void transient_gains(PsDecoder *p, const Layout &l, const int32_t (*s)[2], int b
     }
 }
 
-// The all-pass chain of band k: a 2-slot delay, the fractional delay phi and
-// three links (Q z^-d - a g) / (1 - a g Q z^-d).
-void allpass(PsDecoder *p, bool bands34, int k, const int32_t x[2], int32_t out[2])
-{
-    const int32_t(*c)[2] = bands34 ? kDecorr34[k] : kDecorr20[k];
-    const int32_t *ag = bands34 ? kAllpassGain34[k] : kAllpassGain20[k];
-    int32_t *pre = p->preDelay[p->slots % kPreDelay][k];
-    int32_t w[2];
-    cmul31(c[0], pre, w);
-    pre[0] = x[0];
-    pre[1] = x[1];
-    int32_t *rings[kLinks] = {p->link0[p->slots % 3][k], p->link1[p->slots % 4][k],
-                              p->link2[p->slots % 5][k]};
-    for (int m = 0; m < kLinks; m++) {
-        int32_t qv[2];
-        cmul31(c[1 + m], rings[m], qv);  // Q v(n - d)
-        int32_t v[2];
-        for (int j = 0; j < 2; j++)
-            v[j] = clamp(w[j] + mul_round(ag[m], qv[j], 31), kOutputLimit);
-        for (int j = 0; j < 2; j++) {
-            w[j] = clamp(qv[j] - mul_round(ag[m], v[j], 31), kOutputLimit);
-            rings[m][j] = v[j];
-        }
-    }
-    out[0] = w[0];
-    out[1] = w[1];
-}
-
 void decorrelate(PsDecoder *p, const Layout &l, const int32_t (*s)[2], int bands, int32_t (*d)[2])
 {
     int32_t gain[kMaxParBands];
     transient_gains(p, l, s, bands, gain);
+    const int chained = bands < l.allpass ? bands : l.allpass;
+    const bool b34 = p->bands34 != 0;
+    ps_allpass(b34 ? kDecorr34[0][0] : kDecorr20[0][0], b34 ? kAllpassGain34[0] : kAllpassGain20[0],
+               p->preDelay[p->slots % kPreDelay][0], p->link0[p->slots % 3][0],
+               p->link1[p->slots % 4][0], p->link2[p->slots % 5][0], s[0], d[0], chained);
     for (int k = 0; k < bands; k++) {
         int32_t y[2];
         if (k < l.allpass) {
-            allpass(p, p->bands34 != 0, k, s[k], y);
+            y[0] = d[k][0];
+            y[1] = d[k][1];
         } else if (k < l.shortDelay) {
             int32_t *at = p->longDelay[p->slots % kLongDelay][k - l.longDelay];
             y[0] = at[0];
@@ -354,12 +343,9 @@ void slot_matrices(const PsDecoder &p, int n, Matrix *out)
     const int start = e == 0 ? -1 : f.border[e - 1];
     const int len = f.border[e] - start;
     const int64_t frac = (int64_t{n - start} << 30) / len;  // Q30, 0 < frac <= 1
-    for (int b = 0; b < layout(p).parBands; b++)
-        for (int j = 0; j < 4; j++)
-            for (int c = 0; c < 2; c++) {
-                const int64_t from = p.from[b].h[j][c], to = p.to[b].h[j][c];
-                out[b].h[j][c] = static_cast<int32_t>(from + mul_round(to - from, frac, 30));
-            }
+    static_assert(sizeof(Matrix) == 8 * sizeof(int32_t), "matrices as words");
+    ps_interpolate(p.from[0].h[0], p.to[0].h[0], out[0].h[0], static_cast<int32_t>(frac),
+                   8 * layout(p).parBands);
 }
 
 bool negative(const Layout &l, int k)
@@ -381,16 +367,6 @@ void mix_one(const int32_t h1[2], const int32_t h2[2], bool conj, const int32_t 
     out[1] = clamp((im + (int64_t{1} << 29)) >> 30, kOutputLimit);
 }
 
-// x = h1 s + h2 d for real h1, h2 (Q30): mix_one's sums without their zero
-// terms, so the same bits.
-void mix_real(int32_t h1, int32_t h2, const int32_t s[2], const int32_t d[2], int32_t out[2])
-{
-    for (int c = 0; c < 2; c++) {
-        const int64_t v = int64_t{h1} * s[c] + int64_t{h2} * d[c];
-        out[c] = clamp((v + (int64_t{1} << 29)) >> 30, kOutputLimit);
-    }
-}
-
 bool is_real(const Matrix &m) { return (m.h[0][1] | m.h[1][1] | m.h[2][1] | m.h[3][1]) == 0; }
 
 void mix(const Layout &l, bool bands34, const Matrix *h, const int32_t (*s)[2],
@@ -400,8 +376,13 @@ void mix(const Layout &l, bool bands34, const Matrix *h, const int32_t (*s)[2],
     for (int k = 0; k < bands; k++) {
         const Matrix &m = h[par[k]];
         if (is_real(m)) {
-            mix_real(m.h[0][0], m.h[2][0], s[k], d[k], left[k]);
-            mix_real(m.h[1][0], m.h[3][0], s[k], d[k], right[k]);
+            // The run of bands of this parameter band, at once.
+            int end = k + 1;
+            while (end < bands && par[end] == par[k])
+                end++;
+            const int32_t coefficients[4] = {m.h[0][0], m.h[2][0], m.h[1][0], m.h[3][0]};
+            ps_mix_real(s[k], d[k], left[k], right[k], coefficients, end - k);
+            k = end - 1;
             continue;
         }
         const bool conj = k < l.hybrid && negative(l, k);
@@ -495,3 +476,67 @@ void ps_slot(PsDecoder *p, int slot, const int32_t ahead[kMaxSplit][2],
 }
 
 }  // namespace fxaac::ps
+
+// The all-pass chains of bands 0 .. n - 1 (ISO/IEC 14496-3 8.6.4.5.2): per
+// band a 2-slot delay, the fractional delay phi and three links
+// (Q z^-d - a g) / (1 - a g Q z^-d). decorr[k] holds phi and the links' Q
+// (complex Q31), gain[k] a(m) g(k) (Q31); pre and the links' rows are the
+// delay lines' entries of this slot ([k][2], read, then written).
+void fxaac::ps_allpass_c(const int32_t *decorr, const int32_t *gain, int32_t *pre, int32_t *link0,
+                         int32_t *link1, int32_t *link2, const int32_t *x, int32_t *y, int32_t n)
+{
+    using namespace fxaac::ps;
+    for (int32_t k = 0; k < n; k++) {
+        const int32_t(*c)[2] = reinterpret_cast<const int32_t(*)[2]>(decorr + 8 * k);
+        const int32_t *ag = gain + kLinks * k;
+        int32_t w[2];
+        cmul31(c[0], pre + 2 * k, w);
+        pre[2 * k] = x[2 * k];
+        pre[2 * k + 1] = x[2 * k + 1];
+        int32_t *rings[kLinks] = {link0 + 2 * k, link1 + 2 * k, link2 + 2 * k};
+        for (int m = 0; m < kLinks; m++) {
+            int32_t qv[2];
+            cmul31(c[1 + m], rings[m], qv);  // Q v(n - d)
+            int32_t v[2];
+            for (int j = 0; j < 2; j++)
+                v[j] = clamp(w[j] + mul_round(ag[m], qv[j], 31), kOutputLimit);
+            for (int j = 0; j < 2; j++) {
+                w[j] = clamp(qv[j] - mul_round(ag[m], v[j], 31), kOutputLimit);
+                rings[m][j] = v[j];
+            }
+        }
+        y[2 * k] = w[0];
+        y[2 * k + 1] = w[1];
+    }
+}
+
+// x = h1 s + h2 d for real h1, h2 (Q30) over bands 0 .. n - 1, h = the left
+// output's h1, h2, then the right's: the complex mixing's sums without their
+// zero terms, so the same bits.
+void fxaac::ps_mix_real_c(const int32_t *s, const int32_t *d, int32_t *left, int32_t *right,
+                          const int32_t *h, int32_t n)
+{
+    using namespace fxaac::ps;
+    for (int32_t i = 0; i < 2 * n; i++) {
+        const int64_t l = int64_t{h[0]} * s[i] + int64_t{h[1]} * d[i];
+        const int64_t r = int64_t{h[2]} * s[i] + int64_t{h[3]} * d[i];
+        left[i] = clamp((l + (int64_t{1} << 29)) >> 30, kOutputLimit);
+        right[i] = clamp((r + (int64_t{1} << 29)) >> 30, kOutputLimit);
+    }
+}
+
+// out = from + round((to - from) q / 2^30) per word, 0 <= q <= 2^30: one
+// 32-bit product where the difference fits 32 bits.
+void fxaac::ps_interpolate_c(const int32_t *from, const int32_t *to, int32_t *out, int32_t q,
+                             int32_t n)
+{
+    using namespace fxaac::ps;
+    for (int32_t i = 0; i < n; i++) {
+        int32_t step;
+        if (__builtin_sub_overflow(to[i], from[i], &step)) [[unlikely]]
+            out[i] = static_cast<int32_t>(from[i] +
+                                          mul_round_wide(int64_t{to[i]} - from[i], q, 30));
+        else
+            out[i] = static_cast<int32_t>(from[i] + mul_round(step, q, 30));
+    }
+}

@@ -13,6 +13,8 @@
 
 #include <algorithm>
 
+#include "dsp/kernels.h"
+
 namespace fxaac::sbr {
 namespace {
 
@@ -142,31 +144,14 @@ struct Covariance {
     int64_t r01[2], r12[2], r02[2];
 };
 
-// The covariances of low subbands lo .. hi - 1, row by row: the inner loops
-// run over adjacent subbands (vector-friendly), the sums in int64 per band.
+// The covariances of low subbands lo .. hi - 1: the sums over rows 2..39
+// (the covariance_sums kernel), then the ends that phi(2,2) and phi(1,2)
+// differ by.
 void covariances(const QmfRow *rows, int lo, int hi, Covariance *out)
 {
-    int64_t e[kLowBands] = {}, c1r[kLowBands] = {}, c1i[kLowBands] = {};
-    int64_t c2r[kLowBands] = {}, c2i[kLowBands] = {};
-    for (int n = 2; n < kRows; ++n) {
-        const int32_t(*x0)[2] = rows[n];
-        const int32_t(*x1)[2] = rows[n - 1];
-        const int32_t(*x2)[2] = rows[n - 2];
-        // Two passes over the subbands, few enough live values for 32-bit ARM.
-        for (int p = lo; p < hi; ++p) {
-            const int64_t x0r = x0[p][0], x0i = x0[p][1];
-            const int64_t x1r = x1[p][0], x1i = x1[p][1];
-            e[p] += x1r * x1r + x1i * x1i;
-            c1r[p] += x0r * x1r + x0i * x1i;  // X(n) conj X(n - 1)
-            c1i[p] += x0i * x1r - x0r * x1i;
-        }
-        for (int p = lo; p < hi; ++p) {
-            const int64_t x0r = x0[p][0], x0i = x0[p][1];
-            const int64_t x2r = x2[p][0], x2i = x2[p][1];
-            c2r[p] += x0r * x2r + x0i * x2i;  // X(n) conj X(n - 2)
-            c2i[p] += x0i * x2r - x0r * x2i;
-        }
-    }
+    int64_t sums[5][kLowBands];
+    sbr_covariance_sums(rows[0][0], lo, hi, sums[0]);
+    const int64_t *e = sums[0], *c1r = sums[1], *c1i = sums[2], *c2r = sums[3], *c2i = sums[4];
     for (int p = lo; p < hi; ++p) {
         const int64_t ar = rows[0][p][0], ai = rows[0][p][1];    // X(0)
         const int64_t br = rows[1][p][0], bi = rows[1][p][1];    // X(1)
@@ -311,30 +296,6 @@ HfPredictor predictor(Covariance c)
     return a;
 }
 
-// X_High of one patch: target subbands k .. k + n - 1 from sources p .. p + n - 1,
-// rows r0 .. r1 - 1 (r0 >= 2), with c0 = bw alpha0, c1 = bw^2 alpha1 (Q29) per
-// target subband. Row by row over adjacent subbands; |c| < 4 and |X| < 2^27
-// keep every sum below 2^61 and the result in int32.
-void predict_patch(QmfRow *rows, int k, int p, int n, const int32_t (*c0)[2],
-                   const int32_t (*c1)[2], int r0, int r1)
-{
-    constexpr int64_t kHalf = int64_t{1} << (kHfAlphaQ - 1);
-    for (int r = r0; r < r1; ++r) {
-        const int32_t(*x0)[2] = rows[r] + p;
-        const int32_t(*x1)[2] = rows[r - 1] + p;
-        const int32_t(*x2)[2] = rows[r - 2] + p;
-        int32_t(*y)[2] = rows[r] + k;
-        for (int x = 0; x < n; ++x) {
-            const int64_t x1r = x1[x][0], x1i = x1[x][1], x2r = x2[x][0], x2i = x2[x][1];
-            const int64_t c0r = c0[x][0], c0i = c0[x][1], c1r = c1[x][0], c1i = c1[x][1];
-            const int64_t re = c0r * x1r - c0i * x1i + c1r * x2r - c1i * x2i;
-            const int64_t im = c0r * x1i + c0i * x1r + c1r * x2i + c1i * x2r;
-            y[x][0] = x0[x][0] + static_cast<int32_t>((re + kHalf) >> kHfAlphaQ);
-            y[x][1] = x0[x][1] + static_cast<int32_t>((im + kHalf) >> kHfAlphaQ);
-        }
-    }
-}
-
 }  // namespace
 
 HfPredictor hf_predictor(const QmfRow *rows, int band)
@@ -391,8 +352,65 @@ void hf_generate(HfGenState *s, const FrequencyTables &t, const uint8_t invfMode
             c1[x][0] = mul_q31(bw2, a.a1[0]);
             c1[x][1] = mul_q31(bw2, a.a1[1]);
         }
-        predict_patch(rows, target[i], first[i], count[i], c0, c1, r0, r1);
+        sbr_predict_patch(rows[0][0], target[i], first[i], count[i], c0[0], c1[0], r0, r1);
     }
 }
 
 }  // namespace fxaac::sbr
+
+namespace fxaac {
+
+// sums[j * 32 + p] for low subbands p in [lo, hi), over rows n = 2..39 of
+// the work matrix (rows of 64 complex samples): j = 0 |X(n-1)|^2,
+// 1 and 2 X(n) conj X(n-1), 3 and 4 X(n) conj X(n-2), real and imaginary
+// parts. Exact: |X| < 2^27 keeps every sum below 2^61.
+void sbr_covariance_sums_c(const int32_t *rows, int32_t lo, int32_t hi, int64_t *sums)
+{
+    constexpr int kRow = 2 * sbr::kBands;
+    for (int32_t p = lo; p < hi; ++p) {
+        int64_t e = 0, c1r = 0, c1i = 0, c2r = 0, c2i = 0;
+        for (int n = 2; n < sbr::kRows; ++n) {
+            const int32_t *x0 = rows + n * kRow + 2 * p, *x1 = x0 - kRow, *x2 = x1 - kRow;
+            const int64_t x0r = x0[0], x0i = x0[1], x1r = x1[0], x1i = x1[1];
+            const int64_t x2r = x2[0], x2i = x2[1];
+            e += x1r * x1r + x1i * x1i;
+            c1r += x0r * x1r + x0i * x1i;
+            c1i += x0i * x1r - x0r * x1i;
+            c2r += x0r * x2r + x0i * x2i;
+            c2i += x0i * x2r - x0r * x2i;
+        }
+        sums[p] = e;
+        sums[sbr::kLowBands + p] = c1r;
+        sums[2 * sbr::kLowBands + p] = c1i;
+        sums[3 * sbr::kLowBands + p] = c2r;
+        sums[4 * sbr::kLowBands + p] = c2i;
+    }
+}
+
+// X_High of one patch: target subbands k .. k + n - 1 from sources
+// p .. p + n - 1, rows r0 .. r1 - 1 (r0 >= 2), with c0 = bw alpha0,
+// c1 = bw^2 alpha1 (Q29, [x][re, im]) per target subband:
+// X(r) + round((c0 X(r-1) + c1 X(r-2)) / 2^29). |c| < 4 and |X| < 2^27 keep
+// every sum below 2^61 and the result in int32.
+void sbr_predict_patch_c(int32_t *rows, int32_t k, int32_t p, int32_t n, const int32_t *c0,
+                         const int32_t *c1, int32_t r0, int32_t r1)
+{
+    constexpr int kRow = 2 * sbr::kBands;
+    constexpr int64_t kHalf = int64_t{1} << (sbr::kHfAlphaQ - 1);
+    for (int32_t r = r0; r < r1; ++r) {
+        const int32_t *x0 = rows + r * kRow + 2 * p, *x1 = x0 - kRow, *x2 = x1 - kRow;
+        int32_t *y = rows + r * kRow + 2 * k;
+        for (int32_t x = 0; x < n; ++x) {
+            const int64_t x1r = x1[2 * x], x1i = x1[2 * x + 1];
+            const int64_t x2r = x2[2 * x], x2i = x2[2 * x + 1];
+            const int64_t c0r = c0[2 * x], c0i = c0[2 * x + 1];
+            const int64_t c1r = c1[2 * x], c1i = c1[2 * x + 1];
+            const int64_t re = c0r * x1r - c0i * x1i + c1r * x2r - c1i * x2i;
+            const int64_t im = c0r * x1i + c0i * x1r + c1r * x2i + c1i * x2r;
+            y[2 * x] = x0[2 * x] + static_cast<int32_t>((re + kHalf) >> sbr::kHfAlphaQ);
+            y[2 * x + 1] = x0[2 * x + 1] + static_cast<int32_t>((im + kHalf) >> sbr::kHfAlphaQ);
+        }
+    }
+}
+
+}  // namespace fxaac

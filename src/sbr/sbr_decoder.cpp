@@ -1,22 +1,18 @@
 #include "sbr/sbr_decoder.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "bitstream/bit_reader.h"
+#include "dsp/kernels.h"
 #include "filterbank/pcm_output.h"
+#include "sbr/sbr_input.h"
 
 namespace fxaac::sbr {
 
 namespace {
 
 constexpr int kCrcBits = 10;  // bs_sbr_crc_bits, kept, not verified
-// The core's hand-off samples carry the half LSB (2^15 at 2^16 per 16-bit
-// LSB) that rounds its own 16-bit output; the output of the synthesis bank
-// rounds again, so the analysis takes it off.
-constexpr int32_t kHandOffBias = 1 << 15;
-
-int32_t sub_bias(int32_t x) { return x >= INT32_MIN + kHandOffBias ? x - kHandOffBias : INT32_MIN; }
-
 // A header that changes the tables restarts the HF adjuster; the chirp
 // factors of the HF generator carry on by noise band, as the reference
 // decoders keep them.
@@ -58,11 +54,6 @@ int32_t take_header(SbrDecoder *d, int element, bool pair, const SbrHeader &h)
 // margin.
 constexpr int kTailStart = FXAAC_FRAME_LENGTH - 576;
 
-uint32_t magnitude(int32_t x)
-{
-    return x < 0 ? 0u - static_cast<uint32_t>(x) : static_cast<uint32_t>(x);
-}
-
 // x * 2^shift for a shift of either sign, rounding a right shift.
 int32_t rescale(int32_t x, int shift)
 {
@@ -77,13 +68,9 @@ int32_t rescale(int32_t x, int shift)
 // analysis bound |X| < 2^27 then still holds. Brings the history to it.
 int take_block_scale(SbrChannel *c, const int32_t *time)
 {
-    uint32_t peak = c->tailMax, tail = 0;
-    for (int i = 0; i < FXAAC_FRAME_LENGTH; i++) {
-        const uint32_t m = magnitude(sub_bias(time[i]));
-        peak = m > peak ? m : peak;
-        if (i >= kTailStart)
-            tail = m > tail ? m : tail;
-    }
+    const uint32_t head = sbr_input_peak(time, kTailStart);
+    const uint32_t tail = sbr_input_peak(time + kTailStart, FXAAC_FRAME_LENGTH - kTailStart);
+    const uint32_t peak = std::max({c->tailMax, head, tail});
     c->tailMax = tail;
     const int headroom = peak == 0 ? kMaxBlockScale
                                    : (peak >= 1u << 30 ? 0 : __builtin_clz(peak) - 1);
@@ -124,10 +111,7 @@ void compose_slot(const SbrChannel &c, const QmfRow *rows, int l, int kx, int m,
     const bool early = l < firstSlot;
     const int lowEnd = early ? c.prevKx : kx;
     const int highEnd = early ? c.prevKx + c.prevM : kx + m;
-    for (int k = 0; k < lowEnd; k++) {
-        out[k][0] = rescale(rows[row][k][0], -c.scale);
-        out[k][1] = rescale(rows[row][k][1], -c.scale);
-    }
+    sbr_rescale_down(rows[row][0], out[0], 2 * lowEnd, c.scale);
     if (early && l < c.historyRows)
         std::memcpy(out[lowEnd], c.highHistory[l][lowEnd],
                     sizeof(int32_t) * 2 * (highEnd - lowEnd));
@@ -224,8 +208,7 @@ void process_channel(SbrDecoder *d, SbrWork *w, int channel, int element, int fr
         std::memcpy(rows[r], c.lowHistory[r], sizeof c.lowHistory[r]);
     for (int s = 0; s < kSlots; s++) {
         int32_t in[kLowBands];
-        for (int i = 0; i < kLowBands; i++)
-            in[i] = rescale(sub_bias(time[kLowBands * s + i]), scale);
+        sbr_input_scale(time + kLowBands * s, in, kLowBands, scale);
         qmf_analysis_slot(&c.analysis, in, rows[kHfGen + s]);
     }
     // The low band that the next frame's first rows hold: the subbands below

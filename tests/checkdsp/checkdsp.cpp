@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
@@ -27,12 +28,14 @@
 #include <random>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "dsp/kernel_table.h"
 #include "filterbank/transform_tables.h"
 #include "filterbank/window_tables.h"
 #include "precise/precise_tables.h"
+#include "ps/ps_tables.h"
 #include "sbr/qmf_tables.h"
 #include "sbr/sbr_tables.h"
 
@@ -605,6 +608,129 @@ void check_stereo(const Kernels &k)
     }
 }
 
+// The SBR input: the hand-off, the peak and the scaled input on every kind
+// of word (the bounds saturate in the hand-off and the bias), at each shift.
+void check_sbr_input(const Kernels &k)
+{
+    for (const int n : kCounts) {
+        const size_t size = static_cast<size_t>(n);
+        for (const Data &d : kAllData) {
+            const Buffers in{{words(size, d), words(size, kRandom)}, {}};
+            CHECK(sbr_hand_off, describe("n=%d data=%s", n, d.name), in,
+                  [&](auto f, const Pointers &p) { f(p.w[1], p.w[0], n); });
+            CHECK(sbr_input_peak, describe("n=%d data=%s", n, d.name), in,
+                  [&](auto f, const Pointers &p) { return f(p.w[0], n); });
+            for (const int32_t shift : {0, 1, 7, 24, 31}) {
+                CHECK(sbr_input_scale, describe("n=%d data=%s shift=%d", n, d.name, shift), in,
+                      [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], n, shift); });
+                CHECK(sbr_rescale_down, describe("n=%d data=%s shift=%d", n, d.name, shift), in,
+                      [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], n, shift); });
+            }
+        }
+    }
+}
+
+// Parametric stereo's all-pass chains: both configurations' coefficient
+// tables, delay lines and input within the decoder's bound 2^30 (random,
+// audio-like and at the bound), every count up to the 34-band one.
+void check_ps(const Kernels &k)
+{
+    const auto bounded = [](size_t n, int kind) {
+        Words v(n);
+        for (auto &x : v) {
+            const int32_t r = static_cast<int32_t>(g_rng()) >> (kind == 0 ? 1 : 1 + g_rng() % 24);
+            x = kind == 2 && g_rng() % 2 ? (g_rng() % 2 ? 1 << 30 : -(1 << 30)) : r;
+        }
+        return v;
+    };
+    for (const bool b34 : {false, true}) {
+        const int bands = b34 ? 50 : 30;
+        const size_t size = static_cast<size_t>(bands);
+        const Words decorr = b34 ? table(fxaac::ps::kDecorr34[0][0], 8 * size)
+                                 : table(fxaac::ps::kDecorr20[0][0], 8 * size);
+        const Words gain = b34 ? table(fxaac::ps::kAllpassGain34[0], 3 * size)
+                               : table(fxaac::ps::kAllpassGain20[0], 3 * size);
+        for (const int n : {bands, 29, 17, 8, 5, 4, 3, 1, 0}) {
+            for (int kind = 0; kind < 3; kind++) {
+                const Buffers in{{decorr, gain, bounded(2 * size, kind), bounded(2 * size, kind),
+                                  bounded(2 * size, kind), bounded(2 * size, kind),
+                                  bounded(2 * size, kind), Words(2 * size)},
+                                 {}};
+                CHECK(ps_allpass, describe("34=%d n=%d kind=%d", b34, n, kind), in,
+                      [&](auto f, const Pointers &p) {
+                          f(p.w[0], p.w[1], p.w[2], p.w[3], p.w[4], p.w[5], p.w[6], p.w[7], n);
+                      });
+            }
+        }
+    }
+    // The mixing: matrices of the decoder's range (|h| <= 2^31, Q30) and at
+    // the bounds, sums up to 2^62 (the clamp's both sides and beyond int32).
+    for (const int n : {91, 61, 29, 8, 3, 2, 1, 0}) {
+        const size_t size = static_cast<size_t>(n);
+        for (int kind = 0; kind < 3; kind++) {
+            Words h(4);
+            for (auto &c : h) {
+                c = kind == 2 ? (g_rng() % 2 ? kMin : kMax) : static_cast<int32_t>(g_rng()) >> kind;
+            }
+            CHECK(ps_mix_real, describe("n=%d kind=%d", n, kind),
+                  {{bounded(2 * size, kind), bounded(2 * size, kind), Words(2 * size),
+                    Words(2 * size), h},
+                   {}},
+                  [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], p.w[3], p.w[4], n); });
+        }
+    }
+    // The interpolation: matrices of the decoder's range (Q30) and any words
+    // (differences that overflow), at the ends and within an envelope.
+    for (const int n : {272, 160, 7, 4, 1, 0}) {
+        const size_t size = static_cast<size_t>(n);
+        for (const int32_t q : {0, 1, 1 << 29, 357913941, (1 << 30) - 1, 1 << 30}) {
+            for (const Data &d : kAllData) {
+                CHECK(ps_interpolate, describe("n=%d q=%d data=%s", n, q, d.name),
+                      {{words(size, d), bounded(size, 0), Words(size)}, {}},
+                      [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], q, n); });
+            }
+        }
+    }
+}
+
+// SBR HF generation: the work matrix (40 rows of 64 complex samples) within
+// the analysis bound 2^27, the covariance sums of every range the decoder can
+// ask for and short ones, the prediction of patches of odd and even widths
+// over the full and partial rows, coefficients of the whole Q29 range.
+void check_hf_generation(const Kernels &k)
+{
+    constexpr size_t kMatrix = 40 * 128;
+    const auto matrix = [](int kind) {
+        Words m(kMatrix);
+        for (auto &x : m) {
+            const int32_t r = static_cast<int32_t>(g_rng()) >> (5 + (kind == 1 ? g_rng() % 20 : 0));
+            x = kind == 2 && g_rng() % 3 == 0 ? (g_rng() % 2 ? (1 << 27) - 1 : 1 - (1 << 27)) : r;
+        }
+        return m;
+    };
+    for (int kind = 0; kind < 3; kind++) {
+        const Words rows = matrix(kind);
+        for (const auto &[lo, hi] : {std::pair{0, 32}, {1, 32}, {3, 20}, {5, 6}, {7, 7}, {0, 1}}) {
+            CHECK(sbr_covariance_sums, describe("lo=%d hi=%d kind=%d", lo, hi, kind),
+                  {{rows, Words(2 * 5 * 32)}, {}}, [&](auto f, const Pointers &p) {
+                      f(p.w[0], lo, hi, reinterpret_cast<int64_t *>(p.w[1]));
+                  });
+        }
+        for (const auto &[t, src, n, r0, r1] : {std::array{32, 1, 13, 2, 40},
+                                                {20, 0, 12, 9, 35},
+                                                {45, 20, 8, 2, 3},
+                                                {60, 3, 3, 38, 40},
+                                                {33, 2, 1, 2, 40},
+                                                {40, 4, 0, 2, 40}}) {
+            const Words c0 = words(2 * 32, kRandom), c1 = words(2 * 32, kEdges);
+            CHECK(sbr_predict_patch,
+                  describe("k=%d p=%d n=%d rows %d-%d kind=%d", t, src, n, r0, r1, kind),
+                  {{rows, c0, c1}, {}},
+                  [&](auto f, const Pointers &p) { f(p.w[0], t, src, n, p.w[1], p.w[2], r0, r1); });
+        }
+    }
+}
+
 // Output of exactly 2n elements (channel slot 0 or 1); the other channel's
 // elements hold values that must survive.
 void check_pcm(const Kernels &k)
@@ -880,7 +1006,8 @@ int main(int argc, char **argv)
     std::printf(" against c\n");
     for (const Kernels &k : all)
         check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k), check_precise(k),
-            check_noise(k), check_stereo(k), check_qmf(k);
+            check_noise(k), check_stereo(k), check_sbr_input(k), check_ps(k), check_qmf(k),
+            check_hf_generation(k);
     std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
     if (timing) {
         std::vector<Kernels> versions{portable()};
