@@ -372,12 +372,16 @@ void synthesis_window(int32_t *partial, int32_t head, const int32_t *cr, const i
 
 }  // namespace
 
-void qmf_dct4_neon(const int32_t *in, int32_t *out, int32_t n)
+void qmf_dct4x2_neon(const int32_t *in0, const int32_t *in1, int32_t *out0, int32_t *out1,
+                     int32_t n)
 {
-    if (n == 32)
-        dct4<32>(in, out);
-    else if (n == 64)
-        dct4<64>(in, out);
+    if (n == 32) {
+        dct4<32>(in0, out0);
+        dct4<32>(in1, out1);
+    } else if (n == 64) {
+        dct4<64>(in0, out0);
+        dct4<64>(in1, out1);
+    }
 }
 
 void qmf_analysis_fold_neon(const int32_t *x, const int32_t *w, int32_t *p, int32_t *q)

@@ -128,8 +128,11 @@
     K(a, sse41, void, ps_interpolate,                                                              \
       (const int32_t *from, const int32_t *to, int32_t *out, int32_t q, int32_t n),                \
       (from, to, out, q, n))                                                                       \
-    /* SBR QMF banks (src/sbr/qmf.cpp): the DCT-IV of n = 32 or 64 points (sum |in| < 2^30), */    \
-    K(a, avx2, void, qmf_dct4, (const int32_t *in, int32_t *out, int32_t n), (in, out, n))         \
+    /* SBR QMF banks (src/sbr/qmf.cpp): two DCT-IVs of n = 32 or 64 points, in0 to out0 and */     \
+    /* in1 to out1 (sum |in| < 2^30 each), */                                                      \
+    K(a, avx2, void, qmf_dct4x2,                                                                   \
+      (const int32_t *in0, const int32_t *in1, int32_t *out0, int32_t *out1, int32_t n),           \
+      (in0, in1, out0, out1, n))                                                                   \
     /* the analysis window and fold of history x (320 words) into p, q (32 each), w the */         \
     /* 640-tap Q31 window, */                                                                      \
     K(a, avx2, void, qmf_analysis_fold,                                                            \
