@@ -2,6 +2,9 @@
 //
 // Both the analysis and the synthesis modulations are a DCT-IV and a DST-IV
 // of N = 32 or 64 points, each computed through a complex FFT of N/2 points.
+// The windows, the transforms and the synthesis input's scaling are kernels
+// (qmf_* in src/dsp/kernels.h; their portable versions at the end of this
+// file), the slot functions their sequence.
 //
 // Analysis. With x(n) newest first, u(n) = sum_j x(n + 64j) c(2(n + 64j))
 // and X(k) = 2 sum_{n<64} u(n) exp(i pi/64 (k + 1/2)(2n - 1/2)). Writing
