@@ -158,6 +158,33 @@ void ps_interpolate_neon(const int32_t *from, const int32_t *to, int32_t *out, i
     ps_interpolate_c(from + i, to + i, out + i, q, n - i);
 }
 
+// The hybrid analysis filters: two taps per 64-bit pair of lanes (VLD2
+// de-interleaves real and imaginary parts), the thirteenth alone, the lanes'
+// sums added and rounded by VRSHRN #31: the portable exact sums in another
+// order.
+void ps_hybrid_filters_neon(const int32_t *x, const int32_t *g, int32_t *out, int32_t count)
+{
+    int32x2x2_t xs[6];
+    for (int j = 0; j < 6; j++)
+        xs[j] = vld2_s32(x + 4 * j);
+    const int32x2_t last = vld1_s32(x + 24), swapped = vrev64_s32(last);
+    for (int32_t i = 0; i < count; i++, g += 26) {
+        int64x2_t re = vdupq_n_s64(0), im = re;
+        for (int j = 0; j < 6; j++) {
+            const int32x2x2_t t = vld2_s32(g + 4 * j);
+            re = vmlsl_s32(vmlal_s32(re, t.val[0], xs[j].val[0]), t.val[1], xs[j].val[1]);
+            im = vmlal_s32(vmlal_s32(im, t.val[0], xs[j].val[1]), t.val[1], xs[j].val[0]);
+        }
+        const int32x2_t t = vld1_s32(g + 24);
+        const int64x2_t straight = vmull_s32(t, last), crossed = vmull_s32(t, swapped);
+        const int64x1_t r = vadd_s64(vadd_s64(vget_low_s64(re), vget_high_s64(re)),
+                                     vsub_s64(vget_low_s64(straight), vget_high_s64(straight)));
+        const int64x1_t m = vadd_s64(vadd_s64(vget_low_s64(im), vget_high_s64(im)),
+                                     vadd_s64(vget_low_s64(crossed), vget_high_s64(crossed)));
+        vst1_s32(out + 2 * i, vrshrn_n_s64(vcombine_s64(r, m), 31));
+    }
+}
+
 }  // namespace fxaac
 
 #endif  // __ARM_NEON

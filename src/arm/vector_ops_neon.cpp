@@ -43,10 +43,11 @@ inline int16x4_t pair_coefficients(const int16_t *w, int i)
     return c;
 }
 
-// y[i] = m(x[i], w[±i]) (+ y[i], wrapping, when Accumulate) for i below the
-// pairs count. Eight lanes per step, then one step of four and one of two.
-// y may be x: every step loads before it stores.
-template <bool Backward, bool Accumulate>
+// y[i] = m(x[i], w[±i]) (+ y[i] when Accumulate: wrapping, or saturating
+// (VQADD) when Saturate) for i below the pairs count. Eight lanes per step,
+// then one step of four and one of two. y may be x: every step loads before
+// it stores.
+template <bool Backward, bool Accumulate, bool Saturate = false>
 void window(const int32_t *x, const int16_t *w, int32_t *y, int n)
 {
     const int count = whole_pairs(n);
@@ -70,7 +71,10 @@ void window(const int32_t *x, const int16_t *w, int32_t *y, int n)
         x += 4;
         int32x4_t p1 = mul_q15(vld1q_s32(x), w1);
         x += 4;
-        if constexpr (Accumulate) {
+        if constexpr (Accumulate && Saturate) {
+            p0 = vqaddq_s32(vld1q_s32(y), p0);
+            p1 = vqaddq_s32(vld1q_s32(y + 4), p1);
+        } else if constexpr (Accumulate) {
             p0 = vaddq_s32(vld1q_s32(y), p0);
             p1 = vaddq_s32(vld1q_s32(y + 4), p1);
         }
@@ -84,7 +88,7 @@ void window(const int32_t *x, const int16_t *w, int32_t *y, int n)
         const int16x4_t v = Backward ? vrev64_s16(vld1_s16(w - i - 3)) : vld1_s16(w + i);
         int32x4_t p = mul_q15(vld1q_s32(x), v);
         if constexpr (Accumulate)
-            p = vaddq_s32(vld1q_s32(y), p);
+            p = Saturate ? vqaddq_s32(vld1q_s32(y), p) : vaddq_s32(vld1q_s32(y), p);
         vst1q_s32(y, p);
         x += 4;
         y += 4;
@@ -93,7 +97,7 @@ void window(const int32_t *x, const int16_t *w, int32_t *y, int n)
     if ((count & 2) != 0) {
         int32x2_t p = mul_q15(vld1_s32(x), pair_coefficients<Backward>(w, i));
         if constexpr (Accumulate)
-            p = vadd_s32(vld1_s32(y), p);
+            p = Saturate ? vqadd_s32(vld1_s32(y), p) : vadd_s32(vld1_s32(y), p);
         vst1_s32(y, p);
     }
 }
@@ -118,6 +122,11 @@ void window_rise_add_neon(const int32_t *x, const int16_t *w, int32_t *y, int n)
 void window_fall_add_neon(const int32_t *x, const int16_t *w, int32_t *y, int n)
 {
     window<true, true>(x, w, y, n);
+}
+
+void window_rise_overlap_neon(const int32_t *x, const int16_t *w, int32_t *y, int n)
+{
+    window<false, true, true>(x, w, y, n);
 }
 
 // z[i] = sat(x[i] + y[i]) (VQADD), pairs; z may be x or y.

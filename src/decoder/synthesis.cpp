@@ -20,9 +20,10 @@ void run_channels(AacDecoder *dec, FrameBuffers *buf, const Block &b, void *outp
         dec->scratchB = buf->savedSpectrum;
         dec->scratchA = buf->work;
         int32_t *time = handOff.buffer(k);
-        ifilter_bank(dec, b.windowSequence[k], b.windowShape[k], dec->prevWindowShape[k],
-                     buf->spectrum[k], dec->overlap[k], time, buf->work, output, b.twoSingles,
-                     b.channels, static_cast<int16_t>(dec->pcmFormat), k, sbrMode);
+        filter_bank_channel(dec, b.windowSequence[k], b.windowShape[k], dec->prevWindowShape[k],
+                            buf->spectrum[k], dec->overlap[k], time, buf->work, output,
+                            b.twoSingles, b.channels, static_cast<int16_t>(dec->pcmFormat), k,
+                            sbrMode, b.channels == 2 && k == 0);
         dec->prevWindowShape[k] = b.windowShape[k];
         handOff.done(k, time);
         buf->spectrum[1] = buf->savedSpectrum;

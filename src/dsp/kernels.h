@@ -56,6 +56,9 @@
       (x, w, y, n))                                                                                \
     K(a, avx2, void, window_fall_add, (const int32_t *x, const int16_t *w, int32_t *y, int n),     \
       (x, w, y, n))                                                                                \
+    /* the long overlap-add: y = sat(y + (x*w>>16)) */                                             \
+    K(a, avx2, void, window_rise_overlap, (const int32_t *x, const int16_t *w, int32_t *y, int n), \
+      (x, w, y, n))                                                                                \
     /* saturating vector add */                                                                    \
     K(a, avx2, void, add_saturate, (const int32_t *x, const int32_t *y, int32_t *z, int n),        \
       (x, y, z, n))                                                                                \
@@ -128,6 +131,9 @@
     K(a, sse41, void, ps_interpolate,                                                              \
       (const int32_t *from, const int32_t *to, int32_t *out, int32_t q, int32_t n),                \
       (from, to, out, q, n))                                                                       \
+    /* and the hybrid analysis: count complex filters of 13 Q31 taps over 13 samples */            \
+    K(a, sse41, void, ps_hybrid_filters,                                                           \
+      (const int32_t *x, const int32_t *g, int32_t *out, int32_t count), (x, g, out, count))       \
     /* SBR QMF banks (src/sbr/qmf.cpp): two DCT-IVs of n = 32 or 64 points, in0 to out0 and */     \
     /* in1 to out1 (sum |in| < 2^30 each), */                                                      \
     K(a, avx2, void, qmf_dct4x2,                                                                   \
@@ -160,7 +166,11 @@
     K(a, sse41, void, sbr_predict_patch,                                                           \
       (int32_t * rows, int32_t k, int32_t p, int32_t n, const int32_t *c0, const int32_t *c1,      \
        int32_t r0, int32_t r1),                                                                    \
-      (rows, k, p, n, c0, c1, r0, r1))
+      (rows, k, p, n, c0, c1, r0, r1))                                                             \
+    /* dequantisation: runs (from, to, form, k, shift) of out = gain(sign(q) |q|^(4/3)), */        \
+    /* the gain forms of tools/inverse_quantization.cpp (3: none, 4: silent); in place as there */ \
+    K(a, sse41, void, dequantize_bands,                                                            \
+      (const int16_t *q, int32_t *out, const int32_t *runs, int32_t count), (q, out, runs, count))
 
 // FXAAC_IF_HAS_AVX2_<x86>(text): text for a kernel with an AVX2 version.
 #define FXAAC_IF_HAS_AVX2_avx2(...) __VA_ARGS__

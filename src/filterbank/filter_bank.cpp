@@ -42,13 +42,14 @@ constexpr int32_t kFlat = (kFrame - kShortHalf) / 2;
 struct Output {
     void *pcm;
     int32_t *sbr;
-    int32_t *saved;  // receives pcm's first 1024 words with two channels
+    int32_t *saved;  // receives pcm's first 1024 words when save is set
     int32_t swap;
     int32_t channels;
     int16_t format;
     int32_t channel;
     int32_t sbr_mode;
     bool precise;  // samples at the precise arithmetic's scale
+    bool save;
 };
 
 // The caller keeps the second channel's spectrum in the output buffer while
@@ -59,7 +60,7 @@ struct Output {
 // the buffer only after this).
 void hand_over(const Output &out, int32_t *samples)
 {
-    if (out.channels == 2)
+    if (out.save)
         my_vcopy(static_cast<const int32_t *>(out.pcm), out.saved, kFrame);
     if (out.sbr_mode != 0) {
         if (out.precise)
@@ -112,6 +113,11 @@ struct DefaultArithmetic {
     {
         window_fall_add(x, w, y, n);
     }
+    // overlap = sat(overlap + rising window of x), one pass.
+    static void rise_overlap(const int32_t *x, const Coef *w, int32_t *overlap, int n)
+    {
+        window_rise_overlap(x, w, overlap, n);
+    }
 };
 
 struct PreciseArithmetic {
@@ -145,6 +151,11 @@ struct PreciseArithmetic {
     {
         window_fall_add_q31(x, w, y, n);
     }
+    static void rise_overlap(int32_t *x, const Coef *w, int32_t *overlap, int n)
+    {
+        window_rise_q31(x, w, x, n);
+        add_saturate(x, overlap, overlap, n);
+    }
 };
 
 // First half of the stop window, in place: zero, rising short half, flat.
@@ -177,10 +188,10 @@ void long_sequence(AacDecoder *instance, int32_t sequence, int shape, int previo
     A::imdct(instance, spectrum, time, kLongSize);
     if (sequence == kLongStop) {
         stop_rise<A>(A::short_window(instance, previous), time);
+        add_saturate(time, overlap, overlap, kFrame);
     } else {
-        A::rise(time, A::long_window(instance, previous), time, kFrame);
+        A::rise_overlap(time, A::long_window(instance, previous), overlap, kFrame);
     }
-    add_saturate(time, overlap, overlap, kFrame);
     // overlap holds the finished samples: hand them over before it is reused.
     hand_over(out, overlap);
     if (sequence == kLongStart) {
@@ -227,16 +238,17 @@ void eight_short(AacDecoder *instance, int shape, int previous, const int32_t *s
 
 }  // namespace
 
-void fxaac::ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t window_shape,
-                         int32_t previous_shape, int32_t *spectrum, int32_t *overlap,
-                         int32_t *sbr_out, int32_t *time, void *pcm_out, int32_t swap,
-                         int32_t channels, int16_t format, int32_t channel, int32_t sbr_mode)
+void fxaac::filter_bank_channel(AacDecoder *instance, int32_t window_sequence, int32_t window_shape,
+                                int32_t previous_shape, int32_t *spectrum, int32_t *overlap,
+                                int32_t *sbr_out, int32_t *time, void *pcm_out, int32_t swap,
+                                int32_t channels, int16_t format, int32_t channel, int32_t sbr_mode,
+                                bool save)
 {
     if (window_sequence < kOnlyLong || window_sequence > kLongStop)
         return;
     const bool precise = instance->arithmetic == FXAAC_ARITHMETIC_PRECISE;
-    const Output out{pcm_out, sbr_out, instance->scratchB, swap,   channels,
-                     format,  channel, sbr_mode,           precise};
+    const Output out{pcm_out, sbr_out, instance->scratchB, swap,    channels,
+                     format,  channel, sbr_mode,           precise, save};
     // window_shape is a one-bit field; the mask keeps the table index in range.
     const int shape = window_shape & 1;
     const int previous = previous_shape & 1;
@@ -249,4 +261,14 @@ void fxaac::ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t 
                  : long_sequence<DefaultArithmetic>)(instance, window_sequence, shape, previous,
                                                      spectrum, overlap, time, out);
     }
+}
+
+void fxaac::ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t window_shape,
+                         int32_t previous_shape, int32_t *spectrum, int32_t *overlap,
+                         int32_t *sbr_out, int32_t *time, void *pcm_out, int32_t swap,
+                         int32_t channels, int16_t format, int32_t channel, int32_t sbr_mode)
+{
+    filter_bank_channel(instance, window_sequence, window_shape, previous_shape, spectrum, overlap,
+                        sbr_out, time, pcm_out, swap, channels, format, channel, sbr_mode,
+                        channels == 2);
 }

@@ -25,6 +25,15 @@ void ifilter_bank(AacDecoder *instance, int32_t window_sequence, int32_t window_
                   int32_t previous_shape, int32_t *spectrum, int32_t *overlap, int32_t *sbr_out,
                   int32_t *time, void *pcm_out, int32_t swap, int32_t channels, int16_t format,
                   int32_t channel, int32_t sbr_mode);
+
+// The same with the save of pcm_out's first 4096 bytes asked for
+// explicitly (the decoder's own path: only while the second channel's
+// spectrum is still to come).
+void filter_bank_channel(AacDecoder *instance, int32_t window_sequence, int32_t window_shape,
+                         int32_t previous_shape, int32_t *spectrum, int32_t *overlap,
+                         int32_t *sbr_out, int32_t *time, void *pcm_out, int32_t swap,
+                         int32_t channels, int16_t format, int32_t channel, int32_t sbr_mode,
+                         bool save);
 }  // namespace fxaac
 
 #endif  // FXAAC_FILTERBANK_FILTER_BANK_H

@@ -18,15 +18,18 @@ constexpr int kUnrollZero = 16;
 // n rounded down to a multiple of step; 0 for n < step.
 constexpr int whole_steps(int n, int step) { return n < step ? 0 : n - n % step; }
 
-// y[i] = m(x[i], w[dir * i]) (+ y[i] when Accumulate), i < whole_steps(n).
-template <int Step, int Dir, bool Accumulate>
+// y[i] = m(x[i], w[dir * i]) (+ y[i] when Accumulate, wrapping, or
+// saturating when Saturate), i < whole_steps(n).
+template <int Step, int Dir, bool Accumulate, bool Saturate = false>
 void mult_kernel(const int32_t *x, const int16_t *w, int32_t *y, int n)
 {
     const int count = whole_steps(n, Step);
     for (int i = 0; i < count; i += Step) {
         for (int j = 0; j < Step; ++j) {
             const int32_t p = fxaac::mul_32x16(w[Dir * (i + j)], x[i + j]);
-            y[i + j] = Accumulate ? fxaac::add_wrap(y[i + j], p) : p;
+            y[i + j] = !Accumulate ? p
+                       : Saturate  ? fxaac::add_sat(y[i + j], p)
+                                   : fxaac::add_wrap(y[i + j], p);
         }
     }
 }
@@ -82,6 +85,10 @@ void window_rise_add_c(const int32_t *x, const int16_t *w, int32_t *y, int n)
 void window_fall_add_c(const int32_t *x, const int16_t *w, int32_t *y, int n)
 {
     mult_kernel<kPair, -1, true>(x, w, y, n);
+}
+void window_rise_overlap_c(const int32_t *x, const int16_t *w, int32_t *y, int n)
+{
+    mult_kernel<kPair, 1, true, true>(x, w, y, n);
 }
 void add_saturate_c(const int32_t *x, const int32_t *y, int32_t *z, int n)
 {

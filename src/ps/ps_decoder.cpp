@@ -88,17 +88,25 @@ const uint8_t *par_map(bool bands34) { return bands34 ? kParOf34.band : kParOf20
 
 // ---- Hybrid analysis and synthesis ----
 
-// One complex filter of the ring's last 13 slots of QMF band b: Q31 taps.
-void complex_filter(const PsDecoder &p, int b, const int32_t (*g)[2], int32_t out[2])
+// The ring's last 13 slots of QMF band b, newest first.
+void band_history(const PsDecoder &p, int b, int32_t (*x)[2])
 {
-    int64_t re = 0, im = 0;
+    const int newest = static_cast<int>(p.slots % kHybridTaps);
     for (int n = 0; n < kHybridTaps; n++) {
-        const int32_t *x = p.lowRing[(p.slots + kHybridTaps - n) % kHybridTaps][b];
-        re += int64_t{g[n][0]} * x[0] - int64_t{g[n][1]} * x[1];
-        im += int64_t{g[n][0]} * x[1] + int64_t{g[n][1]} * x[0];
+        const int at = newest - n;
+        const int32_t *v = p.lowRing[at < 0 ? at + kHybridTaps : at][b];
+        x[n][0] = v[0];
+        x[n][1] = v[1];
     }
-    out[0] = static_cast<int32_t>((re + (int64_t{1} << 30)) >> 31);
-    out[1] = static_cast<int32_t>((im + (int64_t{1} << 30)) >> 31);
+}
+
+// The complex filters g[0 .. count - 1] (13 Q31 taps each) of QMF band b.
+void complex_filters(const PsDecoder &p, int b, const int32_t (*g)[kHybridTaps][2], int count,
+                     int32_t (*out)[2])
+{
+    int32_t x[kHybridTaps][2];
+    band_history(p, b, x);
+    ps_hybrid_filters(x[0], g[0][0], out[0], count);
 }
 
 void real_filter(const PsDecoder &p, int b, const int32_t *g, int32_t out[2])
@@ -116,8 +124,7 @@ void real_filter(const PsDecoder &p, int b, const int32_t *g, int32_t out[2])
 void hybrid_analysis_20(const PsDecoder &p, int32_t (*s)[2])
 {
     int32_t q[8][2];
-    for (int i = 0; i < 8; i++)
-        complex_filter(p, 0, kHybrid20Band0[i], q[i]);
+    complex_filters(p, 0, kHybrid20Band0, 8, q);
     const int order[4] = {6, 7, 0, 1};
     for (int i = 0; i < 4; i++)
         std::memcpy(s[i], q[order[i]], sizeof q[0]);
@@ -133,13 +140,10 @@ void hybrid_analysis_20(const PsDecoder &p, int32_t (*s)[2])
 
 void hybrid_analysis_34(const PsDecoder &p, int32_t (*s)[2])
 {
-    for (int i = 0; i < 12; i++)
-        complex_filter(p, 0, kHybrid34Band0[i], s[i]);
-    for (int i = 0; i < 8; i++)
-        complex_filter(p, 1, kHybrid34Band1[i], s[12 + i]);
+    complex_filters(p, 0, kHybrid34Band0, 12, s);
+    complex_filters(p, 1, kHybrid34Band1, 8, s + 12);
     for (int b = 2; b < 5; b++)
-        for (int i = 0; i < 4; i++)
-            complex_filter(p, b, kHybrid34Band2[i], s[20 + 4 * (b - 2) + i]);
+        complex_filters(p, b, kHybrid34Band2, 4, s + 20 + 4 * (b - 2));
 }
 
 // The slot's bands s: hybrid sub-bands of the split QMF bands (from the
@@ -538,5 +542,22 @@ void fxaac::ps_interpolate_c(const int32_t *from, const int32_t *to, int32_t *ou
                                           mul_round_wide(int64_t{to[i]} - from[i], q, 30));
         else
             out[i] = static_cast<int32_t>(from[i] + mul_round(step, q, 30));
+    }
+}
+
+// out[i] = round(sum_n g[i][n] x[n] / 2^31) for the 13 complex taps of each
+// of `count` filters (Q31) over the 13 complex samples x, newest first; the
+// sums exact in 64 bits (|x| <= 2^27).
+void fxaac::ps_hybrid_filters_c(const int32_t *x, const int32_t *g, int32_t *out, int32_t count)
+{
+    using namespace fxaac::ps;
+    for (int32_t i = 0; i < count; i++, g += 2 * kHybridTaps) {
+        int64_t re = 0, im = 0;
+        for (int n = 0; n < kHybridTaps; n++) {
+            re += int64_t{g[2 * n]} * x[2 * n] - int64_t{g[2 * n + 1]} * x[2 * n + 1];
+            im += int64_t{g[2 * n]} * x[2 * n + 1] + int64_t{g[2 * n + 1]} * x[2 * n];
+        }
+        out[2 * i] = static_cast<int32_t>((re + (int64_t{1} << 30)) >> 31);
+        out[2 * i + 1] = static_cast<int32_t>((im + (int64_t{1} << 30)) >> 31);
     }
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "dsp/kernels.h"
 #include "fixedpoint/basic_ops.h"
 #include "precise/precise_ops.h"
 #include "precise/precise_tables.h"
@@ -70,9 +71,10 @@ inline int32_t mul_upper(int32_t x, int32_t k)
     return static_cast<int32_t>((int64_t{x} * k) >> 32);
 }
 
-// The three ways a band gain is applied (see band_gain), and none (lines
-// past the coded bands are dequantised only).
-enum class GainForm { Up, Upper, UpperShift, None };
+// The three ways a band gain is applied (see band_gain), none (lines past
+// the coded bands are dequantised only), and silent (a band below
+// kSilentScaleFactor: all 0).
+enum class GainForm { Up, Upper, UpperShift, None, Silent };
 
 struct Gain {
     GainForm form;
@@ -147,57 +149,63 @@ inline void scale_band(int32_t sf, int32_t *values, int32_t count, const int16_t
     }
 }
 
-// dst[i] = gain(dequantize(src[i])) for i in [from, to): the same values as
-// dequantizing and then scaling, in one pass. In place (src in the upper
-// half of dst's memory, dst and src indexed alike) the writes of a step at i
-// reach source values 2i - 1024 to 2i - 1024 + 2 * kStep - 1, none beyond
-// i + kStep - 1, all read by then (the step reads its values before writing).
-template <GainForm F>
-void dequantize_scaled(int32_t *dst, const int16_t *src, int32_t from, int32_t to, const Gain &g)
-{
-    int32_t i = from;
-    for (; i + kStep <= to; i += kStep) {
-        if (all_zero(src + i)) {
-            store_zeros(dst + i);
-            continue;
-        }
-        const int32_t q0 = src[i], q1 = src[i + 1], q2 = src[i + 2], q3 = src[i + 3];
-        dst[i] = apply_gain<F>(dequantize(q0), g);
-        dst[i + 1] = apply_gain<F>(dequantize(q1), g);
-        dst[i + 2] = apply_gain<F>(dequantize(q2), g);
-        dst[i + 3] = apply_gain<F>(dequantize(q3), g);
-    }
-    for (; i < to; i++)
-        dst[i] = apply_gain<F>(dequantize(src[i]), g);
-}
+// The runs of lines of one channel for the dequantize_bands kernel, in
+// order (in place, a run's writes reach only source values of its own lines
+// and earlier ones), given to the kernel a batch at a time.
+class Runs {
+public:
+    Runs(int32_t *dst, const int16_t *src) : dst_(dst), src_(src) {}
+    ~Runs() { flush(); }
+    Runs(const Runs &) = delete;
+    Runs &operator=(const Runs &) = delete;
 
-void dequantize_range(int32_t *dst, const int16_t *src, int32_t from, int32_t to)
-{
-    dequantize_scaled<GainForm::None>(dst, src, from, to, Gain{GainForm::None, 0, 0});
-}
+    // dst[i] = gain(dequantize(src[i])) for i in [from, to).
+    void add(int32_t from, int32_t to, GainForm form, int32_t k, int32_t shift)
+    {
+        if (to <= from)
+            return;
+        int32_t *r = &runs_[kRunWords * count_];
+        r[0] = from;
+        r[1] = to;
+        r[2] = static_cast<int32_t>(form);
+        r[3] = k;
+        r[4] = shift;
+        if (++count_ == kBatch)
+            flush();
+    }
 
-// A silent band's values are all 0, whatever was quantised. In place its
-// writes reach only source values of this band and earlier ones.
-void dequantize_band(int32_t sf, int32_t *dst, const int16_t *src, int32_t from, int32_t to)
-{
-    Gain g;
-    if (!band_gain(sf, dec_scale_table, &g)) {
-        if (to > from)
-            std::memset(dst + from, 0, sizeof(int32_t) * static_cast<size_t>(to - from));
-        return;
+    // A band at scale factor sf; a silent one's values are all 0, whatever
+    // was quantised.
+    void band(int32_t sf, int32_t from, int32_t to)
+    {
+        Gain g;
+        if (!band_gain(sf, dec_scale_table, &g))
+            add(from, to, GainForm::Silent, 0, 0);
+        else
+            add(from, to, g.form, g.k, g.shift);
     }
-    switch (g.form) {
-    case GainForm::Up: return dequantize_scaled<GainForm::Up>(dst, src, from, to, g);
-    case GainForm::Upper: return dequantize_scaled<GainForm::Upper>(dst, src, from, to, g);
-    default: return dequantize_scaled<GainForm::UpperShift>(dst, src, from, to, g);
+
+    void flush()
+    {
+        if (count_ > 0)
+            dequantize_bands(src_, dst_, runs_, count_);
+        count_ = 0;
     }
-}
+
+private:
+    static constexpr int kRunWords = 5;
+    static constexpr int kBatch = 16;
+    int32_t *dst_;
+    const int16_t *src_;
+    int32_t runs_[kRunWords * kBatch];
+    int count_ = 0;
+};
 
 }  // namespace
 
 void fxaac::inverse_quantization(int32_t *dst, const int16_t *src)
 {
-    dequantize_range(dst, src, 0, FXAAC_FRAME_LENGTH);
+    Runs(dst, src).add(0, FXAAC_FRAME_LENGTH, GainForm::None, 0, 0);
 }
 
 void fxaac::invquantize(int32_t *dst, const int16_t *src)
@@ -403,7 +411,15 @@ namespace fxaac {
 
 void dequantize_and_scale(const ChannelStream *stream, int32_t *dst, const int16_t *src)
 {
-    walk_bands(stream, dst, src, dequantize_band, dequantize_range);
+    Runs runs(dst, src);
+    walk_bands(
+        stream, dst, src,
+        [&](int32_t sf, int32_t *, const int16_t *, int32_t from, int32_t to) {
+            runs.band(sf, from, to);
+        },
+        [&](int32_t *, const int16_t *, int32_t from, int32_t to) {
+            runs.add(from, to, GainForm::None, 0, 0);
+        });
 }
 
 void dequantize_and_scale_precise(const ChannelStream *stream, int32_t *dst, const int16_t *src)
@@ -417,3 +433,48 @@ void dequantize_and_scale_precise(const ChannelStream *stream, int32_t *dst, con
 }
 
 }  // namespace fxaac
+
+namespace {
+
+template <GainForm F>
+void dequantize_scaled(const int16_t *q, int32_t *out, int32_t n, const Gain &g)
+{
+    int32_t i = 0;
+    for (; i + kStep <= n; i += kStep) {
+        if (all_zero(q + i)) {
+            store_zeros(out + i);
+            continue;
+        }
+        const int32_t q0 = q[i], q1 = q[i + 1], q2 = q[i + 2], q3 = q[i + 3];
+        out[i] = apply_gain<F>(dequantize(q0), g);
+        out[i + 1] = apply_gain<F>(dequantize(q1), g);
+        out[i + 2] = apply_gain<F>(dequantize(q2), g);
+        out[i + 3] = apply_gain<F>(dequantize(q3), g);
+    }
+    for (; i < n; i++)
+        out[i] = apply_gain<F>(dequantize(q[i]), g);
+}
+
+}  // namespace
+
+// The portable kernel: for each run (from, to, form, k, shift),
+// out[i] = gain(sign(q[i]) |q[i]|^(4/3)) in one of band_gain's forms, or
+// without a gain (form 3), or 0 (form 4, a silent band). In place (q in the
+// upper half of out's memory, indexed alike) each step reads its values
+// before it writes.
+void fxaac::dequantize_bands_c(const int16_t *q, int32_t *out, const int32_t *runs, int32_t count)
+{
+    for (int32_t r = 0; r < count; r++, runs += 5) {
+        const int32_t from = runs[0], n = runs[1] - runs[0];
+        const Gain g{static_cast<GainForm>(runs[2]), runs[3], runs[4]};
+        switch (g.form) {
+        case GainForm::Up: dequantize_scaled<GainForm::Up>(q + from, out + from, n, g); break;
+        case GainForm::Upper: dequantize_scaled<GainForm::Upper>(q + from, out + from, n, g); break;
+        case GainForm::UpperShift:
+            dequantize_scaled<GainForm::UpperShift>(q + from, out + from, n, g);
+            break;
+        case GainForm::None: dequantize_scaled<GainForm::None>(q + from, out + from, n, g); break;
+        default: std::memset(out + from, 0, sizeof(int32_t) * static_cast<size_t>(n)); break;
+        }
+    }
+}

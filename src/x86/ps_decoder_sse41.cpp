@@ -164,4 +164,30 @@ void ps_interpolate_sse41(const int32_t *from, const int32_t *to, int32_t *out, 
     ps_interpolate_c(from + i, to + i, out + i, q, n - i);
 }
 
+// The hybrid analysis filters: two taps per vector in their interleaved
+// layout (PMULDQ of the real parts, and of the imaginary ones after a 32-bit
+// shift), the thirteenth alone, the two lanes' sums added and rounded: the
+// portable exact sums in another order; bits 31..62 of the rounded sum are
+// the result.
+void ps_hybrid_filters_sse41(const int32_t *x, const int32_t *g, int32_t *out, int32_t count)
+{
+    for (int32_t i = 0; i < count; i++, g += 26) {
+        __m128i re = V128::zero(), im = re;
+        const auto taps = [&](__m128i t, __m128i v) {
+            const __m128i to = V128::odd(t), vo = V128::odd(v);
+            re = V128::add64(re, V128::sub64(V128::mul(t, v), V128::mul(to, vo)));
+            im = V128::add64(im, V128::add64(V128::mul(t, vo), V128::mul(to, v)));
+        };
+        for (int j = 0; j < 6; j++)
+            taps(V128::load(g + 4 * j), V128::load(x + 4 * j));
+        taps(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(g + 24)),
+             _mm_loadl_epi64(reinterpret_cast<const __m128i *>(x + 24)));
+        const __m128i half = V128::set1_64(int64_t{1} << 30);
+        const __m128i r = V128::add64(V128::add64(re, _mm_unpackhi_epi64(re, re)), half);
+        const __m128i m = V128::add64(V128::add64(im, _mm_unpackhi_epi64(im, im)), half);
+        out[2 * i] = _mm_cvtsi128_si32(V128::srli64<31>(r));
+        out[2 * i + 1] = _mm_cvtsi128_si32(V128::srli64<31>(m));
+    }
+}
+
 }  // namespace fxaac

@@ -23,6 +23,11 @@ void window_fall_add_avx2(const int32_t *x, const int16_t *w, int32_t *y, int n)
     window_simd<V256, true, true>(x, w, y, n);
 }
 
+void window_rise_overlap_avx2(const int32_t *x, const int16_t *w, int32_t *y, int n)
+{
+    window_simd<V256, false, true, true>(x, w, y, n);
+}
+
 void add_saturate_avx2(const int32_t *x, const int32_t *y, int32_t *z, int n)
 {
     add_saturate_simd<V256>(x, y, z, n);

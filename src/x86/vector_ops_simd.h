@@ -13,9 +13,9 @@
 namespace fxaac {
 namespace {
 
-// y[i] = m(x[i], w[i]) (Falling: w[-i]) (+ y[i], wrapping, when
-// Accumulate). y may be x: each step loads before it stores.
-template <class V, bool Falling, bool Accumulate>
+// y[i] = m(x[i], w[i]) (Falling: w[-i]) (+ y[i] when Accumulate: wrapping,
+// or saturating when Saturate). y may be x: each step loads before it stores.
+template <class V, bool Falling, bool Accumulate, bool Saturate = false>
 void window_simd(const int32_t *x, const int16_t *w, int32_t *y, int n)
 {
     using T = typename V::T;
@@ -26,14 +26,18 @@ void window_simd(const int32_t *x, const int16_t *w, int32_t *y, int n)
         const T t = Falling ? V::rev(V::load_q16_hi(w - i - (L - 1))) : V::load_q16_hi(w + i);
         const T v = V::load(x + i);
         T p = mulhi<V>(v, V::odd(v), t, V::odd(t));
-        if constexpr (Accumulate)
+        if constexpr (Accumulate && Saturate)
+            p = add_sat<V>(V::load(y + i), p);
+        else if constexpr (Accumulate)
             p = V::add(V::load(y + i), p);
         V::store(y + i, p);
     }
     if (i == count)
         return;
     const int16_t *rest = Falling ? w - i : w + i;
-    if constexpr (Falling && Accumulate) {
+    if constexpr (Saturate) {
+        window_rise_overlap_c(x + i, rest, y + i, count - i);
+    } else if constexpr (Falling && Accumulate) {
         window_fall_add_c(x + i, rest, y + i, count - i);
     } else if constexpr (Falling) {
         window_fall_c(x + i, rest, y + i, count - i);

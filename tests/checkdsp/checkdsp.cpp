@@ -442,6 +442,8 @@ void check_vectors(const Kernels &k)
                 CHECK(window_fall, what, in, call(last));
                 CHECK(window_rise_add, what, in, call(0));
                 CHECK(window_fall_add, what, in, call(last));
+                if (!in_place)
+                    CHECK(window_rise_overlap, what, in, call(0));
             }
             // Sums around the bounds: y close to the distance of x from a bound.
             Words y = words(size, kEdges);
@@ -679,6 +681,22 @@ void check_ps(const Kernels &k)
                   [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], p.w[3], p.w[4], n); });
         }
     }
+    // The hybrid filters: the decoder's tables over samples within the
+    // input bound 2^27 (random, audio-like and at the bound).
+    for (int kind = 0; kind < 3; kind++) {
+        Words x = bounded(26, kind);
+        for (auto &v : x)
+            v >>= 3;
+        for (const auto &[taps, count] : {std::pair{fxaac::ps::kHybrid20Band0[0][0], 8},
+                                          {fxaac::ps::kHybrid34Band0[0][0], 12},
+                                          {fxaac::ps::kHybrid34Band2[0][0], 4}}) {
+            for (const int n : {count, 1, 0}) {
+                CHECK(ps_hybrid_filters, describe("filters=%d kind=%d", n, kind),
+                      {{x, table(taps, 26 * static_cast<size_t>(count)), Words(2 * 12)}, {}},
+                      [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], n); });
+            }
+        }
+    }
     // The interpolation: matrices of the decoder's range (Q30) and any words
     // (differences that overflow), at the ends and within an envelope.
     for (const int n : {272, 160, 7, 4, 1, 0}) {
@@ -727,6 +745,66 @@ void check_hf_generation(const Kernels &k)
                   describe("k=%d p=%d n=%d rows %d-%d kind=%d", t, src, n, r0, r1, kind),
                   {{rows, c0, c1}, {}},
                   [&](auto f, const Pointers &p) { f(p.w[0], t, src, n, p.w[1], p.w[2], r0, r1); });
+        }
+    }
+}
+
+// Dequantisation: quantised values mostly small (the table lookup), with
+// zeros, escapes, magnitudes past 8191 and -32768 mixed in; every gain form
+// over its range of factors and shifts; apart and in place (the values in
+// the upper half of the output's memory).
+void check_dequantize(const Kernels &k)
+{
+    static const int16_t rare[] = {16, -17, 511, -512, 8191, -8191, 8206, 32767, -32768};
+    const auto values = [](size_t n, int kind) {
+        Coefs v(n);
+        for (auto &x : v) {
+            const uint32_t r = g_rng();
+            x = kind == 0   ? static_cast<int16_t>(static_cast<int32_t>(r % 31) - 15)
+                : kind == 1 ? (r % 5 == 0 ? static_cast<int16_t>(static_cast<int32_t>(r % 7) - 3)
+                                          : int16_t{0})
+                            : (r % 6 == 0 ? rare[r % std::size(rare)]
+                                          : static_cast<int16_t>(static_cast<int32_t>(r % 9) - 4));
+        }
+        return v;
+    };
+    // Runs of every gain form over its range of factors and shifts, silent
+    // ones, of widths 0 to 20 (the ends of whole steps) and none.
+    const auto runs = [](int count, int n) {
+        static const int32_t forms[][3] = {
+            {0, 16384, 1}, {0, 27554, 27}, {0, 19484, 13}, {1, 23170 << 16, 0}, {1, 27554 << 5, 0},
+            {1, 19485, 0}, {2, 16384, 1},  {2, 27554, 15}, {3, 0, 0},           {4, 0, 0}};
+        Words r;
+        int32_t at = 0;
+        for (int i = 0; i < count && at < n; i++) {
+            const int32_t width = std::min<int32_t>(static_cast<int32_t>(g_rng() % 21), n - at);
+            const int32_t *f = forms[g_rng() % std::size(forms)];
+            r.insert(r.end(), {at, at + width, f[0], f[1], f[2]});
+            at += width;
+        }
+        r.insert(r.end(), {at, n, 3, 0, 0});
+        return r;
+    };
+    for (const int n : {1024, 128, 36, 9, 4, 0}) {
+        const size_t size = static_cast<size_t>(n);
+        for (int kind = 0; kind < 3; kind++) {
+            const Coefs q = values(size, kind);
+            for (const int count : {200, 40, 1, 0}) {
+                const Words r = runs(count, n);
+                const auto runs_in = static_cast<int32_t>(r.size() / 5);
+                const std::string what = describe("n=%d kind=%d runs=%d", n, kind, runs_in);
+                CHECK(dequantize_bands, what, {{Words(size), r}, {q}},
+                      [&](auto fn, const Pointers &p) { fn(p.c[0], p.w[0], p.w[1], runs_in); });
+                if (n != 1024)
+                    continue;
+                Words shared(1024);
+                std::memcpy(shared.data() + 512, q.data(), sizeof(int16_t) * 1024);
+                CHECK(dequantize_bands, what + " in place", {{shared, r}, {}},
+                      [&](auto fn, const Pointers &p) {
+                          fn(reinterpret_cast<const int16_t *>(p.w[0] + 512), p.w[0], p.w[1],
+                             runs_in);
+                      });
+            }
         }
     }
 }
@@ -1011,7 +1089,7 @@ int main(int argc, char **argv)
     for (const Kernels &k : all)
         check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k), check_precise(k),
             check_noise(k), check_stereo(k), check_sbr_input(k), check_ps(k), check_qmf(k),
-            check_hf_generation(k);
+            check_hf_generation(k), check_dequantize(k);
     std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
     if (timing) {
         std::vector<Kernels> versions{portable()};
