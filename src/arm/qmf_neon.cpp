@@ -1,10 +1,12 @@
 // The SBR QMF banks' kernels on ARM Advanced SIMD (src/sbr/qmf.cpp), four
 // values per vector. Same results as the portable kernels: every product is
 // VMULL/VMLAL/VMLSL (exact 64-bit products and sums, which never overflow:
-// see the bounds in src/sbr/qmf.cpp), every rounded shift VRSHRN by 31,
-// VRSHR by 35 or 37, or VRSHL by the negated count (all round half up, as
-// (v + 2^(s-1)) >> s, without overflow of the addition), then narrowed by
-// truncation (VMOVN) as the portable casts to int32.
+// see the bounds in src/sbr/qmf.cpp) and every rounded shift (v + 2^(s-1))
+// >> s truncated to 32 bits is VRSHRN #31 for s = 31, VSHRN #32 then VRSHR
+// #(s-32) for s = 35 and 37 (round_high()), VRSHL of the 64-bit value by -s
+// then VMOVN for a variable s (VRSHR and VRSHL add the rounding constant
+// without overflow), or, for the synthesis products h c with s >= 32,
+// VQDMULH then VRSHL (mul_shift()).
 //
 // The DCT-IV runs the portable radix-2 FFT butterfly for butterfly: the same
 // pairs with the same twiddles in the same stages, only several at once.
@@ -36,12 +38,22 @@ inline int32x4_t reverse(int32x4_t v)
     return vcombine_s32(vget_high_s32(r), vget_low_s32(r));
 }
 
+// GCC: writes straight into the halves of the result's register (its
+// vcombine would add moves), and dct4() without pre-RA scheduling.
+#if defined(__GNUC__) && !defined(__clang__)
+#define FXAAC_QMF_HALVES 1
+#define FXAAC_QMF_NO_PRE_RA_SCHEDULING [[gnu::optimize("no-schedule-insns")]]
+#else
+#define FXAAC_QMF_HALVES 0
+#define FXAAC_QMF_NO_PRE_RA_SCHEDULING
+#endif
+
 // The two halves narrowed into one vector, by VRSHRN #S (S >= 1) or VMOVN
-// (S = 0), written straight into the halves of the result's register (the
-// compiler's vcombine would add a move).
+// (S = 0).
 template <int S>
 inline int32x4_t narrow(int64x2_t lo, int64x2_t hi)
 {
+#if FXAAC_QMF_HALVES
     int32x4_t r;
     if constexpr (S == 0)
         asm("vmovn.i64 %e0, %q1\n\tvmovn.i64 %f0, %q2" : "=&w"(r) : "w"(lo), "w"(hi));
@@ -50,6 +62,28 @@ inline int32x4_t narrow(int64x2_t lo, int64x2_t hi)
             : "=&w"(r)
             : "w"(lo), "w"(hi), "i"(S));
     return r;
+#else
+    if constexpr (S == 0)
+        return vcombine_s32(vmovn_s64(lo), vmovn_s64(hi));
+    else
+        return vcombine_s32(vrshrn_n_s64(lo, S), vrshrn_n_s64(hi, S));
+#endif
+}
+
+// (v + 2^(S-1)) >> S truncated, S = 33 .. 63, for both halves: as
+// 2^(S-1) is a multiple of 2^32, the high words (VSHRN #32: floor(v / 2^32),
+// which fits 32 bits for |v| < 2^63) rounded by VRSHR #(S-32).
+template <int S>
+inline int32x4_t round_high(int64x2_t lo, int64x2_t hi)
+{
+    static_assert(S > 32 && S < 64, "a shift beyond the low word");
+#if FXAAC_QMF_HALVES
+    int32x4_t r;
+    asm("vshrn.i64 %e0, %q1, #32\n\tvshrn.i64 %f0, %q2, #32" : "=&w"(r) : "w"(lo), "w"(hi));
+#else
+    const int32x4_t r = vcombine_s32(vshrn_n_s64(lo, 32), vshrn_n_s64(hi, 32));
+#endif
+    return vrshrq_n_s32(r, S - 32);
 }
 
 // round((a c + b s) / 2^31) per lane.
@@ -184,7 +218,7 @@ inline void post(const int32_t (*tw)[2], int b, int32x4_t re, int32x4_t im, int3
 // within a group (blocks b, b + 2 and b, b + 4), and the outputs of block b
 // pair with those of block 7 - b, in the other group.
 template <int N>
-[[gnu::optimize("no-schedule-insns")]] void dct4(const int32_t *in, int32_t *out)
+FXAAC_QMF_NO_PRE_RA_SCHEDULING void dct4(const int32_t *in, int32_t *out)
 {
     constexpr int M = N / 2;
     const int32_t(*tw)[2] = N == 32 ? sbr::kQmfDct32Twiddle : sbr::kQmfDct64Twiddle;
@@ -307,17 +341,22 @@ void synthesis_window(int32_t *partial, int32_t head, const int32_t *cr, const i
         // S(j) = si(N-1-j)
         const int32x4_t h0 = vsubq_s32(reverse(vld1q_s32(si + N - 4 - j)), vld1q_s32(cr + j));
         const int32x4_t h1 = vaddq_s32(reverse(vld1q_s32(cr + N - 4 - j)), vld1q_s32(si + j));
+        // the taps of ages 0 .. 9, 64 apart
+        const int32_t *c = w + Stride * j;
         // out = sat(4 (now + p)): a saturating sum then a saturating
         // doubling twice saturate exactly where the 64-bit value does
-        const int32x4_t p = mul_shift(h0, taps<Stride>(w + Stride * j), count);
-        vst1q_s32(out + j, vqshlq_n_s32(vqaddq_s32(vld1q_s32(row[0] + j), p), 2));
-        vst1q_s32(row[0] + j, mul_shift(h1, taps<Stride>(w + 64 * kRows + Stride * j), count));
+        const int32x4_t now = vld1q_s32(row[0] + j);
+        const int32x4_t p = mul_shift(h0, taps<Stride>(c), count);
+        vst1q_s32(out + j, vqshlq_n_s32(vqaddq_s32(now, p), 2));
+        c += 64;
 #pragma GCC unroll 8
         for (int age = 1; age < kRows; ++age) {
-            const int32x4_t t = mul_shift((age & 1) ? h1 : h0,
-                                          taps<Stride>(w + 64 * age + Stride * j), count);
+            const int32x4_t t = mul_shift((age & 1) ? h1 : h0, taps<Stride>(c), count);
+            c += 64;
             vst1q_s32(row[age] + j, vaddq_s32(vld1q_s32(row[age] + j), t));
         }
+        // age 9: the row now serves output T + 9
+        vst1q_s32(row[0] + j, mul_shift(h1, taps<Stride>(c), count));
     }
 }
 
@@ -333,12 +372,16 @@ void synthesis_window(int32_t *partial, int32_t head, const int32_t *cr, const i
 
 }  // namespace
 
-void qmf_dct4_neon(const int32_t *in, int32_t *out, int32_t n)
+void qmf_dct4x2_neon(const int32_t *in0, const int32_t *in1, int32_t *out0, int32_t *out1,
+                     int32_t n)
 {
-    if (n == 32)
-        dct4<32>(in, out);
-    else if (n == 64)
-        dct4<64>(in, out);
+    if (n == 32) {
+        dct4<32>(in0, out0);
+        dct4<32>(in1, out1);
+    } else if (n == 64) {
+        dct4<64>(in0, out0);
+        dct4<64>(in1, out1);
+    }
 }
 
 void qmf_analysis_fold_neon(const int32_t *x, const int32_t *w, int32_t *p, int32_t *q)
@@ -348,6 +391,7 @@ void qmf_analysis_fold_neon(const int32_t *x, const int32_t *w, int32_t *p, int3
         const int32x4_t x0 = vld1q_s32(x + 4 * i), w0 = vld2q_s32(w + 8 * i).val[0];
         lo = vmull_s32(vget_low_s32(x0), vget_low_s32(w0));
         hi = vmull_s32(vget_high_s32(x0), vget_high_s32(w0));
+#pragma GCC unroll 4
         for (int j = 1; j < 5; ++j) {
             const int32x4_t xj = vld1q_s32(x + 4 * i + 64 * j);
             const int32x4_t wj = vld2q_s32(w + 8 * i + 128 * j).val[0];
@@ -363,12 +407,8 @@ void qmf_analysis_fold_neon(const int32_t *x, const int32_t *w, int32_t *p, int3
         // u(63 - n) for n = 4i .. 4i+3: b reversed
         const int64x2_t r0 = vcombine_s64(vget_high_s64(b1), vget_low_s64(b1));
         const int64x2_t r1 = vcombine_s64(vget_high_s64(b0), vget_low_s64(b0));
-        const int32x4_t d = vcombine_s32(vmovn_s64(vrshrq_n_s64(vsubq_s64(a0, r0), 37)),
-                                         vmovn_s64(vrshrq_n_s64(vsubq_s64(a1, r1), 37)));
-        const int32x4_t s = vcombine_s32(vmovn_s64(vrshrq_n_s64(vaddq_s64(a0, r0), 37)),
-                                         vmovn_s64(vrshrq_n_s64(vaddq_s64(a1, r1), 37)));
-        vst1q_s32(p + 4 * i, d);
-        vst1q_s32(q + 4 * i, vmulq_s32(s, sign));
+        vst1q_s32(p + 4 * i, round_high<37>(vsubq_s64(a0, r0), vsubq_s64(a1, r1)));
+        vst1q_s32(q + 4 * i, vmulq_s32(round_high<37>(vaddq_s64(a0, r0), vaddq_s64(a1, r1)), sign));
     }
 }
 
@@ -382,12 +422,10 @@ void qmf_analysis_rotate_neon(const int32_t *cr, const int32_t *sr, const int32_
         const int32x2_t s0 = vget_low_s32(t.val[1]), s1 = vget_high_s32(t.val[1]);
         const int32x2_t a0 = vget_low_s32(a), a1 = vget_high_s32(a);
         const int32x2_t b0 = vget_low_s32(b), b1 = vget_high_s32(b);
-        const int32x4_t re = vcombine_s32(
-            vmovn_s64(vrshrq_n_s64(vmlal_s32(vmull_s32(a0, c0), b0, s0), 35)),
-            vmovn_s64(vrshrq_n_s64(vmlal_s32(vmull_s32(a1, c1), b1, s1), 35)));
-        const int32x4_t im = vcombine_s32(
-            vmovn_s64(vrshrq_n_s64(vmlsl_s32(vmull_s32(b0, c0), a0, s0), 35)),
-            vmovn_s64(vrshrq_n_s64(vmlsl_s32(vmull_s32(b1, c1), a1, s1), 35)));
+        const int32x4_t re = round_high<35>(vmlal_s32(vmull_s32(a0, c0), b0, s0),
+                                            vmlal_s32(vmull_s32(a1, c1), b1, s1));
+        const int32x4_t im = round_high<35>(vmlsl_s32(vmull_s32(b0, c0), a0, s0),
+                                            vmlsl_s32(vmull_s32(b1, c1), a1, s1));
         vst2q_s32(out + 8 * i, {{re, im}});
     }
 }

@@ -134,13 +134,17 @@
     /* and the hybrid analysis: count complex filters of 13 Q31 taps over 13 samples */            \
     K(a, sse41, void, ps_hybrid_filters,                                                           \
       (const int32_t *x, const int32_t *g, int32_t *out, int32_t count), (x, g, out, count))       \
-    /* SBR QMF banks (src/sbr/qmf.cpp): the DCT-IV of n = 32 or 64 points (sum |in| < 2^30), */    \
-    K(a, avx2, void, qmf_dct4, (const int32_t *in, int32_t *out, int32_t n), (in, out, n))         \
+    /* SBR QMF banks (src/sbr/qmf.cpp): two DCT-IVs of n = 32 or 64 points, in0 to out0 and */     \
+    /* in1 to out1 (sum |in| < 2^30 each), */                                                      \
+    K(a, avx2, void, qmf_dct4x2,                                                                   \
+      (const int32_t *in0, const int32_t *in1, int32_t *out0, int32_t *out1, int32_t n),           \
+      (in0, in1, out0, out1, n))                                                                   \
     /* the analysis window and fold of history x (320 words) into p, q (32 each), w the */         \
-    /* 640-tap Q31 window, */                                                                      \
+    /* 640-tap Q31 window (the ten taps of a fold within 2 in magnitude), */                       \
     K(a, avx2, void, qmf_analysis_fold,                                                            \
       (const int32_t *x, const int32_t *w, int32_t *p, int32_t *q), (x, w, p, q))                  \
-    /* the analysis output rotation ([k][re, im] pairs out of the two transforms), */              \
+    /* the analysis output rotation ([k][re, im] pairs out of the two transforms; Q31 */           \
+    /* (cos, sin) pairs above -2^31), */                                                           \
     K(a, sse41, void, qmf_analysis_rotate,                                                         \
       (const int32_t *cr, const int32_t *sr, const int32_t *rotation, int32_t *out),               \
       (cr, sr, rotation, out))                                                                     \

@@ -2,6 +2,9 @@
 //
 // Both the analysis and the synthesis modulations are a DCT-IV and a DST-IV
 // of N = 32 or 64 points, each computed through a complex FFT of N/2 points.
+// The windows, the transforms and the synthesis input's scaling are kernels
+// (qmf_* in src/dsp/kernels.h; their portable versions at the end of this
+// file), the slot functions their sequence.
 //
 // Analysis. With x(n) newest first, u(n) = sum_j x(n + 64j) c(2(n + 64j))
 // and X(k) = 2 sum_{n<64} u(n) exp(i pi/64 (k + 1/2)(2n - 1/2)). Writing
@@ -160,8 +163,7 @@ void synthesis(QmfSynthesisState *s, const int32_t in[][2], int32_t out[])
 {
     int32_t xr[N], xi[N], cr[N], si[N];
     const int g = qmf_synthesis_prepare(in[0], xr, xi, N);
-    qmf_dct4(xr, cr, N);
-    qmf_dct4(xi, si, N);
+    qmf_dct4x2(xr, xi, cr, si, N);
     // h = 64 v 2^g in X units and the output's unit is 2^4 X units, so
     // 16 v c = h c 2^(-g-2) output units; the partial sums count quarters of
     // them: output = 4 * partial, partial = sum h c_Q31 / 2^(35 + g).
@@ -185,8 +187,7 @@ void qmf_analysis_slot(QmfAnalysisState *s, const int32_t in[kLowBands], int32_t
 
     int32_t p[32], q[32], cr[32], sr[32];
     qmf_analysis_fold(x, kQmfWindow, p, q);
-    qmf_dct4(p, cr, 32);
-    qmf_dct4(q, sr, 32);
+    qmf_dct4x2(p, q, cr, sr, 32);
     qmf_analysis_rotate(cr, sr, kQmfAnalysisRotation[0], out[0]);
 }
 
@@ -206,12 +207,15 @@ void qmf_synthesis_slot_down(QmfSynthesisState *s, const int32_t in[kLowBands][2
 // The portable kernels (src/dsp/kernels.h).
 namespace fxaac {
 
-void qmf_dct4_c(const int32_t *in, int32_t *out, int32_t n)
+void qmf_dct4x2_c(const int32_t *in0, const int32_t *in1, int32_t *out0, int32_t *out1, int32_t n)
 {
-    if (n == 32)
-        sbr::dct4<32>(in, out);
-    else if (n == 64)
-        sbr::dct4<64>(in, out);
+    if (n == 32) {
+        sbr::dct4<32>(in0, out0);
+        sbr::dct4<32>(in1, out1);
+    } else if (n == 64) {
+        sbr::dct4<64>(in0, out0);
+        sbr::dct4<64>(in1, out1);
+    }
 }
 
 void qmf_analysis_fold_c(const int32_t *x, const int32_t *w, int32_t *p, int32_t *q)

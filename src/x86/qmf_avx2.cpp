@@ -1,6 +1,6 @@
 // The SBR QMF banks' kernels with AVX2 (src/sbr/qmf.cpp): the synthesis
-// windowing and the analysis fold on eight values per vector, the DCT-IV on
-// four (src/x86/qmf_simd.h) in three-operand encodings.
+// windowing and the analysis fold on eight values per vector, the pairs of
+// DCT-IVs (src/x86/qmf_simd.h) one transform in each 128-bit half.
 // The arithmetic is the SSE4.1 versions' (src/x86/qmf_sse41.cpp) on twice
 // the lanes: VPMULDQ per 128-bit half as PMULDQ, the 32-bit shuffles and
 // blends within each half; only the loads that reverse or pick the even
@@ -14,6 +14,62 @@ namespace fxaac {
 namespace {
 
 using V = __m256i;
+
+// Two DCT-IVs at once for qmf4::dct4(): the first transform's data in the
+// low halves, the second's in the high halves, the tables in both.
+struct Q4x2 {
+    using T = __m256i;
+    using Ptr = const int32_t *const *;
+    using OutPtr = int32_t *const *;
+    static T load(Ptr p, int offset)
+    {
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(V128::load(p[0] + offset)),
+                                       V128::load(p[1] + offset), 1);
+    }
+    static void store(OutPtr p, int offset, T v)
+    {
+        V128::store(p[0] + offset, _mm256_castsi256_si128(v));
+        V128::store(p[1] + offset, _mm256_extracti128_si256(v, 1));
+    }
+    static T table(const int32_t *t) { return _mm256_broadcastsi128_si256(V128::load(t)); }
+    static T set1(int32_t v) { return _mm256_set1_epi32(v); }
+    static T setr(int32_t a, int32_t b, int32_t c, int32_t d)
+    {
+        return _mm256_setr_epi32(a, b, c, d, a, b, c, d);
+    }
+    static T set1_64(int64_t v) { return _mm256_set1_epi64x(v); }
+    static T add(T a, T b) { return _mm256_add_epi32(a, b); }
+    static T sub(T a, T b) { return _mm256_sub_epi32(a, b); }
+    static T add64(T a, T b) { return _mm256_add_epi64(a, b); }
+    static T sub64(T a, T b) { return _mm256_sub_epi64(a, b); }
+    static T mul(T a, T b) { return _mm256_mul_epi32(a, b); }
+    template <int S>
+    static T srli64(T a)
+    {
+        return _mm256_srli_epi64(a, S);
+    }
+    template <int S>
+    static T slli64(T a)
+    {
+        return _mm256_slli_epi64(a, S);
+    }
+    static T blend_odd(T even, T odd_lanes) { return _mm256_blend_epi32(even, odd_lanes, 0xAA); }
+    template <int Imm>
+    static T shuffle(T a)
+    {
+        return _mm256_shuffle_epi32(a, Imm);
+    }
+    template <int Imm>
+    static T shuffle_ps(T a, T b)
+    {
+        return _mm256_castps_si256(
+            _mm256_shuffle_ps(_mm256_castsi256_ps(a), _mm256_castsi256_ps(b), Imm));
+    }
+    static T unpacklo(T a, T b) { return _mm256_unpacklo_epi32(a, b); }
+    static T unpackhi(T a, T b) { return _mm256_unpackhi_epi32(a, b); }
+    static T unpacklo64(T a, T b) { return _mm256_unpacklo_epi64(a, b); }
+    static T unpackhi64(T a, T b) { return _mm256_unpackhi_epi64(a, b); }
+};
 
 FXAAC_SIMD_INLINE V load(const int32_t *p) { return V256::load(p); }
 FXAAC_SIMD_INLINE V odd(V v) { return _mm256_shuffle_epi32(v, _MM_SHUFFLE(3, 3, 1, 1)); }
@@ -120,12 +176,10 @@ FXAAC_SIMD_INLINE V round37(V even, V odd_sums)
 
 }  // namespace
 
-void qmf_dct4_avx2(const int32_t *in, int32_t *out, int32_t n)
+void qmf_dct4x2_avx2(const int32_t *in0, const int32_t *in1, int32_t *out0, int32_t *out1,
+                     int32_t n)
 {
-    if (n == 32)
-        qmf4::dct4<32>(in, out);
-    else if (n == 64)
-        qmf4::dct4<64>(in, out);
+    qmf4::dct4_pair<Q4x2>(in0, in1, out0, out1, n);
 }
 
 void qmf_analysis_fold_avx2(const int32_t *x, const int32_t *w, int32_t *p, int32_t *q)

@@ -18,7 +18,20 @@ namespace fxaac {
 
 namespace {
 
-using namespace qmf4;
+FXAAC_SIMD_INLINE __m128i odd(__m128i v) { return _mm_shuffle_epi32(v, _MM_SHUFFLE(3, 3, 1, 1)); }
+
+FXAAC_SIMD_INLINE __m128i reverse(__m128i v)
+{
+    return _mm_shuffle_epi32(v, _MM_SHUFFLE(0, 1, 2, 3));
+}
+
+FXAAC_SIMD_INLINE __m128i load(const int32_t *p) { return V128::load(p); }
+
+// Even and odd words of p[0 .. 7].
+FXAAC_SIMD_INLINE void load2(const int32_t *p, __m128i &even, __m128i &odd_words)
+{
+    V128::deinterleave(load(p), load(p + 4), even, odd_words);
+}
 
 // Rounded shift of the 64-bit sums (even and odd lanes) by S > 32, S known:
 // the truncated results in natural lane order.
@@ -113,12 +126,11 @@ void synthesis_window(int32_t *partial, int32_t head, const int32_t *cr, const i
 
 }  // namespace
 
-void qmf_dct4_sse41(const int32_t *in, int32_t *out, int32_t n)
+void qmf_dct4x2_sse41(const int32_t *in0, const int32_t *in1, int32_t *out0, int32_t *out1,
+                      int32_t n)
 {
-    if (n == 32)
-        dct4<32>(in, out);
-    else if (n == 64)
-        dct4<64>(in, out);
+    qmf4::dct4_pair<qmf4::Q4>(in0, nullptr, out0, nullptr, n);
+    qmf4::dct4_pair<qmf4::Q4>(in1, nullptr, out1, nullptr, n);
 }
 
 void qmf_analysis_fold_sse41(const int32_t *x, const int32_t *w, int32_t *p, int32_t *q)

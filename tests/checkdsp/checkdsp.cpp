@@ -848,14 +848,18 @@ void check_qmf(const Kernels &k)
 {
     using fxaac::sbr::kQmfWindow;
     for (const Data &d : kAllData) {
-        // DCT-IV input with sum |in| <= 2^30: every word shifted down
+        // DCT-IV input with sum |in| <= 2^30: every word shifted down; the
+        // second transform's input of another kind
         for (const int32_t n : {32, 64}) {
-            Words in = words(static_cast<size_t>(n), d);
-            for (auto &v : in)
+            const size_t size = static_cast<size_t>(n);
+            Words in0 = words(size, d), in1 = words(size, kAllData[g_rng() % std::size(kAllData)]);
+            for (auto &v : in0)
                 v >>= n == 64 ? 7 : 6;
-            CHECK(qmf_dct4, describe("n=%d data=%s", n, d.name),
-                  {{in, Words(static_cast<size_t>(n))}, {}},
-                  [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], n); });
+            for (auto &v : in1)
+                v >>= n == 64 ? 7 : 6;
+            CHECK(qmf_dct4x2, describe("n=%d data=%s", n, d.name),
+                  {{in0, in1, Words(size), Words(size)}, {}},
+                  [&](auto f, const Pointers &p) { f(p.w[0], p.w[1], p.w[2], p.w[3], n); });
         }
         for (const bool random : {false, true}) {
             // Analysis: any history; random windows within 2^27 a tap keep
