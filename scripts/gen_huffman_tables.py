@@ -28,6 +28,7 @@ ROW = 17                # per-codebook row: lengths 0..16, or leading-one counts
 SPECTRAL_WINDOW = 16    # bits of look-ahead for a spectral codeword
 SCALE_WINDOW = 20       # bits of look-ahead for a scalefactor codeword
 DIRECT_BITS = 7         # bits of look-ahead indexing spectral_direct (kDirectBits)
+WIDE_BITS = 10          # spectral_direct_wide (kDirectBitsWide), for x86-64
 DIRECT_LENGTH_SHIFT = 9 # spectral_direct entry: length << 9 | payload
 MAX_SWB_LONG = 51       # array bounds declared in band_tables.h
 MAX_SWB_SHORT = 15
@@ -125,19 +126,19 @@ def pack_spectral(book, values):
     return tuple(values)   # codebook 11: two signed bytes, 16 marks an escape
 
 
-def direct_row(book, ordered, values):
-    """spectral_direct row: for every DIRECT_BITS-bit window start, the
-    codeword it begins with when that codeword is at most DIRECT_BITS long,
-    as length << 9 | payload (payload: the value-table byte for codebooks 1
-    to 10, the book11 entry for codebook 11); 0 when the codeword is longer."""
-    row = [0] * (1 << DIRECT_BITS)
+def direct_row(book, ordered, values, bits=DIRECT_BITS):
+    """spectral_direct row: for every bits-long window start, the codeword it
+    begins with when that codeword is at most bits long, as length << 9 |
+    payload (payload: the value-table byte for codebooks 1 to 10, the book11
+    entry for codebook 11); 0 when the codeword is longer."""
+    row = [0] * (1 << bits)
     for entry, w in enumerate(ordered):
-        if w.length > DIRECT_BITS:
+        if w.length > bits:
             continue
         payload = entry if book == 11 else values[entry]
         assert payload < 1 << DIRECT_LENGTH_SHIFT
-        first = w.code << (DIRECT_BITS - w.length)
-        for t in range(first, first + (1 << (DIRECT_BITS - w.length))):
+        first = w.code << (bits - w.length)
+        for t in range(first, first + (1 << (bits - w.length))):
             assert row[t] == 0, 'codewords must be prefix-free'
             row[t] = w.length << DIRECT_LENGTH_SHIFT | payload
     return row
@@ -146,6 +147,7 @@ def direct_row(book, ordered, values):
 def spectral_tables(books):
     starts, limits, first_entries, values = [], [], [], [[]]
     direct = [[0] * (1 << DIRECT_BITS)]    # codebook 0 carries no codewords
+    wide = [[0] * (1 << WIDE_BITS)]
     starts.append([(0, 0)] * ROW)
     limits.append([0] * ROW)
     first_entries.append([0] * ROW)
@@ -159,7 +161,8 @@ def spectral_tables(books):
         first_entries.append(first_entry_per_length(ordered))
         values.append([pack_spectral(book, w.values) for w in ordered])
         direct.append(direct_row(book, ordered, values[-1]))
-    return starts, limits, first_entries, values, direct
+        wide.append(direct_row(book, ordered, values[-1], WIDE_BITS))
+    return starts, limits, first_entries, values, direct, wide
 
 
 def scalefactor_tables(words):
@@ -188,7 +191,7 @@ def cpp_file(header, body):
 
 
 def render_huffman(books):
-    starts, limits, first_entries, values, direct = spectral_tables(books)
+    starts, limits, first_entries, values, direct, wide = spectral_tables(books)
     bookscl, scale_book_int = scalefactor_tables(books['sf'])
     out = ['']
 
@@ -205,10 +208,12 @@ def render_huffman(books):
          lambda p: '{%d, %d}' % p)
     rows('const uint16_t book_length[kNumCodebooks][kCodebookRow]', limits, str)
     rows('const int16_t book_length_start[kNumCodebooks][kCodebookRow]', first_entries, str)
-    out.append('static_assert(kDirectBits == %d && kDirectLengthShift == %d,' %
-               (DIRECT_BITS, DIRECT_LENGTH_SHIFT))
+    out.append('static_assert(kDirectBits == %d && kDirectBitsWide == %d && '
+               'kDirectLengthShift == %d,' % (DIRECT_BITS, WIDE_BITS, DIRECT_LENGTH_SHIFT))
     out.extend(['              "spectral_direct is generated for another layout");', ''])
     rows('const uint16_t spectral_direct[kNumCodebooks][1 << kDirectBits]', direct,
+         lambda e: '0x%04X' % e)
+    rows('const uint16_t spectral_direct_wide[kNumCodebooks][1 << kDirectBitsWide]', wide,
          lambda e: '0x%04X' % e)
 
     for book in range(1, NUM_BOOKS):

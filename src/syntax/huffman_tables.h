@@ -49,10 +49,14 @@ extern const int16_t book_length_start[kNumCodebooks][kCodebookRow];
 // at most kDirectBits long (payload: the value-table byte of codebooks 1 to
 // 10, the book11 entry of codebook 11), and 0 when it is longer, which leaves
 // the search above to find it.
+// spectral_direct_wide is the same for windows of kDirectBitsWide bits
+// (24 KiB: linked where the library's size is not at stake, x86-64).
 inline constexpr int kDirectBits = 7;
+inline constexpr int kDirectBitsWide = 10;
 inline constexpr int kDirectLengthShift = 9;
 inline constexpr uint32_t kDirectPayloadMask = (1u << kDirectLengthShift) - 1;
 extern const uint16_t spectral_direct[kNumCodebooks][1 << kDirectBits];
+extern const uint16_t spectral_direct_wide[kNumCodebooks][1 << kDirectBitsWide];
 
 // Value tables, one entry per codeword in the sorted order:
 //   book1, book2  signed quadruples: four 2-bit fields, first value in bits

@@ -23,6 +23,16 @@ constexpr int kMaxEscapePrefix = 8;  // ones before the 0: 2^(8+4) + 12 bits = 8
 constexpr int kMaxCodewordBits = 20;
 constexpr int kMaxEscapeCodewordBits = 16 + 2 + 2 * (kMaxEscapePrefix + 1 + 4 + kMaxEscapePrefix);
 
+// The direct lookup: ten bits on x86-64, seven where the library's size
+// counts (huffman_tables.h).
+#if defined(__x86_64__)
+constexpr int kLookupBits = kDirectBitsWide;
+constexpr const uint16_t (*kLookup)[1 << kLookupBits] = spectral_direct_wide;
+#else
+constexpr int kLookupBits = kDirectBits;
+constexpr const uint16_t (*kLookup)[1 << kLookupBits] = spectral_direct;
+#endif
+
 // The index rows of one codebook.
 struct BookRows {
     const uint16_t *direct;
@@ -31,7 +41,7 @@ struct BookRows {
     const int16_t *first;
 
     explicit BookRows(int cb)
-        : direct(spectral_direct[cb]), start(code_book_start[cb]), limit(book_length[cb]),
+        : direct(kLookup[cb]), start(code_book_start[cb]), limit(book_length[cb]),
           first(book_length_start[cb])
     {}
 };
@@ -58,13 +68,13 @@ inline int find_codeword(const BookRows &book, uint32_t window, uint32_t *length
 
 // The codeword at the top of the window: its length and its payload, the
 // value-table byte (codebooks 1 to 10) or the book11 entry (codebook 11).
-// Codewords of up to kDirectBits bits come from one lookup; longer ones,
+// Codewords of up to kLookupBits bits come from one lookup; longer ones,
 // rare, from the search.
 template <bool Book11>
 inline uint32_t find_payload(const BookRows &book, const uint8_t *values, uint32_t window,
                              uint32_t *length)
 {
-    const uint32_t hit = book.direct[window >> (32 - kDirectBits)];
+    const uint32_t hit = book.direct[window >> (32 - kLookupBits)];
     if (hit != 0) [[likely]] {
         *length = hit >> kDirectLengthShift;
         return hit & kDirectPayloadMask;

@@ -76,7 +76,8 @@ Found find_scalefactor(uint32_t w)
 
 // Every look-ahead window that begins with a codeword, whatever bits follow,
 // must give that codeword's length and values, through the search tables and,
-// for codewords of at most kDirectBits bits, through spectral_direct.
+// for codewords of at most kDirectBits (kDirectBitsWide) bits, through
+// spectral_direct (spectral_direct_wide).
 TEST(SpectralCodebooks, EveryCodewordDecodesThroughPackedTables)
 {
     for (int cb = 1; cb <= 11; ++cb) {
@@ -97,14 +98,18 @@ TEST(SpectralCodebooks, EveryCodewordDecodesThroughPackedTables)
             }
             const uint32_t payload = cb == 11 ? static_cast<uint32_t>(found.entry)
                                               : book_table_optimized[cb][found.entry];
-            const uint32_t direct = w.length <= kDirectBits
-                                        ? static_cast<uint32_t>(w.length) << kDirectLengthShift |
-                                              payload
-                                        : 0;
-            const uint32_t top = first >> (16 - kDirectBits);
-            const uint32_t span = w.length < kDirectBits ? 1u << (kDirectBits - w.length) : 1;
-            for (uint32_t t = top; t < top + span; ++t)
-                ASSERT_EQ(spectral_direct[cb][t], direct) << "direct index " << t;
+            const auto check_direct = [&](const uint16_t *table, int bits) {
+                const uint32_t direct = w.length <= bits ? static_cast<uint32_t>(w.length)
+                                                                   << kDirectLengthShift |
+                                                               payload
+                                                         : 0;
+                const uint32_t top = first >> (16 - bits);
+                const uint32_t span = w.length < bits ? 1u << (bits - w.length) : 1;
+                for (uint32_t t = top; t < top + span; ++t)
+                    ASSERT_EQ(table[t], direct) << bits << "-bit direct index " << t;
+            };
+            check_direct(spectral_direct[cb], kDirectBits);
+            check_direct(spectral_direct_wide[cb], kDirectBitsWide);
         }
     }
 }
