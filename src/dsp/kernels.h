@@ -145,12 +145,12 @@
       (const int32_t *x, const int32_t *w, int32_t *p, int32_t *q), (x, w, p, q))                  \
     /* the analysis output rotation ([k][re, im] pairs out of the two transforms; Q31 */           \
     /* (cos, sin) pairs above -2^31), */                                                           \
-    K(a, sse41, void, qmf_analysis_rotate,                                                         \
+    K(a, avx2, void, qmf_analysis_rotate,                                                          \
       (const int32_t *cr, const int32_t *sr, const int32_t *rotation, int32_t *out),               \
       (cr, sr, rotation, out))                                                                     \
     /* the synthesis input of n = 64 or 32 bands ([k][re, im]): clamped, block scaled, */          \
     /* the odd imaginary parts negated; returns the scaling exponent g, */                         \
-    K(a, sse41, int32_t, qmf_synthesis_prepare,                                                    \
+    K(a, avx2, int32_t, qmf_synthesis_prepare,                                                     \
       (const int32_t *in, int32_t *xr, int32_t *xi, int32_t n), (in, xr, xi, n))                   \
     /* the synthesis windowing: 9 pending rows of 64 words from row head, the transforms */        \
     /* cr, si (n each, wrapping sums), taps w > -2^31, rounded shift 1 to 62 of products */        \

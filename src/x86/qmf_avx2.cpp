@@ -1,6 +1,7 @@
 // The SBR QMF banks' kernels with AVX2 (src/sbr/qmf.cpp): the synthesis
-// windowing and the analysis fold on eight values per vector, the pairs of
-// DCT-IVs (src/x86/qmf_simd.h) one transform in each 128-bit half.
+// input and windowing, the analysis fold and rotation on eight values per
+// vector, the pairs of DCT-IVs (src/x86/qmf_simd.h) one transform in each
+// 128-bit half.
 // The arithmetic is the SSE4.1 versions' (src/x86/qmf_sse41.cpp) on twice
 // the lanes: VPMULDQ per 128-bit half as PMULDQ, the 32-bit shuffles and
 // blends within each half; only the loads that reverse or pick the even
@@ -83,6 +84,14 @@ FXAAC_SIMD_INLINE V even_words(const int32_t *p)
 {
     const __m256 a = _mm256_castsi256_ps(load(p)), b = _mm256_castsi256_ps(load(p + 8));
     const V mixed = _mm256_castps_si256(_mm256_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0)));
+    return _mm256_permute4x64_epi64(mixed, _MM_SHUFFLE(3, 1, 2, 0));
+}
+
+// The odd words of p[0 .. 15], in order.
+FXAAC_SIMD_INLINE V odd_words(const int32_t *p)
+{
+    const __m256 a = _mm256_castsi256_ps(load(p)), b = _mm256_castsi256_ps(load(p + 8));
+    const V mixed = _mm256_castps_si256(_mm256_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1)));
     return _mm256_permute4x64_epi64(mixed, _MM_SHUFFLE(3, 1, 2, 0));
 }
 
@@ -207,6 +216,68 @@ void qmf_analysis_fold_avx2(const int32_t *x, const int32_t *w, int32_t *p, int3
             q + 8 * i,
             _mm256_sign_epi32(round37(_mm256_add_epi64(ae, re), _mm256_add_epi64(ao, ro)), sign));
     }
+}
+
+void qmf_analysis_rotate_avx2(const int32_t *cr, const int32_t *sr, const int32_t *rotation,
+                              int32_t *out)
+{
+    const V bias = _mm256_set1_epi64x(int64_t{1} << 34);
+    // bits 35 .. 66 of the sums plus 2^34, in order
+    auto round35 = [&](V even, V odds) {
+        return merge_high(_mm256_srai_epi32(_mm256_add_epi64(even, bias), 3),
+                          _mm256_srai_epi32(_mm256_add_epi64(odds, bias), 3));
+    };
+    for (int i = 0; i < 4; ++i) {
+        const V a = load(cr + 8 * i), b = reverse(load(sr + 24 - 8 * i));
+        const V c = even_words(rotation + 16 * i), s = odd_words(rotation + 16 * i);
+        const V ao = odd(a), bo = odd(b), co = odd(c), so = odd(s);
+        const V re = round35(_mm256_add_epi64(_mm256_mul_epi32(a, c), _mm256_mul_epi32(b, s)),
+                             _mm256_add_epi64(_mm256_mul_epi32(ao, co), _mm256_mul_epi32(bo, so)));
+        const V im = round35(_mm256_sub_epi64(_mm256_mul_epi32(b, c), _mm256_mul_epi32(a, s)),
+                             _mm256_sub_epi64(_mm256_mul_epi32(bo, co), _mm256_mul_epi32(ao, so)));
+        // (re, im) pairs: k = 0, 1, 4, 5 and 2, 3, 6, 7 per unpack
+        const V lo = _mm256_unpacklo_epi32(re, im), hi = _mm256_unpackhi_epi32(re, im);
+        V256::store(out + 16 * i, _mm256_permute2x128_si256(lo, hi, 0x20));
+        V256::store(out + 16 * i + 8, _mm256_permute2x128_si256(lo, hi, 0x31));
+    }
+}
+
+int32_t qmf_synthesis_prepare_avx2(const int32_t *in, int32_t *xr, int32_t *xi, int32_t n)
+{
+    if (n != 64 && n != 32)
+        return qmf_synthesis_prepare_c(in, xr, xi, n);
+    const V limit = _mm256_set1_epi32(1 << 27), low = _mm256_set1_epi32(-(1 << 27));
+    V peak = _mm256_setzero_si256();
+    for (int k = 0; k < n; k += 8) {
+        const V re = _mm256_min_epi32(_mm256_max_epi32(even_words(in + 2 * k), low), limit);
+        const V im = _mm256_min_epi32(_mm256_max_epi32(odd_words(in + 2 * k), low), limit);
+        peak = _mm256_or_si256(peak, _mm256_or_si256(_mm256_abs_epi32(re), _mm256_abs_epi32(im)));
+        V256::store(xr + k, re);
+        V256::store(xi + k, im);
+    }
+    const uint32_t all = static_cast<uint32_t>(V256::or_lanes(peak));
+    // the portable kernel's exponent
+    const int limitBits = n == 64 ? 23 : 24;
+    const int bits = all ? 32 - __builtin_clz(all) : 0;
+    const int g = limitBits - bits < 8 ? limitBits - bits : 8;
+    const V sign = _mm256_setr_epi32(1, -1, 1, -1, 1, -1, 1, -1);
+    if (g >= 0) {  // no overflow: |x 2^g| < 2^limitBits
+        const __m128i count = _mm_cvtsi32_si128(g);
+        for (int k = 0; k < n; k += 8) {
+            V256::store(xr + k, _mm256_sll_epi32(load(xr + k), count));
+            V256::store(xi + k, _mm256_sign_epi32(_mm256_sll_epi32(load(xi + k), count), sign));
+        }
+    } else {  // (x + 2^(-g-1)) >> -g, |x| <= 2^27
+        const __m128i count = _mm_cvtsi32_si128(-g);
+        const V bias = _mm256_set1_epi32(1 << (-g - 1));
+        for (int k = 0; k < n; k += 8) {
+            V256::store(xr + k, _mm256_sra_epi32(_mm256_add_epi32(load(xr + k), bias), count));
+            V256::store(xi + k,
+                        _mm256_sign_epi32(
+                            _mm256_sra_epi32(_mm256_add_epi32(load(xi + k), bias), count), sign));
+        }
+    }
+    return g;
 }
 
 void qmf_synthesis_window_avx2(int32_t *partial, int32_t head, const int32_t *cr, const int32_t *si,
