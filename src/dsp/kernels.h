@@ -167,6 +167,11 @@
       (int32_t * rows, int32_t k, int32_t p, int32_t n, const int32_t *c0, const int32_t *c1,      \
        int32_t r0, int32_t r1),                                                                    \
       (rows, k, p, n, c0, c1, r0, r1))                                                             \
+    /* SBR HF adjustment (src/sbr/hf_adjustment.cpp): G X + Q V of one subband's rows */           \
+    K(a, sse41, void, sbr_adjust_rows,                                                             \
+      (int32_t * x, int32_t rows, int32_t mul, int32_t shift, int32_t qHi, int32_t noiseIndex,     \
+       int32_t noiseStep),                                                                         \
+      (x, rows, mul, shift, qHi, noiseIndex, noiseStep))                                           \
     /* dequantisation: runs (from, to, form, k, shift) of out = gain(sign(q) |q|^(4/3)), */        \
     /* the gain forms of tools/inverse_quantization.cpp (3: none, 4: silent); in place as there */ \
     K(a, sse41, void, dequantize_bands,                                                            \

@@ -15,6 +15,7 @@
 // previous frame's l_A was its L_E.
 #include "sbr/hf_adjustment.h"
 
+#include "dsp/kernels.h"
 #include "sbr/envelope_dequant.h"
 #include "sbr/sbr_tables.h"
 
@@ -397,6 +398,11 @@ void assemble_band(const HfAdjustState *s, const EnvelopeSlots &e, const HfAdjus
         const int i = p < filtered ? p : kSmoothLength;
         const int r1 = p < filtered ? e.r0 + p + 1 : e.r1;
         const bool down = g[i].shift >= 0 && (!noise || q[i].shift >= 16);
+        if (down && sine == 0) {  // the common case as a kernel; no noise is a level of 0
+            sbr_adjust_rows(rows[e.r0 + p][k], r1 - e.r0 - p, g[i].mul, g[i].shift,
+                            noise ? noise_multiplier(q[i]) : 0, noiseIndex + p * e.bands, e.bands);
+            continue;
+        }
         auto apply = noise ? (down ? apply_rows<true, true> : apply_rows<true, false>)
                            : (down ? apply_rows<false, true> : apply_rows<false, false>);
         apply(rows, k, e.r0 + p, r1, g[i], q[i], sine, noiseIndex + p * e.bands, e.bands,
@@ -490,3 +496,19 @@ int32_t hf_adjust(HfAdjustState *s, const SbrHeader &h, const FrequencyTables &t
 }
 
 }  // namespace fxaac::sbr
+
+// The portable kernel: Y = G X + Q V(f_IndexNoise) for one subband over
+// `rows` rows of the work matrix from x (rows 64 complex samples apart), G
+// as a multiplier and a right shift (0 to 62), Q as the rounded high-word
+// multiplier of V * 2^16 (0: no noise); saturated to int32.
+void fxaac::sbr_adjust_rows_c(int32_t *x, int32_t rows, int32_t mul, int32_t shift, int32_t qHi,
+                              int32_t noiseIndex, int32_t noiseStep)
+{
+    using namespace fxaac::sbr;
+    const FixedGain g{shift > 0 ? int64_t{1} << (shift - 1) : 0, mul, shift};
+    for (int32_t r = 0; r < rows; r++, x += 2 * kBands, noiseIndex += noiseStep) {
+        const int16_t *v = kSbrNoise[noiseIndex & (kNoiseTableSize - 1)];
+        x[0] = sat32(scale_down(x[0], g) + scale_noise(v[0], qHi));
+        x[1] = sat32(scale_down(x[1], g) + scale_noise(v[1], qHi));
+    }
+}

@@ -749,6 +749,33 @@ void check_hf_generation(const Kernels &k)
     }
 }
 
+// SBR HF adjustment's rows: a work matrix of any words and of the analysis
+// range, gains with shifts 0 to 62 (multipliers up to 2^31 - 1), noise
+// levels of every size and none, noise indices that wrap the table.
+void check_hf_adjustment(const Kernels &k)
+{
+    constexpr size_t kMatrix = 40 * 128;
+    for (const Data &d : kAllData) {
+        const Words rows = words(kMatrix, d);
+        for (const auto &[mul, shift, qHi] : {std::array{1 << 30, 30, 0},
+                                              {INT32_MAX, 62, 123456789},
+                                              {12345, 0, -1},
+                                              {987654321, 17, INT32_MAX},
+                                              {1 << 20, 45, INT32_MIN},
+                                              {2, 1, 65536}}) {
+            for (const auto &[r0, n, index, step] :
+                 {std::array{2, 38, 0, 1}, {5, 7, 510, 37}, {39, 1, 511, 3}, {3, 0, 7, 9}}) {
+                CHECK(sbr_adjust_rows,
+                      describe("mul=%d shift=%d q=%d rows %d+%d noise %d+%d data=%s", mul, shift,
+                               qHi, r0, n, index, step, d.name),
+                      {{rows}, {}}, [&](auto f, const Pointers &p) {
+                          f(p.w[0] + 128 * r0 + 2 * 21, n, mul, shift, qHi, index, step);
+                      });
+            }
+        }
+    }
+}
+
 // Dequantisation: quantised values mostly small (the table lookup), with
 // zeros, escapes, magnitudes past 8191 and -32768 mixed in; every gain form
 // over its range of factors and shifts; apart and in place (the values in
@@ -1089,7 +1116,7 @@ int main(int argc, char **argv)
     for (const Kernels &k : all)
         check_fft(k), check_imdct(k), check_vectors(k), check_pcm(k), check_precise(k),
             check_noise(k), check_stereo(k), check_sbr_input(k), check_ps(k), check_qmf(k),
-            check_hf_generation(k), check_dequantize(k);
+            check_hf_generation(k), check_dequantize(k), check_hf_adjustment(k);
     std::printf("checkdsp: %d calls, all identical to the portable kernels\n", g_calls);
     if (timing) {
         std::vector<Kernels> versions{portable()};
