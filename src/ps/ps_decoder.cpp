@@ -109,16 +109,23 @@ void complex_filters(const PsDecoder &p, int b, const int32_t (*g)[kHybridTaps][
     ps_hybrid_filters(x[0], g[0][0], out[0], count);
 }
 
-void real_filter(const PsDecoder &p, int b, const int32_t *g, int32_t out[2])
+// The real filters g0 and g1 (13 Q31 taps each) of QMF band b into out[0]
+// and out[1], over the band's history read once.
+void real_filters(const PsDecoder &p, int b, const int32_t *g0, const int32_t *g1,
+                  int32_t (*out)[2])
 {
-    int64_t re = 0, im = 0;
-    for (int n = 0; n < kHybridTaps; n++) {
-        const int32_t *x = p.lowRing[(p.slots + kHybridTaps - n) % kHybridTaps][b];
-        re += int64_t{g[n]} * x[0];
-        im += int64_t{g[n]} * x[1];
+    int32_t x[kHybridTaps][2];
+    band_history(p, b, x);
+    const int32_t *g[2] = {g0, g1};
+    for (int f = 0; f < 2; f++) {
+        int64_t re = 0, im = 0;
+        for (int n = 0; n < kHybridTaps; n++) {
+            re += int64_t{g[f][n]} * x[n][0];
+            im += int64_t{g[f][n]} * x[n][1];
+        }
+        out[f][0] = static_cast<int32_t>((re + (int64_t{1} << 30)) >> 31);
+        out[f][1] = static_cast<int32_t>((im + (int64_t{1} << 30)) >> 31);
     }
-    out[0] = static_cast<int32_t>((re + (int64_t{1} << 30)) >> 31);
-    out[1] = static_cast<int32_t>((im + (int64_t{1} << 30)) >> 31);
 }
 
 void hybrid_analysis_20(const PsDecoder &p, int32_t (*s)[2])
@@ -132,10 +139,8 @@ void hybrid_analysis_20(const PsDecoder &p, int32_t (*s)[2])
         s[4][c] = q[2][c] + q[5][c];
         s[5][c] = q[3][c] + q[4][c];
     }
-    real_filter(p, 1, kHybrid20Band1[1], s[6]);
-    real_filter(p, 1, kHybrid20Band1[0], s[7]);
-    real_filter(p, 2, kHybrid20Band1[0], s[8]);
-    real_filter(p, 2, kHybrid20Band1[1], s[9]);
+    real_filters(p, 1, kHybrid20Band1[1], kHybrid20Band1[0], s + 6);
+    real_filters(p, 2, kHybrid20Band1[0], kHybrid20Band1[1], s + 8);
 }
 
 void hybrid_analysis_34(const PsDecoder &p, int32_t (*s)[2])
@@ -186,10 +191,9 @@ void hybrid_synthesis(const Layout &l, bool bands34, const int32_t (*x)[2], int 
         out[b][0] = clamp(sum[b][0], kOutputLimit);
         out[b][1] = clamp(sum[b][1], kOutputLimit);
     }
-    for (int b = l.split; b < qmfEnd; b++) {
-        out[b][0] = x[l.hybrid + b - l.split][0];
-        out[b][1] = x[l.hybrid + b - l.split][1];
-    }
+    if (qmfEnd > l.split)
+        std::memcpy(out[l.split], x[l.hybrid],
+                    sizeof(int32_t) * 2 * static_cast<size_t>(qmfEnd - l.split));
     std::memset(out[qmfEnd], 0, sizeof(int32_t) * 2 * static_cast<size_t>(kQmfBands - qmfEnd));
 }
 
